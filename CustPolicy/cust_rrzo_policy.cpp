@@ -1,0 +1,1 @@
+#include "cust_rrzo_policy.h"

@@ -1,0 +1,1 @@
+#include "cust_setting_policy_legacy.h"

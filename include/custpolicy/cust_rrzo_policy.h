@@ -1,0 +1,130 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <unordered_map>
+
+#include "custpolicy/cust_export.h"
+#include "custpolicy/cust_setting_policy.h"
+#include "platform/CustFeatureTypes.h"
+#include "platform/MSize.h"
+#include "platform/PolicyTypes.h"
+
+// The record an RRZO message (0x1001) carries.
+struct CustEvalRequest {
+    int32_t evalType = 0;
+    int32_t sensorIdx = 0;
+    void* pParam = nullptr;
+    uint64_t reserved = 0;
+};
+static_assert(sizeof(CustEvalRequest) == 24, "RRZO request record is 24 bytes");
+static_assert(offsetof(CustEvalRequest, sensorIdx) == 4, "sensorIdx at 4");
+static_assert(offsetof(CustEvalRequest, pParam) == 8, "pParam at 8");
+static_assert(offsetof(CustEvalRequest, reserved) == 16, "zero tail at 16");
+
+// Parameter record of request 0: the static RRZO facts of the configuration.
+struct CustRrzoStaticInfo {
+    int32_t intParam = 0;
+    bool flagB = false;
+    bool stereoBit6 = false;
+    bool is4kVideo = false;
+    bool isSysCam = false;
+    MSize targetSize;
+    float ratioA = 0.0f;
+    float ratioB = 0.0f;
+    bool flagA = false;
+    uint32_t uintParam = 0;
+    bool eisOn = false;
+};
+static_assert(sizeof(CustRrzoStaticInfo) == 36, "static info is 36 bytes");
+static_assert(offsetof(CustRrzoStaticInfo, intParam) == 0, "intParam at 0");
+static_assert(offsetof(CustRrzoStaticInfo, flagB) == 4, "flagB at 4");
+static_assert(offsetof(CustRrzoStaticInfo, stereoBit6) == 5, "stereoBit6 at 5");
+static_assert(offsetof(CustRrzoStaticInfo, is4kVideo) == 6, "is4kVideo at 6");
+static_assert(offsetof(CustRrzoStaticInfo, isSysCam) == 7, "isSysCam at 7");
+static_assert(offsetof(CustRrzoStaticInfo, targetSize) == 8, "targetSize at 8");
+static_assert(offsetof(CustRrzoStaticInfo, ratioA) == 16, "ratioA at 16");
+static_assert(offsetof(CustRrzoStaticInfo, ratioB) == 20, "ratioB at 20");
+static_assert(offsetof(CustRrzoStaticInfo, flagA) == 24, "flagA at 24");
+static_assert(offsetof(CustRrzoStaticInfo, uintParam) == 28, "uintParam at 28");
+static_assert(offsetof(CustRrzoStaticInfo, eisOn) == 32, "eisOn at 32");
+
+// Parameter record of request 1: the sensor output size of every sensor of the configuration.
+struct CustRrzoSensorSizes {
+    int32_t sensorIdx = 0;
+    std::map<int32_t, CustFeaturePrvSize> sizeMap;
+};
+// The record embeds standard-library types; its layout is still fixed by the runtime it is built
+// against, which is what these checks pin down.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Winvalid-offsetof"
+static_assert(offsetof(CustRrzoSensorSizes, sizeMap) == 8, "sizeMap at 8");
+#if defined(_LIBCPP_VERSION)
+// The service is built against libc++, whose std::map is 24 bytes.
+static_assert(sizeof(CustRrzoSensorSizes) == 32, "sensor sizes record is 32 bytes");
+#endif
+#pragma GCC diagnostic pop
+
+using CustSensorSettingMap =
+    std::unordered_map<unsigned int, mcam::core::device::policy::SensorSetting>;
+
+// The RRZO size policy interface, and the conversation with the feature-chip service in the RRZO
+// message class. Requests 0 and 1 share the persistent messages below: request 1 reuses the head
+// and reply that request 0 left, so the order of the two calls matters.
+class ICustRrzoPolicy {
+public:
+    using ConfigurationInputParams =
+        mcam::core::device::policy::featuresetting::ConfigurationInputParams;
+    using ConfigurationOutputParams =
+        mcam::core::device::policy::featuresetting::ConfigurationOutputParams;
+
+    virtual ~ICustRrzoPolicy();
+
+    // Final RRZO size for `inSize`: `outSize` holds the requested size on entry.
+    virtual void selectTargetSize(int sensorIdx, MSize const& inSize, MSize& outSize) = 0;
+    // Configuration-time calculation.
+    virtual void calculateTargetSize(int sensorIdx, MSize& targetSize, int intParam,
+                                     std::shared_ptr<CustSensorSettingMap> sensorSettings,
+                                     bool flagA, bool flagB, unsigned int uintParam,
+                                     ConfigurationOutputParams* outParams,
+                                     ConfigurationInputParams const* inParams) = 0;
+
+    // Request 0: the static RRZO facts.
+    void updateStaticRrzoInfo(int sensorIdx, MSize& targetSize, int intParam, float ratioA,
+                              float ratioB, float ratioC, bool flagA, bool flagB,
+                              unsigned int uintParam, bool eisOn);
+    // Request 1: the sensor output size of every sensor setting.
+    void selectRrzoSize(int sensorIdx, std::shared_ptr<CustSensorSettingMap> sensorSettings);
+    // Request 2: adopts the service's target size when both its sides are positive.
+    void applyTargetSize(int sensorIdx, MSize& targetSize);
+
+protected:
+    CustEvalRequest mRequest;
+    CustEvalRequest mReply;
+    CustTransMsgData mRequestMsg;
+    CustTransMsgData mReplyMsg;
+    uint8_t mReplyData[8] = {};
+};
+
+// Entry point of the RRZO size policy: one per sensor index, holding the policy that the
+// feature-capability service chose for the sensor at construction.
+class CUST_EXPORT CustRrzoAlgoAdaptor {
+public:
+    using ConfigurationInputParams = ICustRrzoPolicy::ConfigurationInputParams;
+    using ConfigurationOutputParams = ICustRrzoPolicy::ConfigurationOutputParams;
+
+    explicit CustRrzoAlgoAdaptor(int sensorIdx);
+    virtual ~CustRrzoAlgoAdaptor();
+
+    virtual void selectTargetSize(int sensorIdx, MSize const& inSize, MSize& outSize);
+    virtual void calculateTargetSize(int sensorIdx, MSize& targetSize, int intParam,
+                                     std::shared_ptr<CustSensorSettingMap> sensorSettings,
+                                     bool flagA, bool flagB, unsigned int uintParam,
+                                     ConfigurationOutputParams* outParams,
+                                     ConfigurationInputParams const* inParams);
+
+private:
+    std::shared_ptr<ICustRrzoPolicy> mPolicy;
+};
