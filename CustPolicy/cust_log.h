@@ -62,3 +62,8 @@ void logMessage(LogSeverity severity, const char* tag, const char* function, int
 #define CUST_LOGW(tag, fmt, ...) CUST_LOG_AT(Warning, tag, __LINE__, fmt, ##__VA_ARGS__)
 #define CUST_LOGI(tag, fmt, ...) CUST_LOG_AT(Info, tag, __LINE__, fmt, ##__VA_ARGS__)
 #define CUST_LOGD(tag, fmt, ...) CUST_LOG_AT(Debug, tag, __LINE__, fmt, ##__VA_ARGS__)
+
+// For messages written from inside a lambda or helper on behalf of a named function.
+#define CUST_LOG_IN(severity, tag, function, fmt, ...)                                      \
+    ::custpolicy::logMessage(::custpolicy::LogSeverity::severity, tag, function, __LINE__, \
+                             kLogSourcePath, fmt, function, ##__VA_ARGS__)
