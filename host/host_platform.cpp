@@ -45,7 +45,10 @@ void decodeRequest(const CustTransMsgData* request, FeatureChipCall& call) {
         CustSettingEvalRequest payload;
         std::memcpy(&payload, request->pData, sizeof(payload));
         call.settingRequest = payload;
-        if (payload.pSelectIn != nullptr) call.selectIn = *payload.pSelectIn;  // deep copy
+        if (payload.pSelectIn != nullptr) {
+            call.selectIn = *payload.pSelectIn;  // deep copy
+            call.selectInBytes = copyBytes(payload.pSelectIn, sizeof(CustSelectIn4Setting));
+        }
         return;
     }
     if (request->dataSize < sizeof(CustEvalRequest)) return;
@@ -190,6 +193,7 @@ bool ICamsysSensorInfoHelper::getSensorRawFmtType(int32_t sensorIdx, int32_t sce
 
 std::shared_ptr<IMetadataProvider> NSMetadataProviderManager::valueForByDeviceId(int32_t deviceId) {
     state().recorded.staticMetadataQueries.push_back(deviceId);
+    if (!sensor(deviceId).hasMetadataProvider) return nullptr;
     return std::make_shared<HostMetadataProvider>(deviceId);
 }
 
@@ -224,9 +228,11 @@ void ICustFeatureCapability::getMaxStreamSize(int32_t sensorIdx, int32_t maxYuvW
     if (state().maxStreamSize) state().maxStreamSize(call, width, height);
 }
 
-void ICustFeatureCapability::getCustSensorSettingInfo(int32_t sensorIdx, uint32_t /*operationMode*/,
-                                                      int32_t /*maxStreamWidth*/, int32_t /*maxStreamHeight*/,
+void ICustFeatureCapability::getCustSensorSettingInfo(int32_t sensorIdx, uint32_t operationMode,
+                                                      int32_t maxStreamWidth, int32_t maxStreamHeight,
                                                       int32_t& info) {
+    state().recorded.custSensorSettingInfo.push_back(
+        {sensorIdx, operationMode, maxStreamWidth, maxStreamHeight, info});
     const SensorFacts& facts = sensor(sensorIdx);
     if (facts.custSensorSettingInfo) info = *facts.custSensorSettingInfo;
 }

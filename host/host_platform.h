@@ -40,6 +40,8 @@ struct SensorFacts {
     qovix_aaa_ae_vhdr_info defaultVhdrInfo;
     // Device mask in the sensor list; unset means 1 << sensorIdx.
     std::optional<uint32_t> deviceMask;
+    // False: the sensor has no metadata provider at all (a broken setup).
+    bool hasMetadataProvider = true;
     // Static characteristics of the sensor's metadata provider.
     NSCam::IMetadata staticMetadata;
     // Sensor modes by scenario id; a scenario without an entry fails every query.
@@ -74,6 +76,8 @@ struct FeatureChipCall {
     // Decoded copies of the parameter records, by message class.
     std::optional<CustSettingEvalRequest> settingRequest;
     std::optional<CustSelectIn4Setting> selectIn;
+    // The 104 bytes of the selection record as the service saw them, padding included.
+    std::vector<uint8_t> selectInBytes;
     std::optional<CustEvalRequest> rrzoRequest;
     std::optional<CustRrzoStaticInfo> rrzoStaticInfo;
     std::optional<CustRrzoSensorSizes> rrzoSensorSizes;
@@ -100,6 +104,14 @@ struct SensorInfoCall {
     SensorInfoQuery query;
     int32_t sensorIdx;
     int32_t scenarioId;
+};
+
+// What getCustSensorSettingInfo was asked, with the value it received in `info`.
+struct CustSensorSettingInfoCall {
+    int32_t sensorIdx;
+    uint32_t operationMode;
+    int32_t maxStreamWidth, maxStreamHeight;
+    int32_t info;
 };
 
 struct SeamlessCall {
@@ -135,6 +147,7 @@ struct Recorded {
     std::vector<SeamlessCall> seamless;
     std::vector<SensorInfoCall> sensorInfo;
     std::vector<MaxStreamSizeCall> maxStreamSize;
+    std::vector<CustSensorSettingInfoCall> custSensorSettingInfo;
     std::vector<ThirdCapCall> thirdCap;
     std::vector<int32_t> staticMetadataQueries;  // device ids asked for their provider
     std::vector<LogRecord> androidLog;
