@@ -1,0 +1,100 @@
+cmake_minimum_required(VERSION 3.25)
+
+# Checks the dynamic symbol table of the policy library against the interface the camera HAL links
+# with: the two adaptors and the sensor-setting policy interface, their members and vtables.
+# Anything else exported is an internal leaking out (a class that lost its hidden visibility, a
+# C++ runtime instantiation, a host stand-in linked in by mistake) and fails the check; so does a
+# missing entry point of the HAL.
+#
+# Usage: cmake -DLIBRARY=<libcustpolicy.so> -DNM=<nm> -P check_exports.cmake
+
+if(NOT LIBRARY OR NOT EXISTS "${LIBRARY}")
+  message(FATAL_ERROR "check_exports: library '${LIBRARY}' not found")
+endif()
+if(NOT NM)
+  set(NM nm)
+endif()
+
+# The exported classes. Patterns, not a fixed list: members are added as the policies grow.
+set(exported_classes "(CustSettingAlgoAdaptor|CustRrzoAlgoAdaptor|ICustSettingPolicy)")
+set(allowed_patterns
+  "^${exported_classes}::"
+  "^vtable for ${exported_classes}$"
+)
+# What the HAL calls; each must be exported.
+set(required_patterns
+  "^CustSettingAlgoAdaptor::CustSettingAlgoAdaptor\\(int\\)$"
+  "^CustSettingAlgoAdaptor::~CustSettingAlgoAdaptor\\(\\)$"
+  "^CustSettingAlgoAdaptor::selectSensorSetting\\("
+  "^CustRrzoAlgoAdaptor::CustRrzoAlgoAdaptor\\(int\\)$"
+  "^CustRrzoAlgoAdaptor::~CustRrzoAlgoAdaptor\\(\\)$"
+  "^CustRrzoAlgoAdaptor::selectTargetSize\\("
+  "^CustRrzoAlgoAdaptor::calculateTargetSize\\("
+  "^ICustSettingPolicy::~ICustSettingPolicy\\(\\)$"
+  "^ICustSettingPolicy::parseSensorSetting\\("
+)
+
+execute_process(
+  COMMAND "${NM}" -D -C --defined-only "${LIBRARY}"
+  OUTPUT_VARIABLE nm_output
+  ERROR_VARIABLE nm_error
+  RESULT_VARIABLE nm_result)
+if(NOT nm_result EQUAL 0)
+  message(FATAL_ERROR "check_exports: ${NM} failed (${nm_result}): ${nm_error}")
+endif()
+
+# Demangled C++ names hold spaces and brackets but never ';', so lines become list items as they are.
+string(REPLACE "\n" ";" nm_lines "${nm_output}")
+
+set(exports "")
+set(unexpected "")
+foreach(line IN LISTS nm_lines)
+  # "<address> <type> <demangled name>"
+  if(NOT line MATCHES "^[0-9a-fA-F]+ [A-Za-z] (.+)$")
+    continue()
+  endif()
+  set(symbol "${CMAKE_MATCH_1}")
+  list(APPEND exports "${symbol}")
+  set(allowed FALSE)
+  foreach(pattern IN LISTS allowed_patterns)
+    if(symbol MATCHES "${pattern}")
+      set(allowed TRUE)
+      break()
+    endif()
+  endforeach()
+  if(NOT allowed)
+    list(APPEND unexpected "${symbol}")
+  endif()
+endforeach()
+
+set(missing "")
+foreach(pattern IN LISTS required_patterns)
+  set(found FALSE)
+  foreach(symbol IN LISTS exports)
+    if(symbol MATCHES "${pattern}")
+      set(found TRUE)
+      break()
+    endif()
+  endforeach()
+  if(NOT found)
+    list(APPEND missing "${pattern}")
+  endif()
+endforeach()
+
+list(LENGTH exports export_count)
+message(STATUS "check_exports: ${export_count} exported symbols in ${LIBRARY}")
+set(failed FALSE)
+if(unexpected)
+  list(REMOVE_DUPLICATES unexpected)
+  string(REPLACE ";" "\n  " text "${unexpected}")
+  message(SEND_ERROR "check_exports: unexpected exports:\n  ${text}")
+  set(failed TRUE)
+endif()
+if(missing)
+  string(REPLACE ";" "\n  " text "${missing}")
+  message(SEND_ERROR "check_exports: no export matches:\n  ${text}")
+  set(failed TRUE)
+endif()
+if(failed)
+  message(FATAL_ERROR "check_exports: failed")
+endif()
