@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// Checks a "CameraHWConfiguration.config" against what the policies' table readers need: row
+// widths, row keys, scenario ranges, seamless codes, table names and rows that can never match.
+namespace custsim {
+
+struct LintFinding {
+    enum class Severity { Warning, Error };
+    Severity severity = Severity::Error;
+    uint32_t line = 0;
+    std::string where;  // "[Table] Locale[key]" or "[Table]"
+    std::string message;
+};
+
+struct LintResult {
+    bool loaded = false;
+    std::string loadError;  // "file:line:column: message" when the file could not be read
+    std::vector<LintFinding> findings;  // ordered by line
+    int32_t errorCount() const;
+};
+
+LintResult lintConfigFile(const std::string& path);
+LintResult lintConfigText(const std::string& text, const std::string& sourceName);
+
+// "file:line: error: [Table] Locale[key]: message".
+std::string formatFinding(const std::string& file, const LintFinding& finding);
+
+}  // namespace custsim

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <ostream>
+#include <vector>
+
+#include "device_profile.h"
+#include "runner.h"
+
+// The simulator's two output forms: a text report for people and a JSON document for scripts.
+// Both print only integers and strings, so that they read the same whatever C++ runtime built the
+// tool.
+namespace custsim {
+
+struct ReportOptions {
+    // ULogger detail level whose messages the report shows in full; unset: no log.
+    std::optional<int32_t> logDetailLevel;
+};
+
+void writeTextReport(std::ostream& out, const DeviceProfile& device,
+                     const std::vector<SessionRun>& runs, const ReportOptions& options);
+void writeJsonReport(std::ostream& out, const DeviceProfile& device,
+                     const std::vector<SessionRun>& runs, const ReportOptions& options);
+
+}  // namespace custsim

@@ -1,0 +1,154 @@
+#include <cstdio>
+#include <string>
+
+#include "report.h"
+
+namespace custsim {
+
+namespace {
+
+// Version of the JSON document's layout; raised when a field changes meaning or goes away.
+constexpr int kJsonSchemaVersion = 1;
+
+std::string jsonString(const std::string& text) {
+    std::string out = "\"";
+    for (const char c : text) {
+        switch (c) {
+            case '"':
+                out += "\\\"";
+                break;
+            case '\\':
+                out += "\\\\";
+                break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\r':
+                out += "\\r";
+                break;
+            case '\t':
+                out += "\\t";
+                break;
+            default:
+                if (static_cast<unsigned char>(c) < 0x20) {
+                    char escaped[8];
+                    std::snprintf(escaped, sizeof(escaped), "\\u%04x",
+                                  static_cast<unsigned char>(c));
+                    out += escaped;
+                } else {
+                    out += c;
+                }
+        }
+    }
+    return out + "\"";
+}
+
+std::string jsonSize(MSize size) {
+    return "[" + std::to_string(size.w) + ", " + std::to_string(size.h) + "]";
+}
+
+std::string jsonBool(bool value) { return value ? "true" : "false"; }
+
+std::string jsonLogLine(const LogLine& line, bool withTail) {
+    return "{\"priority\": " + jsonString(std::string(1, priorityLetter(line.priority))) +
+           ", \"tag\": " + jsonString(line.tag) +
+           ", \"text\": " + jsonString(withTail ? line.text : withoutErrorTail(line.text)) + "}";
+}
+
+std::string jsonStrings(const std::vector<std::string>& items, const std::string& indent) {
+    if (items.empty()) return "[]";
+    std::string out = "[\n";
+    for (size_t i = 0; i < items.size(); ++i) {
+        out += indent + "  " + jsonString(items[i]) + (i + 1 < items.size() ? ",\n" : "\n");
+    }
+    return out + indent + "]";
+}
+
+std::string jsonLog(const std::vector<LogLine>& log, int32_t level, const std::string& indent) {
+    std::vector<std::string> lines;
+    for (const LogLine& line : log) {
+        if (shownAtDetailLevel(line.priority, level)) lines.push_back(jsonLogLine(line, true));
+    }
+    if (lines.empty()) return "[]";
+    std::string out = "[\n";
+    for (size_t i = 0; i < lines.size(); ++i) {
+        out += indent + "  " + lines[i] + (i + 1 < lines.size() ? ",\n" : "\n");
+    }
+    return out + indent + "]";
+}
+
+void writeSensor(std::ostream& out, const SessionSpec& session, const SensorRun& run,
+                 const ReportOptions& options, bool last) {
+    const std::string in = "    ";
+    out << "  {\n";
+    out << in << "\"session\": " << jsonString(session.name) << ",\n";
+    out << in << "\"file\": " << jsonString(session.file) << ",\n";
+    out << in << "\"description\": " << jsonString(session.description) << ",\n";
+    out << in << "\"sensor\": " << run.sensorIdx << ",\n";
+    out << in << "\"sensor_name\": " << jsonString(run.sensorName) << ",\n";
+    out << in << "\"setting_policy\": " << jsonString(run.newSettingPolicy ? "new" : "legacy")
+        << ",\n";
+    out << in << "\"rrzo_policy\": " << jsonString(run.newRrzoPolicy ? "new" : "legacy") << ",\n";
+    out << in << "\"decided\": " << jsonBool(run.decided) << ",\n";
+    out << in << "\"engineer_traversal\": " << jsonBool(run.byEngineerTraversal) << ",\n";
+    if (run.decided) {
+        out << in << "\"setting\": {\"scenario\": " << run.setting.sensorMode
+            << ", \"fps\": " << run.setting.sensorFps
+            << ", \"sensor_size\": " << jsonSize(run.setting.sensorSize)
+            << ", \"raw_format_type\": " << run.setting.rawFmtType << "},\n";
+    } else {
+        out << in << "\"setting\": null,\n";
+    }
+    out << in << "\"seamless_flags_before\": " << run.seamlessFlagsBefore << ",\n";
+    out << in << "\"seamless_flags\": " << run.seamlessFlags << ",\n";
+    out << in << "\"seamless_scenario\": "
+        << (run.seamlessScenario ? std::to_string(*run.seamlessScenario) : std::string("null"))
+        << ",\n";
+    out << in << "\"decided_by\": "
+        << (run.decidedBy && !run.decidedByIsLastMessage ? jsonLogLine(*run.decidedBy, false)
+                                                         : "null")
+        << ",\n";
+    out << in << "\"last_message\": "
+        << (run.decidedBy && run.decidedByIsLastMessage ? jsonLogLine(*run.decidedBy, false)
+                                                        : "null")
+        << ",\n";
+    out << in << "\"rrzo\": {\"requested\": " << jsonSize(run.rrzoRequested)
+        << ", \"sensor_size\": " << jsonSize(run.rrzoSensorSize) << ", \"hal_fallback_scenario\": "
+        << (run.halFallback && run.fallbackScenario ? std::to_string(*run.fallbackScenario)
+                                                    : "null")
+        << ", \"size\": " << jsonSize(run.rrzoSize) << "},\n";
+    out << in << "\"rrzo_decided_by\": "
+        << (run.rrzoDecidedBy ? jsonLogLine(*run.rrzoDecidedBy, false) : "null") << ",\n";
+    out << in << "\"service_notes\": " << jsonStrings(run.notes, in) << ",\n";
+    out << in << "\"rrzo_service_notes\": " << jsonStrings(run.rrzoNotes, in);
+    if (options.logDetailLevel) {
+        out << ",\n"
+            << in << "\"setting_log\": " << jsonLog(run.settingLog, *options.logDetailLevel, in);
+        out << ",\n" << in << "\"rrzo_log\": " << jsonLog(run.rrzoLog, *options.logDetailLevel, in);
+    }
+    out << "\n  }" << (last ? "\n" : ",\n");
+}
+
+}  // namespace
+
+void writeJsonReport(std::ostream& out, const DeviceProfile& device,
+                     const std::vector<SessionRun>& runs, const ReportOptions& options) {
+    out << "{\n";
+    out << "\"schema\": " << kJsonSchemaVersion << ",\n";
+    out << "\"device\": " << jsonString(device.name) << ",\n";
+    out << "\"log_detail_level\": "
+        << (options.logDetailLevel ? std::to_string(*options.logDetailLevel) : "null") << ",\n";
+    out << "\"results\": [\n";
+    size_t total = 0;
+    for (const SessionRun& run : runs) total += run.sensors.size();
+    size_t written = 0;
+    for (const SessionRun& run : runs) {
+        for (const SensorRun& sensor : run.sensors) {
+            ++written;
+            writeSensor(out, *run.session, sensor, options, written == total);
+        }
+    }
+    out << "]\n}\n";
+}
+
+}  // namespace custsim

@@ -1,0 +1,506 @@
+#include "runner.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "cust_setting_policy_legacy.h"
+#include "host_image_stream.h"
+#include "host_platform.h"
+#include "platform/PolicyTypes.h"
+#include "platform/SensorServices.h"
+
+namespace custsim {
+
+namespace {
+
+using mcam::core::device::policy::AppUserConfiguration;
+using mcam::core::device::policy::PolicyParsedAppConfiguration;
+using mcam::core::device::policy::PolicyParsedAppConfigurationExtra;
+using mcam::core::device::policy::PolicyParsedAppImageStreamInfo;
+using mcam::core::device::policy::featuresetting::ConfigurationInputParams;
+using mcam::core::device::policy::featuresetting::ConfigurationOutputParams;
+using mcam::core::device::policy::featuresetting::StreamRecord;
+
+// Static characteristics the policies read.
+constexpr uint32_t kTagAeAvailableTargetFpsRanges = 0x10014;
+constexpr uint32_t kTagMinFrameDurations = 0xD000B;
+constexpr uint32_t kTagPixelArraySize = 0xF0006;
+constexpr uint32_t kTagEngineerStaticItem = 0x9004003D;
+// Session parameters the policies read.
+constexpr uint32_t kTagAeTargetFpsRange = 0x10005;
+constexpr uint32_t kTagVideoStabilizationMode = 0x10011;
+constexpr uint32_t kTagAovMode = 0x80150001;
+constexpr uint32_t kTagApiValue = 0x90040118;
+constexpr uint32_t kTagTemperature = 0x90040108;
+constexpr uint32_t kTagEngineerSensorModeSelect = 0x90040069;
+// The temperature is the int32 40 bytes into the entry's data block.
+constexpr size_t kTemperatureOffset = 40;
+constexpr size_t kTemperatureBlockSize = kTemperatureOffset + sizeof(int32_t);
+
+// The camera name the third-party capability manager sees under GSI.
+constexpr char kGsiCameraName[] = "android.camera.cts";
+
+// Android log priorities, and the detail level each needs before the library writes it.
+constexpr int32_t kPriorityDebug = 3;
+constexpr int32_t kPriorityInfo = 4;
+constexpr int32_t kPriorityWarning = 5;
+constexpr int32_t kDetailLevelWarning = 2;
+constexpr int32_t kDetailLevelInfo = 3;
+constexpr int32_t kDetailLevelDebug = 5;
+
+// Messages that say which table row, thermal row or engineering value chose the scenario; the last
+// of them before the final result explains the decision.
+const char* const kDecisionMarkers[] = {
+    "match setting(result)",
+    "by thermal",
+    "for engineer explorer test",
+};
+constexpr char kFinalResultMarker[] = "match setting(final result)";
+// Messages that explain the RRZO size, most telling first.
+const char* const kRrzoMarkers[] = {
+    "customized rrzo size",
+    "rrzo target size",
+};
+
+NSCam::IEntry metadataEntry(const MetadataEntrySpec& spec) {
+    NSCam::IEntry entry(spec.tag);
+    for (int64_t value : spec.integers) {
+        switch (spec.type) {
+            case MetadataEntrySpec::Type::UInt8:
+                entry.push_back(static_cast<uint8_t>(value));
+                break;
+            case MetadataEntrySpec::Type::Int32:
+                entry.push_back(static_cast<int32_t>(value));
+                break;
+            case MetadataEntrySpec::Type::Int64:
+                entry.push_back(value);
+                break;
+        }
+    }
+    return entry;
+}
+
+NSCam::IMetadata staticMetadataOf(const SensorSpec& sensor) {
+    NSCam::IMetadata metadata;
+    if (sensor.pixelArray)
+        metadata.update(NSCam::IEntry::of<MSize>(kTagPixelArraySize, {*sensor.pixelArray}));
+    if (sensor.minFrameDurations) {
+        NSCam::IEntry entry(kTagMinFrameDurations);
+        for (const auto& group : *sensor.minFrameDurations) {
+            for (int64_t value : group) entry.push_back(value);
+        }
+        metadata.update(entry);
+    }
+    if (sensor.aeTargetFpsRanges) {
+        NSCam::IEntry entry(kTagAeAvailableTargetFpsRanges);
+        for (const auto& range : *sensor.aeTargetFpsRanges) {
+            for (int64_t value : range) entry.push_back(static_cast<int32_t>(value));
+        }
+        metadata.update(entry);
+    }
+    if (sensor.engineerStaticItem) {
+        metadata.update(
+            NSCam::IEntry::of<int32_t>(kTagEngineerStaticItem, {*sensor.engineerStaticItem}));
+    }
+    for (const MetadataEntrySpec& extra : sensor.extraStatic) metadata.update(metadataEntry(extra));
+    return metadata;
+}
+
+NSCam::IMetadata sessionParamsOf(const SessionParamsSpec& params) {
+    NSCam::IMetadata metadata;
+    if (params.fpsRange) {
+        metadata.update(NSCam::IEntry::of<int32_t>(kTagAeTargetFpsRange,
+                                                   {static_cast<int32_t>((*params.fpsRange)[0]),
+                                                    static_cast<int32_t>((*params.fpsRange)[1])}));
+    }
+    if (params.videoStabilization) {
+        metadata.update(
+            NSCam::IEntry::of<uint8_t>(kTagVideoStabilizationMode, {*params.videoStabilization}));
+    }
+    if (params.aovMode) metadata.update(NSCam::IEntry::of<int32_t>(kTagAovMode, {*params.aovMode}));
+    if (params.api) metadata.update(NSCam::IEntry::of<int32_t>(kTagApiValue, {*params.api}));
+    if (params.temperature) {
+        uint8_t block[kTemperatureBlockSize] = {};
+        std::memcpy(block + kTemperatureOffset, &*params.temperature, sizeof(int32_t));
+        metadata.update(NSCam::IEntry::ofBytes(kTagTemperature, block, sizeof(block)));
+    }
+    if (params.engineerSensorMode) {
+        metadata.update(
+            NSCam::IEntry::of<uint8_t>(kTagEngineerSensorModeSelect, {*params.engineerSensorMode}));
+    }
+    for (const MetadataEntrySpec& extra : params.extra) metadata.update(metadataEntry(extra));
+    return metadata;
+}
+
+// The larger of two sizes by area; the first wins a tie.
+MSize largerOf(MSize current, MSize candidate) {
+    const int64_t a = static_cast<int64_t>(current.w) * current.h;
+    const int64_t b = static_cast<int64_t>(candidate.w) * candidate.h;
+    return b > a ? candidate : current;
+}
+
+// The RRZO size the HAL asks for by default: the largest stream, shrunk to fit the sensor output
+// when it is larger (keeping its aspect ratio, sides even), since the RRZO never upscales.
+MSize defaultRrzoRequest(MSize stream, MSize sensor) {
+    if (sensor.w <= 0 || sensor.h <= 0 || stream.w <= 0 || stream.h <= 0) return stream;
+    if (stream.w <= sensor.w && stream.h <= sensor.h) return stream;
+    const int64_t w = stream.w, h = stream.h;
+    MSize fitted;
+    if (w * sensor.h > h * sensor.w) {
+        fitted = MSize(sensor.w, static_cast<int32_t>(h * sensor.w / w));
+    } else {
+        fitted = MSize(static_cast<int32_t>(w * sensor.h / h), sensor.h);
+    }
+    fitted.w &= ~1;
+    fitted.h &= ~1;
+    return fitted;
+}
+
+// The engineering flow of the HAL asks the legacy policy's MIPI traversal directly; the call is
+// made only when the legacy policy provides it.
+template <typename Policy>
+auto mipiTraversal(Policy& policy, std::shared_ptr<PolicyParsedAppConfiguration> appConfig,
+                   SensorSetting& setting, int sensorIdx, int)
+    -> decltype(policy.selectSensorSetting4MipiTraversal(appConfig, setting, sensorIdx),
+                std::optional<bool>()) {
+    return policy.selectSensorSetting4MipiTraversal(appConfig, setting, sensorIdx);
+}
+template <typename Policy>
+std::optional<bool> mipiTraversal(Policy&, std::shared_ptr<PolicyParsedAppConfiguration>,
+                                  SensorSetting&, int, long) {
+    return std::nullopt;
+}
+
+bool contains(const std::string& text, const char* marker) {
+    return text.find(marker) != std::string::npos;
+}
+
+std::vector<LogLine> takeAndroidLog(size_t from) {
+    std::vector<LogLine> lines;
+    const auto& log = hostplatform::state().recorded.androidLog;
+    for (size_t i = from; i < log.size(); ++i)
+        lines.push_back({log[i].priorityOrLevel, log[i].tag, log[i].text});
+    return lines;
+}
+
+std::optional<LogLine> settingExplanation(const std::vector<LogLine>& log, bool& isLastMessage) {
+    isLastMessage = false;
+    std::optional<LogLine> finalResult;
+    std::optional<LogLine> explanation;
+    for (const LogLine& line : log) {
+        if (contains(line.text, kFinalResultMarker)) {
+            finalResult = line;
+            break;
+        }
+        for (const char* marker : kDecisionMarkers) {
+            if (contains(line.text, marker)) explanation = line;
+        }
+    }
+    if (explanation) return explanation;
+    if (finalResult) return finalResult;
+    if (log.empty()) return std::nullopt;
+    isLastMessage = true;
+    return log.back();
+}
+
+std::optional<LogLine> rrzoExplanation(const std::vector<LogLine>& log) {
+    for (const char* marker : kRrzoMarkers) {
+        for (auto it = log.rbegin(); it != log.rend(); ++it) {
+            if (contains(it->text, marker)) return *it;
+        }
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+char priorityLetter(int32_t priority) {
+    static const char kLetters[] = "??VDIWEF";
+    return priority >= 0 && priority < 8 ? kLetters[priority] : '?';
+}
+
+std::string logcatLine(const LogLine& line) {
+    return std::string(1, priorityLetter(line.priority)) + "/" + line.tag + ": " + line.text;
+}
+
+std::string withoutErrorTail(const std::string& text) {
+    // " (function){#line:path}" at the very end.
+    if (text.empty() || text.back() != '}') return text;
+    const size_t brace = text.rfind("){#");
+    if (brace == std::string::npos) return text;
+    const size_t open = text.rfind(" (", brace);
+    return open == std::string::npos ? text : text.substr(0, open);
+}
+
+bool shownAtDetailLevel(int32_t priority, int32_t detailLevel) {
+    if (priority > kPriorityWarning) return true;
+    if (priority == kPriorityWarning) return detailLevel >= kDetailLevelWarning;
+    if (priority == kPriorityInfo) return detailLevel >= kDetailLevelInfo;
+    if (priority == kPriorityDebug) return detailLevel >= kDetailLevelDebug;
+    return false;
+}
+
+struct BuiltConfiguration {
+    std::shared_ptr<PolicyParsedAppConfiguration> appConfig;
+    std::shared_ptr<PolicyParsedAppImageStreamInfo> streamInfo;
+    AppUserConfiguration userConfig;
+};
+
+namespace {
+
+BuiltConfiguration buildConfiguration(const SessionSpec& session) {
+    BuiltConfiguration built;
+    built.appConfig = std::make_shared<PolicyParsedAppConfiguration>();
+    built.appConfig->operationMode = session.operationMode;
+    built.appConfig->sessionParams = sessionParamsOf(session.params);
+    if (session.configExtension)
+        built.appConfig->pExtra = std::make_shared<PolicyParsedAppConfigurationExtra>();
+
+    auto info = std::make_shared<PolicyParsedAppImageStreamInfo>();
+    MSize maxYuv, maxStream, maxVideo;
+    bool video = false;
+    for (const StreamSpec& stream : session.streams) {
+        auto image = hostplatform::makeImageStream(
+            {stream.type, stream.format, stream.usage, stream.useCase, stream.size});
+        info->imageStreams[stream.id] = image;
+        built.userConfig.imageStreams[stream.id] = image;
+        const bool raw = isRawFormat(stream.format);
+        if (stream.physicalSensor) {
+            auto& bySensor = raw ? info->rawStreamsBySensor : info->outputStreamsBySensor;
+            bySensor[*stream.physicalSensor].push_back(image);
+        }
+        if (raw) continue;
+        maxStream = largerOf(maxStream, stream.size);
+        if (isYuvFormat(stream.format)) maxYuv = largerOf(maxYuv, stream.size);
+        if (isVideoStream(stream)) {
+            video = true;
+            maxVideo = largerOf(maxVideo, stream.size);
+        }
+    }
+    info->maxYuvSize = session.streamInfo.maxYuvSize.value_or(maxYuv);
+    info->maxStreamSize = session.streamInfo.maxStreamSize.value_or(maxStream);
+    info->hasVideoConsumer = session.streamInfo.video.value_or(video);
+    info->videoWidth = session.streamInfo.videoWidth.value_or(maxVideo.w);
+    built.streamInfo = info;
+    return built;
+}
+
+}  // namespace
+
+Simulator::Simulator(const DeviceProfile& device) : mDevice(&device), mEvaluator(device) {
+    hostplatform::reset();
+    applyDevice();
+    for (const SensorSpec& sensor : mDevice->sensors) {
+        mSettingAdaptors[sensor.index] = std::make_unique<CustSettingAlgoAdaptor>(sensor.index);
+        mRrzoAdaptors[sensor.index] = std::make_unique<CustRrzoAlgoAdaptor>(sensor.index);
+    }
+}
+
+Simulator::~Simulator() = default;
+
+void Simulator::applyDevice() {
+    hostplatform::State& state = hostplatform::state();
+    state.hasSensorList = mDevice->sensorList;
+    state.stereoFeatureMode = mDevice->stereoFeatureMode;
+    StereoSettingProvider::__logicalDeviceID = mDevice->logicalDeviceId;
+    state.videoEisAlgoType = mDevice->videoEisAlgoType;
+    state.thirdCap.supported = mDevice->thirdCap.supported;
+    state.thirdCap.answer = mDevice->thirdCap.defaultAnswer;
+    for (const SensorSpec& spec : mDevice->sensors) {
+        hostplatform::SensorFacts& facts = hostplatform::sensor(spec.index);
+        facts.newSettingPolicy = spec.newSettingPolicy;
+        facts.newRrzoPolicy = spec.newRrzoPolicy;
+        facts.privateSelectSensorMode = spec.privateSelectSensorMode;
+        facts.custSensorSettingInfo = spec.custSensorSettingInfo;
+        facts.defaultVhdrInfo = spec.videoHdr;
+        facts.deviceMask = spec.deviceMask;
+        facts.staticMetadata = staticMetadataOf(spec);
+        facts.modes.clear();
+        for (const auto& [scenario, mode] : spec.modes) {
+            hostplatform::SensorMode hostMode;
+            hostMode.fps = mode.fps;
+            hostMode.size = mode.size;
+            hostMode.rawFmtType = mode.rawFormatType;
+            hostMode.fpsFails = mode.fpsFails;
+            hostMode.sizeFails = mode.sizeFails;
+            hostMode.rawFmtTypeFails = mode.rawFormatTypeFails;
+            facts.modes[scenario] = hostMode;
+        }
+    }
+    const DeviceProfile* device = mDevice;
+    state.maxStreamSize = [device](const hostplatform::MaxStreamSizeCall& call, int32_t& width,
+                                   int32_t& height) {
+        const SensorSpec* sensor = device->findSensor(call.sensorIdx);
+        if (sensor == nullptr || !sensor->maxStreamSize) return;
+        width = sensor->maxStreamSize->w;
+        height = sensor->maxStreamSize->h;
+    };
+    ReferenceEvaluator* evaluator = &mEvaluator;
+    state.featureChip = [evaluator](const CustTransMsgData* request, CustTransMsgData* reply) {
+        evaluator->evaluate(request, reply);
+    };
+}
+
+void Simulator::applySession(const SessionSpec& session) {
+    hostplatform::CustomerFacts& customer = hostplatform::state().customer;
+    const AppSpec& app = session.app;
+    customer.systemCam = app.system;
+    customer.thirdPartyCam = app.thirdParty;
+    customer.sdkCam = app.sdk;
+    customer.engineerCam = app.engineerCam;
+    customer.engineerMode = app.engineerMode;
+    customer.runGsi = app.gsi;
+    customer.camFromMainMenu = app.fromMainMenu;
+    customer.curCamName = app.cameraAppName;
+    customer.activityName = app.activity;
+    customer.callerName = app.caller;
+    customer.packageName = app.package;
+    customer.cameraModeName = app.cameraModeName;
+    customer.capMode = session.common.captureMode;
+    customer.is4kVideo = session.common.video4k;
+    customer.dolbyVision = session.common.dolbyVision;
+}
+
+int32_t Simulator::thirdCapAnswer(const SessionSpec& session, int32_t sensorIdx) const {
+    const std::string camera = session.app.gsi ? kGsiCameraName : session.app.cameraAppName;
+    for (const ThirdCapAnswer& answer : mDevice->thirdCap.answers) {
+        if (!answer.camera.empty() && answer.camera != camera) continue;
+        if (!answer.activity.empty() && answer.activity != session.app.activity) continue;
+        if (answer.sensor && *answer.sensor != sensorIdx) continue;
+        return answer.scenario;
+    }
+    return mDevice->thirdCap.defaultAnswer;
+}
+
+void Simulator::selectSetting(const SessionSpec& session, SensorRun& run,
+                              const BuiltConfiguration& configuration) {
+    hostplatform::State& state = hostplatform::state();
+    const size_t logMark = state.recorded.androidLog.size();
+    const size_t seamlessMark = state.recorded.seamless.size();
+    const size_t thirdCapMark = state.recorded.thirdCap.size();
+    state.thirdCap.answer = thirdCapAnswer(session, run.sensorIdx);
+
+    run.seamlessFlagsBefore = session.hal.seamlessFlags;
+    unsigned int seamlessFlags = session.hal.seamlessFlags;
+    std::optional<bool> traversal;
+    if (session.hal.engineerTraversal && !run.newSettingPolicy) {
+        CustSettingPolicyLegacy legacy;
+        traversal = mipiTraversal(legacy, configuration.appConfig, run.setting, run.sensorIdx, 0);
+        if (!traversal)
+            run.notes.push_back(
+                "engineering traversal: not provided by this build of the legacy policy");
+    }
+    if (traversal.value_or(false)) {
+        run.decided = true;
+        run.byEngineerTraversal = true;
+        run.notes.push_back("engineering traversal chose the scenario; the adaptor was not asked");
+    } else {
+        run.decided = mSettingAdaptors.at(run.sensorIdx)
+                          ->selectSensorSetting(configuration.appConfig, configuration.streamInfo,
+                                                run.setting, run.sensorIdx, seamlessFlags,
+                                                configuration.userConfig, session.hal.floatParam0,
+                                                session.hal.floatParam1, session.hal.hdrMode);
+    }
+    run.seamlessFlags = seamlessFlags;
+    for (size_t i = seamlessMark; i < state.recorded.seamless.size(); ++i) {
+        const auto& call = state.recorded.seamless[i];
+        if (static_cast<int32_t>(call.sensorIdx) == run.sensorIdx)
+            run.seamlessScenario = call.scenario;
+    }
+    for (size_t i = thirdCapMark; i < state.recorded.thirdCap.size(); ++i) {
+        const auto& call = state.recorded.thirdCap[i];
+        run.notes.push_back("third-party capability manager asked for camera \"" + call.camName +
+                            "\", activity \"" + call.activityName + "\": answered " +
+                            std::to_string(state.thirdCap.answer));
+    }
+    for (std::string& note : mEvaluator.takeNotes()) run.notes.push_back(std::move(note));
+    run.settingLog = takeAndroidLog(logMark);
+    run.decidedBy = settingExplanation(run.settingLog, run.decidedByIsLastMessage);
+}
+
+void Simulator::selectRrzo(const SessionSpec& session, SensorRun& run,
+                           const BuiltConfiguration& configuration) {
+    hostplatform::State& state = hostplatform::state();
+    const size_t logMark = state.recorded.androidLog.size();
+    StreamRecord record;
+    record.ratioA = session.hal.ratioA;
+    record.ratioC = session.hal.ratioC;
+    record.heightToWidth = session.hal.heightToWidth;
+    ConfigurationOutputParams outParams;
+    outParams.pStreamRecord = &record;
+    ConfigurationInputParams inParams;
+    inParams.pParsedAppConfiguration = configuration.appConfig;
+    inParams.pParsedAppImageStreamInfo = configuration.streamInfo;
+
+    CustRrzoAlgoAdaptor& adaptor = *mRrzoAdaptors.at(run.sensorIdx);
+    MSize targetSize = session.hal.rrzoTarget.value_or(
+        defaultRrzoRequest(configuration.streamInfo->maxStreamSize, run.rrzoSensorSize));
+    run.rrzoRequested = targetSize;
+    adaptor.calculateTargetSize(run.sensorIdx, targetSize, session.hal.rrzoIntParam,
+                                mSettingsForRrzo, session.hal.rrzoFlagA, session.hal.rrzoFlagB,
+                                session.hal.rrzoUintParam, &outParams, &inParams);
+    MSize outSize = run.rrzoRequested;
+    adaptor.selectTargetSize(run.sensorIdx, run.rrzoSensorSize, outSize);
+    run.rrzoSize = outSize;
+    run.rrzoNotes = mEvaluator.takeNotes();
+    run.rrzoLog = takeAndroidLog(logMark);
+    run.rrzoDecidedBy = rrzoExplanation(run.rrzoLog);
+}
+
+SessionRun Simulator::run(const SessionSpec& session) {
+    // Every session starts from the device's answers alone: a configuration does not inherit the
+    // previous one's facts, records or feature-chip state. The adaptors, like the HAL's, stay.
+    hostplatform::reset();
+    applyDevice();
+    applySession(session);
+    mEvaluator.resetRrzoState();
+    const BuiltConfiguration configuration = buildConfiguration(session);
+
+    SessionRun result;
+    result.session = &session;
+    std::vector<int32_t> indices = session.sensors;
+    if (indices.empty()) {
+        for (const SensorSpec& sensor : mDevice->sensors) indices.push_back(sensor.index);
+    }
+    for (int32_t index : indices) {
+        const SensorSpec& spec = *mDevice->findSensor(index);
+        SensorRun run;
+        run.sensorIdx = index;
+        run.sensorName = spec.name;
+        run.newSettingPolicy = spec.newSettingPolicy;
+        run.newRrzoPolicy = spec.newRrzoPolicy;
+        selectSetting(session, run, configuration);
+        result.sensors.push_back(std::move(run));
+    }
+
+    // The HAL hands the RRZO policy the settings of every sensor of the configuration. A sensor the
+    // policy decided nothing for runs in the HAL's own fallback scenario.
+    mSettingsForRrzo = std::make_shared<CustSensorSettingMap>();
+    for (SensorRun& run : result.sensors) {
+        SensorSetting effective = run.setting;
+        if (!run.decided) {
+            const SensorSpec& spec = *mDevice->findSensor(run.sensorIdx);
+            run.halFallback = true;
+            if (spec.halFallbackScenario) {
+                run.fallbackScenario = spec.halFallbackScenario;
+            } else if (!spec.modes.empty()) {
+                run.fallbackScenario = spec.modes.begin()->first;
+            }
+            if (run.fallbackScenario) {
+                const ModeSpec& mode = spec.modes.at(*run.fallbackScenario);
+                effective.sensorMode = static_cast<uint32_t>(mode.scenario);
+                effective.sensorFps = mode.fps;
+                effective.sensorSize = mode.size;
+                effective.rawFmtType = mode.rawFormatType;
+            }
+        }
+        run.rrzoSensorSize = effective.sensorSize;
+        (*mSettingsForRrzo)[static_cast<unsigned int>(run.sensorIdx)] = effective;
+    }
+    for (SensorRun& run : result.sensors) selectRrzo(session, run, configuration);
+    mSettingsForRrzo.reset();
+    return result;
+}
+
+}  // namespace custsim
