@@ -44,6 +44,7 @@ inline bool wildcardOrEqual(int32_t column, int32_t value) {
 }
 
 // A row's key: its index in decimal, without padding or sign for the indices the scan makes.
+// Built on the stack, so that a scan allocates nothing per row.
 class RowKey {
 public:
     explicit RowKey(int32_t index) {
@@ -53,7 +54,9 @@ public:
     const char* c_str() const { return mText.data(); }
 
 private:
-    std::array<char, 16> mText{};
+    // "-2147483648" and its terminator fit with room to spare.
+    static constexpr size_t kCapacity = 16;
+    std::array<char, kCapacity> mText{};
 };
 
 // What a failed row read does to a lookup.
@@ -67,7 +70,7 @@ using TableRow = std::array<int32_t, kWidth>;
 
 // How a scan ended.
 struct RowScan {
-    bool matched = false;    // `row` holds the first matching row, at `index`
+    bool matched = false;     // `row` holds the first matching row, at `index`
     bool readFailed = false;  // a read error ended the lookup at `index` with `status`
     int32_t index = 0;
     int32_t status = 0;

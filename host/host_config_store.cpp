@@ -1,12 +1,356 @@
-// Placeholder until the file-backed store lands: every table is absent.
+#include "host_config_store.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <utility>
+
+#include "host_config_parser.h"
 #include "platform/ConfigStore.h"
 
+namespace hostconfig {
+
+namespace {
+
+using detail::Config;
+using detail::Entry;
+using detail::Table;
+
+// Larger sources are refused: the bound keeps every line number, count and width within the
+// 32 bits that the store functions answer in.
+constexpr size_t kMaxSourceBytes = size_t{1} << 30;
+constexpr size_t kReadChunkBytes = size_t{1} << 16;
+
+struct Store {
+    std::mutex mutex;
+    std::unique_ptr<Config> config;  // null: every table absent
+    bool environmentChecked = false;
+    bool recording = true;
+    std::vector<StoreCall> calls;
+};
+
+Store& store() {
+    static Store sStore;
+    return sStore;
+}
+
+LoadResult wholeSourceError(std::string_view source, std::string message) {
+    LoadResult result;
+    result.source = std::string(source);
+    result.message = std::move(message);
+    return result;
+}
+
+std::string systemError(const char* what) {
+    return std::string(what) + ": " + std::strerror(errno);
+}
+
+// Reads the whole file into `text`; false with a message when it cannot.
+bool readWholeFile(const std::string& path, std::string& text, std::string& message) {
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    if (file == nullptr) {
+        message = systemError("cannot open the file");
+        return false;
+    }
+    std::unique_ptr<char[]> chunk(new char[kReadChunkBytes]);
+    size_t got = 0;
+    while ((got = std::fread(chunk.get(), 1, kReadChunkBytes, file)) > 0) {
+        text.append(chunk.get(), got);
+        if (text.size() > kMaxSourceBytes) break;
+    }
+    const bool failed = std::ferror(file) != 0;
+    if (failed) message = systemError("cannot read the file");
+    std::fclose(file);
+    if (!failed && text.size() > kMaxSourceBytes) message = "the file is larger than 1 GiB";
+    return message.empty();
+}
+
+// Parses `config` and, only when it is whole, puts it in force in place of the one before.
+LoadResult install(std::unique_ptr<Config> config) {
+    LoadResult result = detail::parseConfig(*config);
+    if (result.ok) store().config = std::move(config);
+    return result;
+}
+
+LoadResult loadFileLocked(const std::string& path) {
+    auto config = std::make_unique<Config>();
+    config->source = path;
+    config->fromFile = true;
+    std::string message;
+    if (!readWholeFile(path, config->text, message)) return wholeSourceError(path, message);
+    return install(std::move(config));
+}
+
+LoadResult loadTextLocked(std::string_view text, std::string_view sourceName) {
+    if (text.size() > kMaxSourceBytes) {
+        return wholeSourceError(sourceName, "the text is larger than 1 GiB");
+    }
+    auto config = std::make_unique<Config>();
+    config->source = std::string(sourceName);
+    config->text = std::string(text);
+    return install(std::move(config));
+}
+
+void loadEnvironmentOnFirstUse() {
+    Store& s = store();
+    if (s.environmentChecked) return;
+    s.environmentChecked = true;
+    const char* path = std::getenv(kConfigEnvVar);
+    if (path == nullptr || *path == '\0') return;
+    const LoadResult result = loadFileLocked(path);
+    if (!result.ok) std::fprintf(stderr, "%s: %s\n", kConfigEnvVar, result.error().c_str());
+}
+
+// Every entry point holds the lock for its whole call; the first one also loads the file that the
+// environment names.
+std::unique_lock<std::mutex> acquire() {
+    std::unique_lock<std::mutex> lock(store().mutex);
+    loadEnvironmentOnFirstUse();
+    return lock;
+}
+
+const Table* findTable(const Config* config, const char* tableName) {
+    if (config == nullptr || tableName == nullptr) return nullptr;
+    const auto found = config->tables.find(std::string_view(tableName));
+    return found != config->tables.end() ? &found->second : nullptr;
+}
+
+const Entry* findEntry(const Table& table, std::string_view locale, std::string_view key) {
+    const auto group = table.locales.find(locale);
+    if (group == table.locales.end()) return nullptr;
+    const auto entry = group->second.keys.find(key);
+    return entry != group->second.keys.end() ? &entry->second : nullptr;
+}
+
+const Entry* findEntryByFullName(const Table& table, std::string_view fullName) {
+    std::string_view locale;
+    std::string_view key;
+    if (!detail::splitEntryName(fullName, locale, key)) return nullptr;
+    return findEntry(table, locale, key);
+}
+
+// (locale, key) names the entry locale[key]. A key holding '[' gives a full name whose locale
+// takes part of the key, so that pair is looked up by its composed name; it is the one lookup that
+// allocates, and no key that the policies make holds a '['.
+const Entry* findEntryByPair(const Table& table, std::string_view locale, std::string_view key) {
+    if (key.find('[') == std::string_view::npos) return findEntry(table, locale, key);
+    std::string fullName;
+    fullName.append(locale).append("[").append(key).append("]");
+    return findEntryByFullName(table, fullName);
+}
+
+std::string orEmpty(const char* text) {
+    return text != nullptr ? std::string(text) : std::string();
+}
+
+void record(StoreFunction function, const char* table, const char* name, const char* key,
+            int32_t wanted, int32_t result) {
+    Store& s = store();
+    if (!s.recording) return;
+    s.calls.push_back(
+        StoreCall{function, orEmpty(table), orEmpty(name), orEmpty(key), wanted, result});
+}
+
+int32_t keyCount(const char* tableName) {
+    const Table* table = findTable(store().config.get(), tableName);
+    return table != nullptr ? table->entryCount : 0;
+}
+
+int32_t valuesCount(const char* tableName, const char* entryName) {
+    const Table* table = findTable(store().config.get(), tableName);
+    if (table == nullptr || entryName == nullptr) return 0;
+    const Entry* entry = findEntryByFullName(*table, entryName);
+    return entry != nullptr ? entry->width : 0;
+}
+
+int32_t localeKeyCount(const char* tableName, const char* locale) {
+    const Table* table = findTable(store().config.get(), tableName);
+    if (table == nullptr || locale == nullptr) return 0;
+    const auto group = table->locales.find(std::string_view(locale));
+    return group != table->locales.end() ? static_cast<int32_t>(group->second.keys.size()) : 0;
+}
+
+int32_t localeKeyValuesCount(const char* tableName, const char* locale, const char* key) {
+    const Table* table = findTable(store().config.get(), tableName);
+    if (table == nullptr || locale == nullptr || key == nullptr) return 0;
+    const Entry* entry = findEntryByPair(*table, locale, key);
+    return entry != nullptr ? entry->width : 0;
+}
+
+int32_t readRow(const char* tableName, const char* locale, const char* key, int32_t* values,
+                int32_t count) {
+    if (tableName == nullptr || locale == nullptr || key == nullptr || values == nullptr) {
+        return kStatusNullArgument;
+    }
+    const Config* config = store().config.get();
+    const Table* table = findTable(config, tableName);
+    if (table == nullptr) return kStatusNoEntry;
+    const Entry* entry = findEntryByPair(*table, locale, key);
+    if (entry == nullptr) return kStatusNoEntry;
+    if (count != entry->width) return kStatusWrongCount;
+    std::memcpy(values, config->values.data() + entry->offset,
+                static_cast<size_t>(entry->width) * sizeof(int32_t));
+    return kStatusOk;
+}
+
+}  // namespace
+
+std::string LoadResult::error() const {
+    if (ok) return {};
+    if (line == 0) return source + ": " + message;
+    return source + ":" + std::to_string(line) + ":" + std::to_string(column) + ": " + message;
+}
+
+LoadResult loadFile(const std::string& path) {
+    const auto lock = acquire();
+    return loadFileLocked(path);
+}
+
+LoadResult loadText(std::string_view text, std::string_view sourceName) {
+    const auto lock = acquire();
+    return loadTextLocked(text, sourceName);
+}
+
+LoadResult loadFromEnvironment() {
+    const auto lock = acquire();
+    const char* path = std::getenv(kConfigEnvVar);
+    if (path == nullptr || *path == '\0') {
+        return wholeSourceError(kConfigEnvVar, "the environment variable is not set");
+    }
+    return loadFileLocked(path);
+}
+
+LoadResult reload() {
+    const auto lock = acquire();
+    const Config* config = store().config.get();
+    if (config == nullptr)
+        return wholeSourceError("", "nothing to reload: no configuration loaded");
+    if (config->fromFile) return loadFileLocked(config->source);
+    return loadTextLocked(config->text, config->source);
+}
+
+void clear() {
+    const auto lock = acquire();
+    store().config.reset();
+}
+
+std::string currentSource() {
+    const auto lock = acquire();
+    const Config* config = store().config.get();
+    return config != nullptr ? config->source : std::string();
+}
+
+const char* functionName(StoreFunction function) {
+    switch (function) {
+        case StoreFunction::GetKeyCount:
+            return "GetKeyCount";
+        case StoreFunction::GetValuesCount:
+            return "GetValuesCount";
+        case StoreFunction::GetLocaleKeyCount:
+            return "GetLocaleKeyCount";
+        case StoreFunction::GetLocaleKeyValuesCount:
+            return "GetLocaleKeyValuesCount";
+        case StoreFunction::GetLocaleIntegerListConfiguration:
+            return "GetLocaleIntegerListConfiguration";
+    }
+    return "?";
+}
+
+std::string describe(const StoreCall& call) {
+    std::string text = std::string(functionName(call.function)) + "(" + call.table;
+    switch (call.function) {
+        case StoreFunction::GetKeyCount:
+            break;
+        case StoreFunction::GetValuesCount:
+        case StoreFunction::GetLocaleKeyCount:
+            text += ", " + call.name;
+            break;
+        case StoreFunction::GetLocaleKeyValuesCount:
+            text += ", " + call.name + ", " + call.key;
+            break;
+        case StoreFunction::GetLocaleIntegerListConfiguration:
+            text += ", " + call.name + ", " + call.key + ", " + std::to_string(call.wanted);
+            break;
+    }
+    return text + ") = " + std::to_string(call.result);
+}
+
+std::vector<StoreCall> calls() {
+    const auto lock = acquire();
+    return store().calls;
+}
+
+std::vector<std::string> describedCalls() {
+    std::vector<std::string> texts;
+    for (const StoreCall& call : calls()) texts.push_back(describe(call));
+    return texts;
+}
+
+std::vector<std::string> readEntries() {
+    std::vector<std::string> names;
+    for (const StoreCall& call : calls()) {
+        if (call.function != StoreFunction::GetLocaleIntegerListConfiguration) continue;
+        names.push_back(call.name + "[" + call.key + "]");
+    }
+    return names;
+}
+
+void clearCalls() {
+    const auto lock = acquire();
+    store().calls.clear();
+}
+
+void setRecording(bool enabled) {
+    const auto lock = acquire();
+    store().recording = enabled;
+}
+
+}  // namespace hostconfig
+
+// The store functions the library imports.
 extern "C" {
-int32_t GetKeyCount(const char*) { return 0; }
-int32_t GetValuesCount(const char*, const char*) { return 0; }
-int32_t GetLocaleKeyCount(const char*, const char*) { return 0; }
-int32_t GetLocaleKeyValuesCount(const char*, const char*, const char*) { return 0; }
-int32_t GetLocaleIntegerListConfiguration(const char*, const char*, const char*, int32_t*, int32_t) {
-    return -1;
+
+int32_t GetKeyCount(const char* tableName) {
+    using namespace hostconfig;
+    const auto lock = acquire();
+    const int32_t count = keyCount(tableName);
+    record(StoreFunction::GetKeyCount, tableName, nullptr, nullptr, 0, count);
+    return count;
+}
+
+int32_t GetValuesCount(const char* tableName, const char* entryName) {
+    using namespace hostconfig;
+    const auto lock = acquire();
+    const int32_t count = valuesCount(tableName, entryName);
+    record(StoreFunction::GetValuesCount, tableName, entryName, nullptr, 0, count);
+    return count;
+}
+
+int32_t GetLocaleKeyCount(const char* tableName, const char* locale) {
+    using namespace hostconfig;
+    const auto lock = acquire();
+    const int32_t count = localeKeyCount(tableName, locale);
+    record(StoreFunction::GetLocaleKeyCount, tableName, locale, nullptr, 0, count);
+    return count;
+}
+
+int32_t GetLocaleKeyValuesCount(const char* tableName, const char* locale, const char* key) {
+    using namespace hostconfig;
+    const auto lock = acquire();
+    const int32_t count = localeKeyValuesCount(tableName, locale, key);
+    record(StoreFunction::GetLocaleKeyValuesCount, tableName, locale, key, 0, count);
+    return count;
+}
+
+int32_t GetLocaleIntegerListConfiguration(const char* tableName, const char* locale,
+                                          const char* key, int32_t* values, int32_t count) {
+    using namespace hostconfig;
+    const auto lock = acquire();
+    const int32_t status = readRow(tableName, locale, key, values, count);
+    record(StoreFunction::GetLocaleIntegerListConfiguration, tableName, locale, key, count, status);
+    return status;
 }
 }

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "host_config_store.h"
+
+// The parsed form of a configuration: tables of entries grouped by locale, with every count the
+// store functions answer computed once here, so that a lookup is a hash access and nothing more.
+namespace hostconfig::detail {
+
+// One entry: its integers live in Config::values at [offset, offset + width).
+struct Entry {
+    size_t offset = 0;
+    int32_t width = 0;
+    int32_t line = 0;  // where it was defined, for duplicate reports
+};
+
+// The entries of one locale, by key. The locale's key count is keys.size().
+struct LocaleGroup {
+    std::unordered_map<std::string_view, Entry> keys;
+};
+
+struct Table {
+    std::unordered_map<std::string_view, LocaleGroup> locales;
+    int32_t entryCount = 0;  // over every locale
+};
+
+// A whole configuration. Every name is a view into `text` or into `unescapedNames`, so a Config
+// must stay where it was parsed: it is created on the heap and never moved.
+struct Config {
+    Config() = default;
+    Config(const Config&) = delete;
+    Config& operator=(const Config&) = delete;
+
+    std::string text;
+    std::string source;
+    bool fromFile = false;
+    std::deque<std::string> unescapedNames;  // quoted names that held escapes
+    std::vector<int32_t> values;
+    std::unordered_map<std::string_view, Table> tables;
+};
+
+// A full entry name split into its locale and key: the key is what lies between the last '[' and
+// the final ']'. False when the name does not end in "[key]".
+bool splitEntryName(std::string_view fullName, std::string_view& locale, std::string_view& key);
+
+// Parses config.text into config (whose tables must be empty). On failure the result holds the
+// position and message and config is left half-built, to be discarded.
+LoadResult parseConfig(Config& config);
+
+}  // namespace hostconfig::detail

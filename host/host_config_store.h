@@ -1,0 +1,95 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// The host's camera configuration store: the five store functions of platform/ConfigStore.h,
+// answered from a configuration file in the text format of docs/config-format.md, and the control
+// API that tests and tools use to load it, reload it and see which calls the policies made.
+//
+// On first use (any store function or any call below) the file named by the environment variable
+// CUSTPOLICY_CONFIG is loaded, if the variable is set. After that the store changes only when told
+// to: it never watches the file.
+//
+// Every function here and every store function is serialised by one lock, so the store may be
+// used from any thread.
+namespace hostconfig {
+
+// The environment variable naming the configuration file loaded on first use.
+inline constexpr char kConfigEnvVar[] = "CUSTPOLICY_CONFIG";
+
+// Status codes of GetLocaleIntegerListConfiguration. On any nonzero status the caller's array is
+// left exactly as it was.
+constexpr int32_t kStatusOk = 0;
+constexpr int32_t kStatusNullArgument = -1;  // a null table name, locale, key or array
+constexpr int32_t kStatusNoEntry = -2;       // no such table, or no such entry in it
+constexpr int32_t kStatusWrongCount = -3;    // the count wanted is not the entry's width
+
+// The outcome of a load. A refused load changes nothing: the tables loaded before stay in force.
+struct LoadResult {
+    bool ok = false;
+    std::string source;      // the file path, or the name given to loadText
+    int32_t line = 0;        // 1-based; 0 when the error concerns the source as a whole
+    int32_t column = 0;      // 1-based byte column within the line; 0 with line 0
+    std::string message;     // what was wrong, or what was expected there
+    int32_t tableCount = 0;  // on success: tables and entries now in force
+    int32_t entryCount = 0;
+
+    explicit operator bool() const { return ok; }
+    // "source:line:column: message", or "source: message" for errors without a position; empty
+    // on success.
+    std::string error() const;
+};
+
+// Replaces every table with those of the file. The file is read and parsed whole before anything
+// changes.
+LoadResult loadFile(const std::string& path);
+// The same for a configuration held in memory; `sourceName` stands for the file name in errors.
+LoadResult loadText(std::string_view text, std::string_view sourceName = "<text>");
+// Loads the file named by CUSTPOLICY_CONFIG now (the automatic load happens only once). Refused
+// with a whole-source error when the variable is unset or empty.
+LoadResult loadFromEnvironment();
+// Loads the last successfully loaded source again: the file is read afresh, a text is parsed
+// again. Refused when nothing has been loaded since the last clear().
+LoadResult reload();
+// Makes every table absent and forgets the source.
+void clear();
+// The source in force ("" when none).
+std::string currentSource();
+
+// The store functions, as recorded.
+enum class StoreFunction {
+    GetKeyCount,
+    GetValuesCount,
+    GetLocaleKeyCount,
+    GetLocaleKeyValuesCount,
+    GetLocaleIntegerListConfiguration,
+};
+const char* functionName(StoreFunction function);
+
+// One call of a store function. A null name is recorded as "" and gives kStatusNullArgument or 0.
+struct StoreCall {
+    StoreFunction function;
+    std::string table;
+    std::string name;    // the locale, or the full entry name for GetValuesCount; "" otherwise
+    std::string key;     // for the locale-and-key functions; "" otherwise
+    int32_t wanted = 0;  // the count passed to GetLocaleIntegerListConfiguration; 0 otherwise
+    int32_t result = 0;  // the count or status returned
+};
+// Renders a call as "Function(table, name, key, wanted) = result", with only the arguments that
+// the function takes, e.g. "GetLocaleKeyCount(ThirdCamSensorSettingMap, AllCamApp) = 4".
+std::string describe(const StoreCall& call);
+
+// Every store call since the last clearCalls(), oldest first.
+std::vector<StoreCall> calls();
+std::vector<std::string> describedCalls();
+// The full entry names (locale[key]) of every row read attempted, in order, whatever its status.
+std::vector<std::string> readEntries();
+void clearCalls();
+// Recording is on by default. With it off the store functions neither allocate nor scan: turn it
+// off for benchmarks and long-running tools.
+void setRecording(bool enabled);
+
+}  // namespace hostconfig

@@ -1,0 +1,466 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "config_store.h"
+#include "host_config_store.h"
+
+namespace {
+
+using namespace custpolicy;
+
+constexpr int32_t kSentinel = 0x5A5A5A5A;
+constexpr int32_t kFallback = 99;
+
+class ConfigStoreTest : public ::testing::Test {
+protected:
+    void SetUp() override { resetStore(); }
+    void TearDown() override { resetStore(); }
+    static void resetStore() {
+        hostconfig::clear();
+        hostconfig::clearCalls();
+        hostconfig::setRecording(true);
+    }
+    static void load(const std::string& text, const char* name = "test.config") {
+        const hostconfig::LoadResult result = hostconfig::loadText(text, name);
+        ASSERT_TRUE(result.ok) << result.error();
+        hostconfig::clearCalls();
+    }
+};
+
+// A reader shaped like the legacy ones: "CommonSensorSettingMap" rows (operation mode, sensor,
+// scenario), sized by the whole table for "Mode" and by the locale otherwise.
+struct TinyLookup {
+    const char* locale = kLocaleMode;
+    RowReadFault fault = RowReadFault::EndLookup;
+    bool countWholeTable = true;
+};
+
+struct TinyAnswer {
+    int32_t scenario = kFallback;
+    std::vector<int32_t> failedRows;
+};
+
+TinyAnswer runTinyLookup(const TinyLookup& how, int32_t operationMode, int32_t sensorIdx) {
+    const char* table = kTableCommonSensorSettingMap;
+    TinyAnswer answer;
+    const int32_t rowCount =
+        how.countWholeTable ? GetKeyCount(table) : GetLocaleKeyCount(table, how.locale);
+    if (rowCount == 0) return answer;
+    const bool isMode = std::string(how.locale) == kLocaleMode;
+    const int32_t width = isMode ? GetValuesCount(table, kEntryModeRow0)
+                                 : GetLocaleKeyValuesCount(table, how.locale, kKeyRow0);
+    if (width != static_cast<int32_t>(kWidthCommonSensorSettingMap)) return answer;
+    TableRow<kWidthCommonSensorSettingMap> row{};
+    const RowScan scan = scanTableRows<kWidthCommonSensorSettingMap>(
+        table, how.locale, rowCount, how.fault, row,
+        [&](const TableRow<kWidthCommonSensorSettingMap>& r, int32_t) {
+            return wildcardOrEqual(r[0], operationMode) && wildcardOrEqual(r[1], sensorIdx);
+        },
+        [&](int32_t index, int32_t) { answer.failedRows.push_back(index); });
+    if (scan.matched) answer.scenario = row[2];
+    return answer;
+}
+
+std::string twelveRowsLastMatching() {
+    std::string text = "[CommonSensorSettingMap]\n";
+    for (int i = 0; i < 11; ++i) text += "Mode[" + std::to_string(i) + "] = 7, 7, 0\n";
+    return text + "Mode[11] = 5, 0, 42\n";
+}
+
+std::vector<std::string> modeKeys(int from, int to) {
+    std::vector<std::string> keys;
+    for (int i = from; i <= to; ++i) keys.push_back("Mode[" + std::to_string(i) + "]");
+    return keys;
+}
+
+TEST_F(ConfigStoreTest, ScanFollowsTheRowConventions) {
+    const std::string kShortRow1 =
+        "[CommonSensorSettingMap]\nMode[0] = 1, 0, 3\nMode[1] = 1, 0\n"
+        "Mode[2] = -1, -1, 5\n";
+    struct Case {
+        std::string text;
+        TinyLookup how;
+        int32_t operationMode, sensorIdx, expected;
+        std::vector<std::string> reads;
+        std::vector<int32_t> failedRows;
+        size_t callCount;
+        const char* why;
+    };
+    const Case kCases[] = {
+        {"[CommonSensorSettingMap]\nMode[0] = 1, 0, 3, 9\nMode[1] = -1, -1, 7\n",
+         {},
+         1,
+         0,
+         kFallback,
+         {},
+         {},
+         2,
+         "a wide row 0 refuses the table though row 1 fits"},
+        {twelveRowsLastMatching(),
+         {},
+         5,
+         0,
+         42,
+         modeKeys(0, 11),
+         {},
+         14,
+         "12 rows read as keys 0..11 in numeric order"},
+        {"[CommonSensorSettingMap]\nMode[0] = -1, -1, 8\nMode[1] = 1, 0, 3\n",
+         {},
+         123,
+         7,
+         8,
+         modeKeys(0, 0),
+         {},
+         3,
+         "an all-wildcard row matches everything and stops the scan"},
+        {"[CommonSensorSettingMap]\nMode[0] = 1, 0, 3\nMode[1] = -1, -1, 8\n",
+         {},
+         2,
+         1,
+         8,
+         modeKeys(0, 1),
+         {},
+         4,
+         "an all-wildcard row placed last acts as the default"},
+        {"[CommonSensorSettingMap]\nMode[0] = 1, 0, 3\nMode[1] = 1, 0, 4\n",
+         {},
+         2,
+         0,
+         kFallback,
+         modeKeys(0, 1),
+         {},
+         4,
+         "no match gives the fallback"},
+        {kShortRow1,
+         {},
+         2,
+         0,
+         kFallback,
+         modeKeys(0, 1),
+         {1},
+         4,
+         "a failed read ends the lookup before a later match"},
+        {kShortRow1,
+         {kLocaleMode, RowReadFault::SkipRow},
+         2,
+         0,
+         5,
+         modeKeys(0, 2),
+         {1},
+         5,
+         "a skipping reader passes over the failed row"},
+        {"[CommonSensorSettingMap]\nA[0] = 1, 1, 3\nB[0] = 1, 0, 4\nB[1] = 1, 0, 5\n",
+         {"A", RowReadFault::SkipRow, true},
+         1,
+         0,
+         kFallback,
+         {"A[0]", "A[1]", "A[2]"},
+         {1, 2},
+         5,
+         "a whole-table count over one group reads past the group's rows"},
+        {"[CommonSensorSettingMap]\nA[0] = 1, 0, 3\n",
+         {"Nobody", RowReadFault::EndLookup, false},
+         1,
+         0,
+         kFallback,
+         {},
+         {},
+         1,
+         "a locale with no rows counts 0 and causes no read"},
+        {"[CommonSensorSettingMap]\n", {}, 1, 0, kFallback, {}, {}, 1, "an empty table counts 0"},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.why);
+        load(c.text);
+        const TinyAnswer answer = runTinyLookup(c.how, c.operationMode, c.sensorIdx);
+        EXPECT_EQ(answer.scenario, c.expected);
+        EXPECT_EQ(answer.failedRows, c.failedRows);
+        EXPECT_EQ(hostconfig::readEntries(), c.reads);
+        EXPECT_EQ(hostconfig::calls().size(), c.callCount);
+    }
+}
+
+TEST_F(ConfigStoreTest, FullNameAndLocaleKeyNameTheSameEntry) {
+    load(R"([T]
+Mode[0] = 1, 2, 3
+Mode[10] = 4
+[0] = 5, 6
+com.example.app/.ui.Main$Inner[0] = 7, 8, 9, 10
+a[b[1] = 11
+with space[0] = 12
+"quo\"te = #x\\[0]" = 13, 14
+[U]
+Mode[0] = 15
+)");
+    struct Case {
+        const char* locale;
+        const char* key;
+        int32_t width, first, localeKeys;
+        const char* why;
+    };
+    const Case kCases[] = {
+        {"Mode", "0", 3, 1, 2, "the Mode locale"},
+        {"Mode", "10", 1, 4, 2, "a two-digit key"},
+        {"", "0", 2, 5, 1, "the empty locale"},
+        {"com.example.app/.ui.Main$Inner", "0", 4, 7, 1, "dots, slash and dollar"},
+        {"a[b", "1", 1, 11, 1, "a locale holding '['"},
+        {"a", "b[1", 1, 11, 0, "a key holding '[' names the same full name"},
+        {"with space", "0", 1, 12, 1, "a blank inside the locale"},
+        {"quo\"te = #x\\", "0", 2, 13, 1, "a quoted name with escapes, '=' and '#'"},
+        {"Mode", "01", 0, 0, 2, "keys are exact text: no padding"},
+        {"mode", "0", 0, 0, 0, "locales are case-sensitive"},
+        {"Nobody", "0", 0, 0, 0, "an unknown locale"},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.why);
+        const std::string fullName = std::string(c.locale) + "[" + c.key + "]";
+        EXPECT_EQ(GetValuesCount("T", fullName.c_str()), c.width);
+        EXPECT_EQ(GetLocaleKeyValuesCount("T", c.locale, c.key), c.width);
+        EXPECT_EQ(GetLocaleKeyCount("T", c.locale), c.localeKeys);
+        std::vector<int32_t> row(static_cast<size_t>(c.width) + 1, kSentinel);
+        const int32_t status =
+            GetLocaleIntegerListConfiguration("T", c.locale, c.key, row.data(), c.width);
+        EXPECT_EQ(status, c.width > 0 ? hostconfig::kStatusOk : hostconfig::kStatusNoEntry);
+        if (c.width > 0) {
+            EXPECT_EQ(row[0], c.first);
+        }
+        EXPECT_EQ(row.back(), kSentinel) << "wrote past the wanted count";
+    }
+    EXPECT_EQ(GetKeyCount("T"), 7) << "every entry of the table, over all locales";
+    EXPECT_EQ(GetKeyCount("U"), 1);
+    EXPECT_EQ(GetKeyCount("Absent"), 0);
+}
+
+TEST_F(ConfigStoreTest, FailedReadsLeaveTheArrayUntouched) {
+    load("[T]\nMode[0] = 1, 2, 3\n");
+    int32_t row[4] = {kSentinel, kSentinel, kSentinel, kSentinel};
+    struct Case {
+        const char* table;
+        const char* locale;
+        const char* key;
+        int32_t* values;
+        int32_t count, status;
+        const char* why;
+    };
+    const Case kCases[] = {
+        {"T", "Mode", "0", row, 2, hostconfig::kStatusWrongCount, "fewer than the width"},
+        {"T", "Mode", "0", row, 4, hostconfig::kStatusWrongCount, "more than the width"},
+        {"T", "Mode", "0", row, -3, hostconfig::kStatusWrongCount, "a negative count"},
+        {"T", "Mode", "1", row, 3, hostconfig::kStatusNoEntry, "an absent key"},
+        {"X", "Mode", "0", row, 3, hostconfig::kStatusNoEntry, "an absent table"},
+        {"T", "Mode", "0", nullptr, 3, hostconfig::kStatusNullArgument, "a null array"},
+        {nullptr, "Mode", "0", row, 3, hostconfig::kStatusNullArgument, "a null table"},
+        {"T", nullptr, "0", row, 3, hostconfig::kStatusNullArgument, "a null locale"},
+        {"T", "Mode", nullptr, row, 3, hostconfig::kStatusNullArgument, "a null key"},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.why);
+        EXPECT_EQ(GetLocaleIntegerListConfiguration(c.table, c.locale, c.key, c.values, c.count),
+                  c.status);
+        for (int32_t value : row) EXPECT_EQ(value, kSentinel);
+    }
+    EXPECT_EQ(GetKeyCount(nullptr), 0);
+    EXPECT_EQ(GetValuesCount("T", nullptr), 0);
+    EXPECT_EQ(GetLocaleKeyCount("T", nullptr), 0);
+    EXPECT_EQ(GetLocaleKeyValuesCount("T", "Mode", nullptr), 0);
+}
+
+TEST_F(ConfigStoreTest, ValuesAreSigned32BitWithHexAsPattern) {
+    struct Case {
+        const char* values;
+        std::vector<int32_t> expected;
+        const char* why;
+    };
+    const Case kCases[] = {
+        {"2147483647, -2147483648", {2147483647, -2147483647 - 1}, "the decimal limits"},
+        {"0xFFFFFFFF, 0x80000000, 0x7fffffff",
+         {-1, -2147483647 - 1, 2147483647},
+         "hex is the 32-bit pattern"},
+        {"0XaB, 0x0000000000000001", {0xAB, 1}, "either case, leading zeros"},
+        {"007, -0", {7, 0}, "leading zeros in decimal"},
+        {"1,2\t,  3 # comment, 4", {1, 2, 3}, "blanks and a trailing comment"},
+        {"5, 6\r", {5, 6}, "a CRLF line end"},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.why);
+        load(std::string("[T]\nMode[0] = ") + c.values + "\n");
+        const auto width = static_cast<int32_t>(c.expected.size());
+        ASSERT_EQ(GetValuesCount("T", "Mode[0]"), width);
+        std::vector<int32_t> row(c.expected.size());
+        ASSERT_EQ(GetLocaleIntegerListConfiguration("T", "Mode", "0", row.data(), width), 0);
+        EXPECT_EQ(row, c.expected);
+    }
+}
+
+TEST_F(ConfigStoreTest, MalformedTextIsRefusedWholeWithItsPosition) {
+    struct Case {
+        const char* text;
+        int32_t line, column;
+        const char* message;
+        const char* why;
+    };
+    const Case kCases[] = {
+        {"[Fresh]\nMode[0] 1, 2\n", 2, 13, "expected '=' after the entry name", "no '='"},
+        {"[Fresh]\nMode[0] = 1, 2147483648\n", 2, 14,
+         "value out of range: expected -2147483648 to 2147483647", "above int32"},
+        {"[Fresh]\nMode[0] = -2147483649\n", 2, 11,
+         "value out of range: expected -2147483648 to 2147483647", "below int32"},
+        {"[Fresh]\nMode[0] = 0x100000000\n", 2, 11,
+         "value out of range: hexadecimal values go up to 0xFFFFFFFF", "hex above 32 bits"},
+        {"[Fresh]\nMode[0] = -0x1\n", 2, 11, "expected a value: hexadecimal values take no sign",
+         "signed hex"},
+        {"[Fresh]\nMode[0] = 0x\n", 2, 11, "expected hexadecimal digits after '0x'", "bare 0x"},
+        {"[Fresh]\nMode[0] = 1, 2,\n", 2, 16, "expected a value after ','", "trailing comma"},
+        {"[Fresh]\nMode[0] =  # none\n", 2, 12, "expected a value after '='", "no values"},
+        {"[Fresh]\nMode[0] = 12abc\n", 2, 13, "expected ',' or end of line after a value",
+         "junk after a value"},
+        {"[Fresh]\nMode[0] = 1\n# note\nMode[0] = 2\n", 4, 1,
+         "duplicate entry 'Mode[0]' in table 'Fresh' (first defined on line 2)", "duplicate"},
+        {"[Fresh]\nA[0] = 1\n[Other]\n[Fresh]\n  A[0] = 2\n", 5, 3,
+         "duplicate entry 'A[0]' in table 'Fresh' (first defined on line 2)",
+         "duplicate across two sections of one table"},
+        {"[Fresh]\nMode[0] = 1\n[Other  \n", 3, 7, "unterminated section header: expected ']'",
+         "unterminated header"},
+        {"[Fresh] extra\n", 1, 9, "expected end of line after the section header",
+         "junk after a header"},
+        {"[ ]\n", 1, 2, "expected a table name between '[' and ']'", "empty table name"},
+        {"# first\nMode[0] = 1\n", 2, 1, "entry before any [TableName] section header",
+         "entry before any section"},
+        {"[Fresh]\nMode = 1\n", 2, 1, "expected an entry name of the form Locale[key]", "no key"},
+        {"[Fresh]\nMode[] = 1\n", 2, 1, "expected a key between '[' and ']'", "empty key"},
+        {"[Fresh]\n\"Mode[0] = 1\n", 2, 13, "unterminated quoted name: expected '\"'",
+         "unterminated quote"},
+        {"[Fresh]\n\"Mo\\de[0]\" = 1\n", 2, 4,
+         "unknown escape in a quoted name: expected \\\" or \\\\", "unknown escape"},
+    };
+    load("[Kept]\nMode[0] = 1, 2, 3\n", "good.config");
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.why);
+        const hostconfig::LoadResult result = hostconfig::loadText(c.text, "bad.config");
+        EXPECT_FALSE(result.ok);
+        EXPECT_EQ(result.line, c.line);
+        EXPECT_EQ(result.column, c.column);
+        EXPECT_EQ(result.message, c.message);
+        EXPECT_EQ(result.error(), "bad.config:" + std::to_string(c.line) + ":" +
+                                      std::to_string(c.column) + ": " + c.message);
+        EXPECT_EQ(GetKeyCount("Fresh"), 0) << "nothing of a refused text is installed";
+        EXPECT_EQ(GetValuesCount("Kept", "Mode[0]"), 3) << "the tables before stay in force";
+        EXPECT_EQ(hostconfig::currentSource(), "good.config");
+    }
+}
+
+std::string tempPath(const char* name) { return ::testing::TempDir() + name; }
+
+void writeFile(const std::string& path, const std::string& text) {
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    ASSERT_NE(file, nullptr);
+    std::fwrite(text.data(), 1, text.size(), file);
+    std::fclose(file);
+}
+
+int32_t firstValue(const char* table) {
+    int32_t value = kSentinel;
+    GetLocaleIntegerListConfiguration(table, "Mode", "0", &value, 1);
+    return value;
+}
+
+TEST_F(ConfigStoreTest, FilesLoadOnlyWhenToldAndWhole) {
+    const std::string path = tempPath("custpolicy_config_store_test.config");
+    writeFile(path, "[T]\nMode[0] = 1\n");
+    ASSERT_TRUE(hostconfig::loadFile(path).ok);
+    writeFile(path, "[T]\nMode[0] = 2\n");
+    EXPECT_EQ(firstValue("T"), 1) << "the file is read only on request";
+    ASSERT_TRUE(hostconfig::reload().ok);
+    EXPECT_EQ(firstValue("T"), 2);
+
+    writeFile(path, "[T]\nMode[0] = x\n");
+    EXPECT_EQ(hostconfig::reload().error(),
+              path + ":2:11: expected a value: a decimal or 0x-hex integer");
+    EXPECT_EQ(firstValue("T"), 2) << "a refused reload keeps the tables";
+
+    const hostconfig::LoadResult missing = hostconfig::loadFile(path + ".absent");
+    EXPECT_EQ(missing.line, 0);
+    EXPECT_EQ(missing.error(), path + ".absent: cannot open the file: No such file or directory");
+    EXPECT_EQ(hostconfig::loadFile(::testing::TempDir()).message,
+              "cannot read the file: Is a directory");
+    EXPECT_EQ(firstValue("T"), 2);
+    EXPECT_EQ(hostconfig::currentSource(), path);
+
+    writeFile(path, "[E]\nMode[0] = 3\n");
+    ASSERT_EQ(setenv(hostconfig::kConfigEnvVar, path.c_str(), 1), 0);
+    EXPECT_TRUE(hostconfig::loadFromEnvironment().ok);
+    EXPECT_EQ(firstValue("E"), 3);
+    EXPECT_EQ(GetKeyCount("T"), 0) << "a load replaces every table";
+    ASSERT_EQ(unsetenv(hostconfig::kConfigEnvVar), 0);
+    EXPECT_FALSE(hostconfig::loadFromEnvironment().ok);
+
+    hostconfig::clear();
+    EXPECT_EQ(GetKeyCount("E"), 0);
+    EXPECT_FALSE(hostconfig::reload().ok) << "clear forgets the source";
+    std::remove(path.c_str());
+}
+
+TEST_F(ConfigStoreTest, RecordsEveryCall) {
+    load("[T]\nMode[0] = 1, 2\n");
+    int32_t row[2] = {};
+    GetKeyCount("T");
+    GetValuesCount("T", "Mode[0]");
+    GetLocaleKeyCount("T", "Mode");
+    GetLocaleKeyValuesCount("T", "Mode", "0");
+    GetLocaleIntegerListConfiguration("T", "Mode", "0", row, 2);
+    GetLocaleIntegerListConfiguration("T", nullptr, "0", row, 2);
+    const std::vector<std::string> expected = {
+        "GetKeyCount(T) = 1",
+        "GetValuesCount(T, Mode[0]) = 2",
+        "GetLocaleKeyCount(T, Mode) = 1",
+        "GetLocaleKeyValuesCount(T, Mode, 0) = 2",
+        "GetLocaleIntegerListConfiguration(T, Mode, 0, 2) = 0",
+        "GetLocaleIntegerListConfiguration(T, , 0, 2) = -1",
+    };
+    EXPECT_EQ(hostconfig::describedCalls(), expected);
+
+    hostconfig::clearCalls();
+    hostconfig::setRecording(false);
+    GetKeyCount("T");
+    EXPECT_TRUE(hostconfig::calls().empty());
+}
+
+TEST_F(ConfigStoreTest, ExampleConfigurationLoads) {
+    const hostconfig::LoadResult result = hostconfig::loadFile(CUSTPOLICY_EXAMPLE_CONFIG);
+    ASSERT_TRUE(result.ok) << result.error();
+    EXPECT_EQ(result.tableCount, 7);
+    struct Case {
+        const char* table;
+        const char* locale;
+        size_t width;
+    };
+    const Case kCases[] = {
+        {kTableCommonSensorSettingMap, kLocaleMode, kWidthCommonSensorSettingMap},
+        {kTableSystemCamSensorSettingMap, kLocaleMode, kWidthSystemCamSensorSettingMap},
+        {kTableThirdCamSensorSettingMap, "com.example.socialcam", kWidthThirdCamSensorSettingMap},
+        {kTableThirdCamSensorSettingMap, kLocaleAllCamApp, kWidthThirdCamSensorSettingMap},
+        {kTableThirdCamByActivity, "com.example.socialcam/.call.VideoCallActivity",
+         kWidthThirdCamByActivity},
+        {kTableThirdCamByThermal, "com.example.socialcam/.call.VideoCallActivity",
+         kWidthThirdCamByThermal},
+        {kTableCustomSensorSize, kLocaleAllCamApp, kWidthCustomSize},
+        {kTableCustomRrzoSize, "com.example.socialcam", kWidthCustomSize},
+        {kTableCustomRrzoSize, kLocaleAllCamApp, kWidthCustomSize},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(std::string(c.table) + " " + c.locale);
+        const int32_t rows = GetLocaleKeyCount(c.table, c.locale);
+        EXPECT_GT(rows, 0);
+        for (int32_t i = 0; i < rows; ++i) {
+            EXPECT_EQ(GetLocaleKeyValuesCount(c.table, c.locale, RowKey(i).c_str()),
+                      static_cast<int32_t>(c.width));
+        }
+    }
+}
+
+}  // namespace
