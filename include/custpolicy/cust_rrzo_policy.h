@@ -35,8 +35,10 @@ struct CustRrzoStaticInfo {
     float ratioA = 0.0f;
     float ratioB = 0.0f;
     bool flagA = false;
+    uint8_t padding0[3] = {};  // spelled out so that the record goes out with zero padding
     uint32_t uintParam = 0;
     bool eisOn = false;
+    uint8_t padding1[3] = {};
 };
 static_assert(sizeof(CustRrzoStaticInfo) == 36, "static info is 36 bytes");
 static_assert(offsetof(CustRrzoStaticInfo, intParam) == 0, "intParam at 0");
@@ -48,18 +50,22 @@ static_assert(offsetof(CustRrzoStaticInfo, targetSize) == 8, "targetSize at 8");
 static_assert(offsetof(CustRrzoStaticInfo, ratioA) == 16, "ratioA at 16");
 static_assert(offsetof(CustRrzoStaticInfo, ratioB) == 20, "ratioB at 20");
 static_assert(offsetof(CustRrzoStaticInfo, flagA) == 24, "flagA at 24");
+static_assert(offsetof(CustRrzoStaticInfo, padding0) == 25, "zero padding at 25");
 static_assert(offsetof(CustRrzoStaticInfo, uintParam) == 28, "uintParam at 28");
 static_assert(offsetof(CustRrzoStaticInfo, eisOn) == 32, "eisOn at 32");
+static_assert(offsetof(CustRrzoStaticInfo, padding1) == 33, "zero padding at 33");
 
 // Parameter record of request 1: the sensor output size of every sensor of the configuration.
 struct CustRrzoSensorSizes {
     int32_t sensorIdx = 0;
+    int32_t padding = 0;  // spelled out so that the record goes out with zero padding
     std::map<int32_t, CustFeaturePrvSize> sizeMap;
 };
 // The record embeds standard-library types; its layout is still fixed by the runtime it is built
 // against, which is what these checks pin down.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Winvalid-offsetof"
+static_assert(offsetof(CustRrzoSensorSizes, padding) == 4, "zero padding at 4");
 static_assert(offsetof(CustRrzoSensorSizes, sizeMap) == 8, "sizeMap at 8");
 #if defined(_LIBCPP_VERSION)
 // The service is built against libc++, whose std::map is 24 bytes.
@@ -82,22 +88,26 @@ public:
 
     virtual ~ICustRrzoPolicy();
 
-    // Final RRZO size for `inSize`: `outSize` holds the requested size on entry.
+    // Final RRZO size: `outSize` holds the requested size on entry and the RRZO size on return.
     virtual void selectTargetSize(int sensorIdx, MSize const& inSize, MSize& outSize) = 0;
-    // Configuration-time calculation.
+    // Configuration-time calculation for the sensor's chosen settings and the requested streams.
     virtual void calculateTargetSize(int sensorIdx, MSize& targetSize, int intParam,
                                      std::shared_ptr<CustSensorSettingMap> sensorSettings,
                                      bool flagA, bool flagB, unsigned int uintParam,
                                      ConfigurationOutputParams* outParams,
                                      ConfigurationInputParams const* inParams) = 0;
 
-    // Request 0: the static RRZO facts.
+    // Request 0: tells the service the static RRZO facts of the configuration (with the stereo,
+    // 4K-video and system-camera facts it queries itself). `ratioC` replaces `ratioA` when it is
+    // greater than 1. Rewrites the head and reply of the persistent messages; reads no answer.
     void updateStaticRrzoInfo(int sensorIdx, MSize& targetSize, int intParam, float ratioA,
                               float ratioB, float ratioC, bool flagA, bool flagB,
                               unsigned int uintParam, bool eisOn);
-    // Request 1: the sensor output size of every sensor setting.
+    // Request 1: tells the service the sensor output size of every sensor setting, in ascending
+    // key order. Reuses the head and reply that request 0 left; a null map counts as empty.
     void selectRrzoSize(int sensorIdx, std::shared_ptr<CustSensorSettingMap> sensorSettings);
-    // Request 2: adopts the service's target size when both its sides are positive.
+    // Request 2: asks the service for the target size and adopts it only when both sides are
+    // positive; otherwise `targetSize` stands. Uses no member state. Logs the final size (debug).
     void applyTargetSize(int sensorIdx, MSize& targetSize);
 
 protected:
@@ -115,9 +125,12 @@ public:
     using ConfigurationInputParams = ICustRrzoPolicy::ConfigurationInputParams;
     using ConfigurationOutputParams = ICustRrzoPolicy::ConfigurationOutputParams;
 
+    // Chooses the policy once: the feature-driven one when the feature-capability service
+    // enables it for the sensor, the legacy one otherwise.
     explicit CustRrzoAlgoAdaptor(int sensorIdx);
     virtual ~CustRrzoAlgoAdaptor();
 
+    // Both operations forward to the policy unchanged.
     virtual void selectTargetSize(int sensorIdx, MSize const& inSize, MSize& outSize);
     virtual void calculateTargetSize(int sensorIdx, MSize& targetSize, int intParam,
                                      std::shared_ptr<CustSensorSettingMap> sensorSettings,

@@ -1,0 +1,365 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "cust_rrzo_policy.h"
+#include "host_image_stream.h"
+#include "host_platform.h"
+#include "platform/ULogger.h"
+
+namespace {
+
+using hostplatform::FeatureChipCall;
+using hostplatform::ImageStreamFacts;
+using mcam::core::device::policy::PolicyParsedAppConfiguration;
+using mcam::core::device::policy::PolicyParsedAppImageStreamInfo;
+using mcam::core::device::policy::featuresetting::ConfigurationInputParams;
+using mcam::core::device::policy::featuresetting::ConfigurationOutputParams;
+using mcam::core::device::policy::featuresetting::StreamRecord;
+
+constexpr uint32_t kRrzoMsgId = 0x1001;
+constexpr uint32_t kTagEisMode = 0x10011;
+constexpr float kUntouched = 0.25f;  // heightToWidth before the walk
+const float kNaN = std::numeric_limits<float>::quiet_NaN();
+const float kInf = std::numeric_limits<float>::infinity();
+
+// A configuration of one sensor (index 0) with the given streams, in stream-id order.
+struct Config {
+    std::shared_ptr<PolicyParsedAppConfiguration> app =
+        std::make_shared<PolicyParsedAppConfiguration>();
+    std::shared_ptr<PolicyParsedAppImageStreamInfo> streams =
+        std::make_shared<PolicyParsedAppImageStreamInfo>();
+    std::shared_ptr<CustSensorSettingMap> settings = std::make_shared<CustSensorSettingMap>();
+    StreamRecord record;
+    ConfigurationOutputParams out{&record};
+    ConfigurationInputParams in{app, streams};
+
+    explicit Config(MSize sensor = {4000, 3000},
+                    std::vector<std::optional<ImageStreamFacts>> s = {}) {
+        (*settings)[0].sensorSize = sensor;
+        record.heightToWidth = kUntouched;
+        for (size_t i = 0; i < s.size(); ++i) {
+            streams->imageStreams[static_cast<int64_t>(i)] =
+                s[i] ? hostplatform::makeImageStream(*s[i]) : nullptr;
+        }
+    }
+    void calculate(ICustRrzoPolicy& policy, MSize target = {1920, 1080}) {
+        policy.calculateTargetSize(0, target, 7, settings, true, false, 9, &out, &in);
+    }
+};
+
+const std::vector<FeatureChipCall>& calls() { return hostplatform::state().recorded.featureChip; }
+
+bool isZero(const CustTransMsgData& message) {
+    const CustTransMsgData zero{};
+    return std::memcmp(&message, &zero, sizeof(zero)) == 0;
+}
+
+// Request head (three zero words, the class), one 24-byte record, all other words zero.
+void expectRequestMessage(const CustTransMsgData& m, uint32_t msgId) {
+    CustTransMsgData expected{};
+    expected.msgId = msgId;
+    expected.pData = m.pData;
+    expected.dataSize = sizeof(CustEvalRequest);
+    EXPECT_EQ(std::memcmp(&m, &expected, sizeof(m)), 0);
+    EXPECT_NE(m.pData, nullptr);
+}
+
+void expectSameFloat(float expected, float actual) {
+    if (std::isnan(expected)) {
+        EXPECT_TRUE(std::isnan(actual)) << actual;
+    } else {
+        EXPECT_EQ(expected, actual);
+    }
+}
+
+size_t countLogs(const std::string& prefix) {
+    size_t count = 0;
+    for (const auto& text : hostplatform::unifiedTexts()) count += text.rfind(prefix, 0) == 0;
+    return count;
+}
+
+class RrzoPolicyTest : public ::testing::Test {
+protected:
+    void SetUp() override { hostplatform::reset(); }
+    std::shared_ptr<CustRrzoPolicy> policy = std::make_shared<CustRrzoPolicy>();
+};
+
+TEST_F(RrzoPolicyTest, StaticInfoRequestCarriesTheConfigurationFacts) {
+    struct Case {
+        float ratioA, ratioC;
+        uint32_t stereoMode;
+        bool is4k, sysCam;
+        std::optional<uint8_t> eisMode;
+        float sentRatioA;
+        bool eisOn;
+        const char* why;
+    };
+    const Case kCases[] = {
+        {0.5f, 1.0f, 0, false, true, std::nullopt, 0.5f, false, "ratio-C of 1 is not above 1"},
+        {0.5f, 1.2f, 0, false, true, uint8_t{1}, 1.2f, true, "ratio-C above 1 replaces ratio-A"},
+        {0.5f, kNaN, 0, false, true, uint8_t{0}, 0.5f, false, "a NaN ratio-C is not above 1"},
+        {0.5f, 0.0f, 0xBF, false, false, uint8_t{2}, 0.5f, true, "only bit 6 of stereo counts"},
+        {0.5f, 0.0f, 0x40, true, false, std::nullopt, 0.5f, false, "stereo bit 6 and 4K video"},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.why);
+        hostplatform::reset();
+        hostplatform::state().stereoFeatureMode = c.stereoMode;
+        hostplatform::state().customer.is4kVideo = c.is4k;
+        hostplatform::state().customer.systemCam = c.sysCam;
+        Config config;
+        if (c.eisMode)
+            config.app->sessionParams.update(NSCam::IEntry::of(kTagEisMode, {*c.eisMode}));
+        config.record.ratioA = c.ratioA;
+        config.record.ratioC = c.ratioC;
+        auto fresh = std::make_shared<CustRrzoPolicy>();
+        config.calculate(*fresh);
+
+        ASSERT_EQ(calls().size(), 2u);
+        const FeatureChipCall& call = calls()[0];
+        expectRequestMessage(call.request, kRrzoMsgId);
+        expectRequestMessage(call.reply, 0);
+        ASSERT_TRUE(call.rrzoRequest && call.rrzoStaticInfo);
+        EXPECT_EQ(call.rrzoRequest->evalType, 0);
+        EXPECT_EQ(call.rrzoRequest->reserved, 0u);
+        // The reply carries its own record, all zero but for where the answer is to go.
+        CustEvalRequest reply;
+        ASSERT_EQ(call.replyPayload.size(), sizeof(reply));
+        std::memcpy(static_cast<void*>(&reply), call.replyPayload.data(), sizeof(reply));
+        EXPECT_NE(call.reply.pData, call.request.pData);
+        EXPECT_EQ(reply.evalType, 0);
+        EXPECT_EQ(reply.sensorIdx, 0);
+        EXPECT_NE(reply.pParam, nullptr);
+        EXPECT_NE(reply.pParam, call.rrzoRequest->pParam);
+        EXPECT_EQ(reply.reserved, 0u);
+        CustRrzoStaticInfo expected{};
+        expected.intParam = 7;
+        expected.stereoBit6 = (c.stereoMode & 0x40) != 0;
+        expected.is4kVideo = c.is4k;
+        expected.isSysCam = c.sysCam;
+        expected.targetSize = {1920, 1080};
+        expected.ratioA = c.sentRatioA;
+        expected.ratioB = kUntouched;  // no streams: heightToWidth goes out as it was
+        expected.flagA = true;
+        expected.uintParam = 9;
+        expected.eisOn = c.eisOn;
+        EXPECT_EQ(std::memcmp(&*call.rrzoStaticInfo, &expected, sizeof(expected)), 0);
+        EXPECT_EQ(config.record.heightToWidth, kUntouched);
+        EXPECT_EQ(countLogs("[calculateTargetSize] No MTK_CONTROL_VIDEO_STABILIZATION_MODE"),
+                  c.eisMode ? 0u : 1u);
+        const std::string eisLine = "[calculateTargetSize] 3rd tag for QVXSEIS-enable:" +
+                                    std::to_string(c.eisMode.value_or(0));
+        EXPECT_EQ(countLogs(eisLine), 1u);
+    }
+}
+
+TEST_F(RrzoPolicyTest, SensorSizesRequestReusesTheMessagesOfRequestZero) {
+    using Sizes = std::vector<std::pair<int32_t, MSize>>;
+    struct Case {
+        CustSensorSettingMap settings;
+        bool sendStaticInfoFirst;
+        Sizes expected;
+        const char* why;
+    };
+    const Case kCases[] = {
+        {{}, true, {}, "an empty map still sends the request"},
+        {{{3, {0, 0, {4000, 3000}}}}, true, {{3, {4000, 3000}}}, "one sensor"},
+        {{{5, {0, 0, {1, 2}}}, {0, {0, 0, {3, 4}}}, {0xFFFFFFFFu, {0, 0, {5, 6}}}},
+         true,
+         {{-1, {5, 6}}, {0, {3, 4}}, {5, {1, 2}}},
+         "ascending signed keys"},
+        {{{0, {0, 0, {8, 6}}}}, false, {{0, {8, 6}}}, "without request 0 the head stays zero"},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.why);
+        hostplatform::reset();
+        auto fresh = std::make_shared<CustRrzoPolicy>();
+        MSize target(1280, 720);
+        if (c.sendStaticInfoFirst) fresh->updateStaticRrzoInfo(2, target, 0, 0, 0, 0, 0, 0, 0, 0);
+        fresh->applyTargetSize(2, target);  // request 2 must not disturb the persistent messages
+        fresh->selectRrzoSize(2, std::make_shared<CustSensorSettingMap>(c.settings));
+
+        const FeatureChipCall& call = calls().back();
+        ASSERT_TRUE(call.rrzoRequest && call.rrzoSensorSizes);
+        EXPECT_EQ(call.rrzoRequest->evalType, 1);
+        EXPECT_EQ(call.rrzoRequest->sensorIdx, 2);
+        EXPECT_EQ(call.rrzoSensorSizes->sensorIdx, 2);
+        Sizes seen;
+        for (const auto& [key, size] : call.rrzoSensorSizes->sizeMap)
+            seen.push_back({key, MSize(size.width, size.height)});
+        EXPECT_EQ(seen, c.expected);
+        if (c.sendStaticInfoFirst) {
+            expectRequestMessage(call.request, kRrzoMsgId);
+            EXPECT_EQ(std::memcmp(&call.reply, &calls().front().reply, sizeof(call.reply)), 0);
+        } else {
+            expectRequestMessage(call.request, 0);
+            EXPECT_TRUE(isZero(call.reply));
+        }
+    }
+}
+
+TEST_F(RrzoPolicyTest, TargetSizeAdoptsOnlyPositiveAnswers) {
+    struct Case {
+        std::optional<MSize> answer;
+        MSize expected;
+        const char* why;
+    };
+    const Case kCases[] = {
+        {MSize(0, 0), {1280, 720}, "0 x 0 means no size"},
+        {MSize(1920, 0), {1280, 720}, "one side 0"},
+        {MSize(-1920, 1080), {1280, 720}, "a negative side"},
+        {std::nullopt, {1280, 720}, "unanswered"},
+        {MSize(1, 1), {1, 1}, "smallest positive size"},
+        {MSize(1920, 1080), {1920, 1080}, "adopted"},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.why);
+        hostplatform::reset();
+        hostplatform::sensor(1).newRrzoPolicy = true;
+        hostplatform::state().featureChip = [&](const CustTransMsgData* request,
+                                                CustTransMsgData*) {
+            const auto* record = static_cast<const CustEvalRequest*>(request->pData);
+            if (c.answer) *static_cast<MSize*>(record->pParam) = *c.answer;
+        };
+        CustRrzoAlgoAdaptor adaptor(1);
+        MSize size(1280, 720);
+        adaptor.selectTargetSize(1, MSize(4000, 3000), size);
+
+        EXPECT_EQ(size, c.expected);
+        ASSERT_EQ(calls().size(), 1u);
+        expectRequestMessage(calls()[0].request, kRrzoMsgId);
+        EXPECT_TRUE(isZero(calls()[0].reply));
+        EXPECT_EQ(calls()[0].rrzoRequest->evalType, 2);
+        EXPECT_EQ(calls()[0].rrzoRequest->sensorIdx, 1);
+        const auto& log = hostplatform::state().recorded.unifiedLog;
+        ASSERT_EQ(log.size(), 1u);
+        EXPECT_EQ(log[0].tag, "CustRrzoPolicyBase");
+        EXPECT_EQ(log[0].priorityOrLevel, 5);
+        EXPECT_EQ(log[0].text, "[applyTargetSize] rrzo target size " +
+                                   std::to_string(c.expected.w) + " " +
+                                   std::to_string(c.expected.h));
+    }
+}
+
+ImageStreamFacts preview(MSize size, uint64_t usage = 0x100, int32_t format = 0x11) {
+    return {0, format, usage, 0, size};
+}
+ImageStreamFacts other(MSize size, uint64_t useCase, uint64_t usage = 0, int32_t type = 1) {
+    return {type, 0x21, usage, useCase, size};
+}
+
+TEST_F(RrzoPolicyTest, StreamWalkKeepsTheLastQualifyingRatio) {
+    struct Case {
+        std::vector<std::optional<ImageStreamFacts>> streams;
+        float expected;
+        size_t streamLogs;  // streams looked at and logged
+        MSize sensor;
+        const char* why;
+    };
+    const MSize k169(1920, 1080), k43(1440, 1080);
+    const Case kCases[] = {
+        {{preview(k169)}, 0.5625f, 1, {4000, 3000}, "preview stream"},
+        {{preview(k43), preview(k169)}, 0.0f, 0, {4000, 3000}, "sensor ratio stops the walk"},
+        {{preview(k169), other({4000, 3000}, 0)}, 0.0f, 2, {4000, 3000}, "JPEG after resets"},
+        {{preview(k169), preview({2400, 1080})}, 0.45f, 2, {4000, 3000}, "last one wins"},
+        {{other(k169, 3)}, 0.5625f, 1, {4000, 3000}, "record use case qualifies"},
+        {{other(k169, 0, 0x10000)}, 0.5625f, 1, {4000, 3000}, "default use case and encoder"},
+        {{other(k169, 0)}, 0.0f, 1, {4000, 3000}, "default use case without encoder"},
+        {{other(k169, 1, 0x10000)}, 0.0f, 1, {4000, 3000}, "use case 1 never by test B"},
+        {{other(k169, 2, 0x10000)}, 0.0f, 1, {4000, 3000}, "use case 2 never by test B"},
+        {{preview(k169, 0x40000)}, 0.0f, 1, {4000, 3000}, "half the ZSL bits"},
+        {{preview(k169, 0x60000)}, 0.5625f, 1, {4000, 3000}, "both ZSL bits"},
+        {{preview(k169, 0x50000)}, 0.5625f, 1, {4000, 3000}, "test A fails, test B decides"},
+        {{ImageStreamFacts{1, 0x11, 0x100, 0, k169}},
+         0.0f,
+         1,
+         {4000, 3000},
+         "test A is for type 0 only"},
+        {{preview(k169, 0x800, 3)}, 0.5625f, 1, {4000, 3000}, "RGB_888 with composer"},
+        {{preview(k169, 0x20000, 0x1000)}, 0.5625f, 1, {4000, 3000}, "platform format, cam write"},
+        {{preview(k169, 0x100, 0x20203859)}, 0.5625f, 1, {4000, 3000}, "Y8"},
+        {{preview(k169, 0x100, 0x23)}, 0.0f, 1, {4000, 3000}, "other formats fail test A"},
+        {{std::nullopt}, kUntouched, 0, {4000, 3000}, "null entries are skipped"},
+        {{std::nullopt, preview(k169)}, 0.5625f, 1, {4000, 3000}, "null entry then preview"},
+        {{}, kUntouched, 0, {4000, 3000}, "no streams"},
+        {{preview({0, 1080})}, kInf, 1, {4000, 3000}, "zero stream width"},
+        {{preview({0, 0}), preview(k43)}, 0.0f, 1, {4000, 3000}, "NaN never stops the walk"},
+        {{preview(k43)}, 0.75f, 1, {0, 3000}, "zero sensor width"},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.why);
+        hostplatform::reset();
+        Config config(c.sensor, c.streams);
+        config.calculate(*policy);
+
+        expectSameFloat(c.expected, config.record.heightToWidth);
+        ASSERT_EQ(calls().size(), 2u);
+        ASSERT_TRUE(calls()[0].rrzoStaticInfo);
+        expectSameFloat(c.expected, calls()[0].rrzoStaticInfo->ratioB);
+        EXPECT_EQ(countLogs("[calculateTargetSize] calculateTargetSize streamType("), c.streamLogs);
+    }
+}
+
+TEST_F(RrzoPolicyTest, StreamLineIsAnInfoMessage) {
+    NSCam::Utils::ULog::ULogger::sDetailsLevel = 3;  // info passes, debug does not
+    Config config({4000, 3000}, {preview({1920, 1080}, 0x60000)});
+    config.calculate(*policy);
+    // The stream line and the missing-stabilisation line.
+    const auto& log = hostplatform::state().recorded.unifiedLog;
+    ASSERT_EQ(log.size(), 2u);
+    EXPECT_EQ(log[0].text,
+              "[calculateTargetSize] calculateTargetSize streamType(0) fmt(0x11) usage(393216) "
+              "useCase(0) imgSize(1920x1080) HeightToWidth(0.562500)");
+    EXPECT_EQ(log[0].tag, "CustRrzoPolicy");
+    EXPECT_EQ(log[0].priorityOrLevel, 3);
+}
+
+TEST_F(RrzoPolicyTest, AdaptorChoosesThePolicyAndSurvivesBadInput) {
+    struct Case {
+        bool newPolicy;
+        void (*breakIt)(Config&);
+        size_t expectedCalls;
+        float expectedRatioB;
+        size_t expectedSizes;
+        const char* why;
+    };
+    const Case kCases[] = {
+        {false, [](Config&) {}, 0, 0, 0, "legacy policy sends nothing"},
+        {true, [](Config&) {}, 2, 0.5625f, 1, "feature-driven policy"},
+        {true, [](Config& c) { c.out.pStreamRecord = nullptr; }, 2, 0.0f, 1, "no stream record"},
+        {true, [](Config& c) { c.in.pParsedAppImageStreamInfo = nullptr; }, 2, kUntouched, 1,
+         "no stream information"},
+        {true, [](Config& c) { c.in.pParsedAppConfiguration = nullptr; }, 2, 0.5625f, 1,
+         "no session parameters"},
+        {true, [](Config& c) { c.settings->clear(); }, 2, 0.5625f, 0, "no setting for the sensor"},
+        {true, [](Config& c) { c.settings = nullptr; }, 2, 0.5625f, 0, "no settings map"},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.why);
+        hostplatform::reset();
+        hostplatform::sensor(0).newRrzoPolicy = c.newPolicy;
+        Config config({4000, 3000}, {preview({1920, 1080})});
+        c.breakIt(config);
+        CustRrzoAlgoAdaptor adaptor(0);
+        MSize target(1920, 1080);
+        adaptor.calculateTargetSize(0, target, 0, config.settings, false, false, 0, &config.out,
+                                    &config.in);
+
+        EXPECT_EQ(target, MSize(1920, 1080));
+        EXPECT_LE(config.settings.use_count(), 1);  // the call's references are all released
+        ASSERT_EQ(calls().size(), c.expectedCalls);
+        if (c.expectedCalls == 0) continue;
+        EXPECT_EQ(calls()[0].rrzoStaticInfo->ratioB, c.expectedRatioB);
+        EXPECT_EQ(calls()[1].rrzoSensorSizes->sizeMap.size(), c.expectedSizes);
+    }
+}
+
+}  // namespace
