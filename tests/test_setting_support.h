@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "custpolicy/cust_setting_policy.h"
+#include "host_image_stream.h"
 #include "host_platform.h"
 #include "platform/IMetadata.h"
 #include "platform/MSize.h"
@@ -31,28 +32,16 @@ constexpr uint32_t kTagMinFrameDurations = 0xD000B;
 constexpr uint32_t kTagPixelArraySize = 0xF0006;
 constexpr uint32_t kTagAovMode = 0x80150001;
 
-constexpr int32_t kFormatYuv = 0x23;
+constexpr int64_t kFormatYuv = 0x23;
 // Scenario the host sensor-info helper knows by default in these tests.
 constexpr int32_t kKnownScenario = 3;
 // Values an untouched out-record keeps, so that any write shows.
 constexpr uint32_t kSentinel = 0xDEADBEEF;
 
-// An image stream that answers only its size.
-class SizeOnlyStream : public NSCam::v3::IImageStreamInfo {
-public:
-    explicit SizeOnlyStream(MSize size) : mSize(size) {}
-    int32_t getStreamType() const override { return 0; }
-    int32_t getImgFormat() const override { return kFormatYuv; }
-    uint64_t getUsage() const override { return 0; }
-    uint64_t getUseCase() const override { return 0; }
-    MSize getImgSize() const override { return mSize; }
-
-private:
-    MSize mSize;
-};
-
 inline ImageStreamInfoPtr stream(int32_t w, int32_t h) {
-    return std::make_shared<SizeOnlyStream>(MSize(w, h));
+    hostplatform::ImageStreamFacts facts;
+    facts.size = MSize(w, h);
+    return hostplatform::makeImageStream(facts);
 }
 
 inline std::vector<ImageStreamInfoPtr> streams(std::initializer_list<MSize> sizes) {

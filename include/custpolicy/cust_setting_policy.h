@@ -85,7 +85,9 @@ public:
                                      float floatParam0, float floatParam1,
                                      unsigned int hdrMode) = 0;
 
-    // Gathers the selection inputs into `*pIn` (zero-filled by the caller).
+    // Gathers the selection inputs into `*pIn` (zero-filled by the caller). Like every helper
+    // here, it reads an empty handle as an empty record and a sensor without static metadata as
+    // one whose entries are all missing.
     void getSettingSelectInfo(AppConfigPtr appConfig, StreamInfoPtr streamInfo,
                               CustSelectIn4Setting* pIn, int sensorIdx,
                               AppUserConfiguration const& userConfig, float floatParam0,
