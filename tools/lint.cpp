@@ -280,21 +280,26 @@ private:
         }
         std::sort(rows.begin(), rows.end(),
                   [](const Row& a, const Row& b) { return a.index < b.index; });
-        // A missing key fails its read; whole-table counts make that expected for the thermal
-        // table.
+        // Rows are read 0 .. count-1: a missing key fails its read. The thermal reader counts the
+        // whole table and expects most reads of a group to fail, so only the others are checked.
         const bool hasRow0 = !rows.empty() && rows.front().index == 0;
-        if (hasRow0 && (!rule.countsWholeTable || rule.modeLocale)) {
-            int32_t expected = 0;
-            for (const Row& row : rows) {
-                for (; expected < row.index; ++expected) {
-                    add(LintFinding::Severity::Error, static_cast<uint32_t>(row.entry->line),
-                        where + row.name,
-                        "row " + std::to_string(expected) + " of " + std::string(locale) +
-                            " is missing: its read fails, " +
-                            (rule.readErrorSkipsRow ? "and the row is skipped"
-                                                    : "which ends the lookup before this row"));
-                }
-                expected = row.index + 1;
+        if (hasRow0 && !(rule.countsWholeTable && !rule.modeLocale)) {
+            const int32_t groupCount = static_cast<int32_t>(group.keys.size());
+            uint32_t lastLine = 0;
+            for (const auto& [key, entry] : group.keys) {
+                lastLine = std::max(lastLine, static_cast<uint32_t>(entry.line));
+            }
+            size_t next = 0;
+            for (int32_t index = 0; index < groupCount; ++index) {
+                while (next < rows.size() && rows[next].index < index) ++next;
+                if (next < rows.size() && rows[next].index == index) continue;
+                const bool before = next < rows.size();
+                add(LintFinding::Severity::Error,
+                    before ? static_cast<uint32_t>(rows[next].entry->line) : lastLine,
+                    where + std::string(locale) + "[" + std::to_string(index) + "]",
+                    std::string("row is missing: its read fails, ") +
+                        (rule.readErrorSkipsRow ? "and the row is skipped"
+                                                : "which ends the lookup"));
             }
         }
         return rows;
@@ -329,15 +334,14 @@ private:
                 continue;
             }
             std::vector<Row> rows = rowsOf(rule, table, locale, *group);
-            if (rows.empty()) continue;
-            const Row& first = rows.front();
-            if (first.index != 0) {
-                add(LintFinding::Severity::Error, static_cast<uint32_t>(first.entry->line),
-                    where + first.name,
+            if (rows.empty() || rows.front().index != 0) {
+                add(LintFinding::Severity::Error, static_cast<uint32_t>(firstLine(*group)),
+                    where + std::string(locale) + "[0]",
                     "there is no row 0, whose width the reader checks first: the whole " +
                         std::string(rule.modeLocale ? "table" : "group") + " is ignored");
                 continue;
             }
+            const Row& first = rows.front();
             if (first.entry->width != width) {
                 add(LintFinding::Severity::Error, static_cast<uint32_t>(first.entry->line),
                     where + first.name,

@@ -1,0 +1,175 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tool_test_support.h"
+
+namespace {
+
+using custsim::kExitOk;
+
+// One sensor on the new policies, so that the simulator's feature chip decides.
+std::string evaluatorDevice(const std::string& featureChip) {
+    return R"(name = "evaluator"
+[[sensor]]
+index = 0
+pixel_array = [4000, 3000]
+ae_target_fps_ranges = [[30, 30], [120, 120]]
+[sensor.capability]
+new_setting_policy = true
+new_rrzo_policy = true
+[sensor.feature_chip]
+)" + featureChip +
+           R"(
+[[sensor.mode]]
+scenario = 0
+fps = 30
+size = [4000, 3000]
+[[sensor.mode]]
+scenario = 1
+fps = 30
+size = [4000, 2250]
+[[sensor.mode]]
+scenario = 2
+fps = 30
+size = [2000, 1500]
+[[sensor.mode]]
+scenario = 3
+fps = 60
+size = [1920, 1080]
+[[sensor.mode]]
+scenario = 4
+fps = 120
+size = [1280, 720]
+)";
+}
+
+std::string session(int fps, const char* size, const char* extra = "") {
+    return std::string(
+               "description = \"x\"\n[app]\nsystem = true\n[session_params]\nfps_range = [") +
+           std::to_string(fps) + ", " + std::to_string(fps) + "]\n" + extra +
+           "\n[[stream]]\nformat = \"YCbCr_420_888\"\nsize = " + size + "\n";
+}
+
+struct EvaluatorCase {
+    const char* why;
+    const char* featureChip;  // keys of [sensor.feature_chip]
+    int fps;
+    const char* streamSize;
+    const char* expected;  // in the JSON result
+};
+
+TEST(ToolSimulate, ReferenceEvaluatorPicksTheMode) {
+    const EvaluatorCase cases[] = {
+        {"closest ratio among the covering modes, then the smallest", "", 30, "[1920, 1080]",
+         "\"setting\": {\"scenario\": 3,"},
+        {"4:3 streams take the sensor's ratio: the full-size mode covers", "", 30, "[4000, 3000]",
+         "\"setting\": {\"scenario\": 0,"},
+        {"a smaller 4:3 stream gets the smallest 4:3 mode", "", 30, "[1600, 1200]",
+         "\"setting\": {\"scenario\": 2,"},
+        {"the fps term filters first: only the 60 fps mode covers", "", 60, "[1920, 1080]",
+         "\"setting\": {\"scenario\": 3,"},
+        {"no fast mode covers: the largest of the fast ones", "", 120, "[1920, 1080]",
+         "\"setting\": {\"scenario\": 4,"},
+        {"no mode reaches the fps: -1 and no decision", "", 240, "[1920, 1080]",
+         "\"setting\": null,"},
+        {"a scripted answer wins over the rule", "scenario = 2", 30, "[1920, 1080]",
+         "\"setting\": {\"scenario\": 2,"},
+        {"a scripted -1 is no decision", "scenario = -1", 30, "[1920, 1080]",
+         "\"decided\": false,"},
+    };
+    for (const EvaluatorCase& c : cases) {
+        SCOPED_TRACE(c.why);
+        ToolRun tool;
+        const std::string device = tool.write("device.toml", evaluatorDevice(c.featureChip));
+        const std::string sessionFile = tool.write("session.toml", session(c.fps, c.streamSize));
+        ASSERT_EQ(tool.run({"simulate", "--json", device, sessionFile}), kExitOk)
+            << tool.stderrText;
+        EXPECT_NE(tool.stdoutText.find(c.expected), std::string::npos) << tool.stdoutText;
+    }
+}
+
+struct RrzoCase {
+    const char* why;
+    const char* featureChip;
+    const char* streamSize;
+    const char* hal;  // a [hal] table, or ""
+    const char* expected;
+};
+
+TEST(ToolSimulate, RrzoRequestTwoFollowsTheSensorAndTheTarget) {
+    const RrzoCase cases[] = {
+        {"narrowed to the target width, sensor ratio kept", "", "[1920, 1080]", "",
+         "\"size\": [1920, 1080]}"},
+        {"a full-size target keeps the sensor output", "", "[4000, 3000]", "",
+         "\"size\": [4000, 3000]}"},
+        {"the RRZO line limit narrows further", "rrzo_max_width = 1000", "[4000, 3000]", "",
+         "\"size\": [1000, 750]}"},
+        {"odd sides are rounded down to even", "rrzo_max_width = 1001", "[4000, 3000]", "",
+         "\"size\": [1000, 750]}"},
+        {"a scripted size is taken as it stands", "rrzo_size = [1234, 567]", "[1920, 1080]", "",
+         "\"size\": [1234, 567]}"},
+        {"a scripted 0 x 0 leaves the requested size", "rrzo_size = [0, 0]", "[1920, 1080]", "",
+         "\"requested\": [1920, 1080], \"sensor_size\": [1920, 1080], \"hal_fallback_scenario\": "
+         "null, \"size\": [1920, 1080]}"},
+        {"the HAL's requested size comes from the session", "", "[1920, 1080]",
+         "[hal]\nrrzo_target = [1280, 720]\n", "\"requested\": [1280, 720]"},
+    };
+    for (const RrzoCase& c : cases) {
+        SCOPED_TRACE(c.why);
+        ToolRun tool;
+        const std::string device = tool.write("device.toml", evaluatorDevice(c.featureChip));
+        const std::string sessionFile =
+            tool.write("session.toml", session(30, c.streamSize, c.hal));
+        ASSERT_EQ(tool.run({"simulate", "--json", device, sessionFile}), kExitOk)
+            << tool.stderrText;
+        EXPECT_NE(tool.stdoutText.find(c.expected), std::string::npos) << tool.stdoutText;
+    }
+}
+
+TEST(ToolSimulate, NoDecisionRunsTheRrzoOnTheHalFallbackScenario) {
+    ToolRun tool;
+    const std::string device = tool.write("device.toml", evaluatorDevice(""));
+    const std::string sessionFile = tool.write("session.toml", session(240, "[1920, 1080]"));
+    ASSERT_EQ(tool.run({"simulate", device, sessionFile}), kExitOk) << tool.stderrText;
+    EXPECT_NE(tool.stdoutText.find("decision      no decision"), std::string::npos)
+        << tool.stdoutText;
+    EXPECT_NE(tool.stdoutText.find("sensor 4000x3000 of the HAL's fallback scenario 0"),
+              std::string::npos)
+        << tool.stdoutText;
+    EXPECT_NE(tool.stdoutText.find("answered -1: no mode reaches 240 fps"), std::string::npos)
+        << tool.stdoutText;
+}
+
+struct DetailCase {
+    const char* why;
+    const char* option;
+    bool debugShown;
+    bool infoShown;
+};
+
+TEST(ToolSimulate, VerboseShowsTheLogAtTheChosenDetailLevel) {
+    const DetailCase cases[] = {
+        {"-v is detail level 5: debug and info", "-v", true, true},
+        {"level 3: info without debug", "-v3", false, true},
+        {"level 2: neither", "--verbose=2", false, false},
+    };
+    for (const DetailCase& c : cases) {
+        SCOPED_TRACE(c.why);
+        ToolRun tool;
+        const std::string device = tool.write("device.toml", evaluatorDevice(""));
+        const std::string sessionFile = tool.write("session.toml", session(30, "[1920, 1080]"));
+        ASSERT_EQ(tool.run({"simulate", c.option, device, sessionFile}), kExitOk)
+            << tool.stderrText;
+        EXPECT_EQ(tool.stdoutText.find("\n    D/CustSettingPolicy: [selectSensorSetting]") !=
+                      std::string::npos,
+                  c.debugShown)
+            << tool.stdoutText;
+        EXPECT_EQ(tool.stdoutText.find("\n    I/CustSettingPolicyBase: [parseSensorSetting] match "
+                                       "setting(final result): 3") != std::string::npos,
+                  c.infoShown)
+            << tool.stdoutText;
+    }
+}
+
+}  // namespace
