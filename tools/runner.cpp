@@ -57,6 +57,8 @@ const char* const kDecisionMarkers[] = {
     "for engineer explorer test",
 };
 constexpr char kFinalResultMarker[] = "match setting(final result)";
+// Warnings of the helper that turns a scenario into the SensorSetting.
+constexpr char kParseMarker[] = "[parseSensorSetting]";
 // Messages that explain the RRZO size, most telling first.
 const char* const kRrzoMarkers[] = {
     "customized rrzo size",
@@ -417,6 +419,14 @@ void Simulator::selectSetting(const SessionSpec& session, SensorRun& run,
     for (std::string& note : mEvaluator.takeNotes()) run.notes.push_back(std::move(note));
     run.settingLog = takeAndroidLog(logMark);
     run.decidedBy = settingExplanation(run.settingLog, run.decidedByIsLastMessage);
+    // A policy reports a decision once it has named a scenario, even when the sensor-info helper
+    // then failed and the record was left as it was.
+    for (const LogLine& line : run.settingLog) {
+        if (run.decided && line.priority == kPriorityWarning && contains(line.text, kParseMarker)) {
+            run.notes.push_back("sensor-info helper: " + withoutErrorTail(line.text) +
+                                "; SensorSetting was left as it was");
+        }
+    }
 }
 
 void Simulator::selectRrzo(const SessionSpec& session, SensorRun& run,

@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "tool_test_support.h"
 
@@ -122,6 +125,32 @@ TEST(ToolInputs, UnreadableFilesAreInputErrors) {
     EXPECT_NE(tool.stderrText.find(tool.path("nodevice.toml") + ": cannot read file"),
               std::string::npos)
         << tool.stderrText;
+}
+
+// The annotated examples of the documentation use every key; they must stay valid.
+TEST(ToolInputs, DocumentedExamplesAreValid) {
+    std::ifstream in(CUSTPOLICY_SOURCE_DIR "/docs/simulator.md");
+    std::stringstream text;
+    text << in.rdbuf();
+    std::vector<std::string> blocks;
+    const std::string doc = text.str();
+    const std::string open = "```toml\n";
+    for (size_t at = doc.find(open); at != std::string::npos; at = doc.find(open, at)) {
+        at += open.size();
+        blocks.push_back(doc.substr(at, doc.find("```", at) - at));
+    }
+    ASSERT_EQ(blocks.size(), 2u) << "a profile and a session";
+    const std::string relativeConfig = "config = \"CameraHWConfiguration.config\"";
+    const size_t config = blocks[0].find(relativeConfig);
+    ASSERT_NE(config, std::string::npos);
+    blocks[0].replace(config, relativeConfig.size(),
+                      "config = \"" CUSTPOLICY_SOURCE_DIR
+                      "/examples/device/CameraHWConfiguration.config\"");
+    ToolRun tool;
+    const std::string device = tool.write("device.toml", blocks[0]);
+    const std::string session = tool.write("session.toml", blocks[1]);
+    EXPECT_EQ(tool.run({"simulate", device, session}), kExitOk) << tool.stderrText;
+    EXPECT_EQ(tool.stderrText, "");
 }
 
 struct UsageCase {

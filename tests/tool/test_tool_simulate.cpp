@@ -172,4 +172,110 @@ TEST(ToolSimulate, VerboseShowsTheLogAtTheChosenDetailLevel) {
     }
 }
 
+// A sensor on the legacy policies without private selection, the tables given per case.
+std::string legacyDevice(const std::string& thirdCap) {
+    return R"(name = "legacy"
+config = "tables.config"
+)" + thirdCap +
+           R"(
+[[sensor]]
+index = 0
+pixel_array = [4000, 3000]
+[sensor.capability]
+new_setting_policy = false
+new_rrzo_policy = false
+[[sensor.mode]]
+scenario = 0
+fps = 30
+size = [2000, 1500]
+[[sensor.mode]]
+scenario = 1
+fps = 30
+size = [4000, 3000]
+[[sensor.mode]]
+scenario = 2
+fps = 30
+size = [3840, 2160]
+)";
+}
+
+std::string legacySession(const std::string& app, const std::string& params,
+                          const std::string& hal = "") {
+    return "description = \"x\"\n[app]\n" + app + "\n[session_params]\n" + params + "\n" + hal +
+           "\n[[stream]]\nformat = \"YCbCr_420_888\"\nsize = [1920, 1080]\n";
+}
+
+constexpr char kThirdPartyApp[] =
+    "system = false\nthird_party = true\ncamera_app_name = \"com.a\"\nactivity = \"act\"";
+constexpr char kManager[] = R"([third_party_capability]
+supported = true
+default_answer = -1
+[[third_party_capability.answer]]
+camera = "android.camera.cts"
+scenario = 2
+[[third_party_capability.answer]]
+camera = "com.a"
+activity = "act"
+scenario = 1
+)";
+
+struct FactsCase {
+    const char* why;
+    const char* thirdCap;  // the profile's [third_party_capability], or ""
+    const char* tables;
+    std::string app;
+    const char* params;
+    const char* hal;
+    const char* expected;  // in the text report
+};
+
+// The session's facts reach the legacy policy through the platform queries they stand for.
+TEST(ToolSimulate, SessionFactsReachTheLegacyPolicy) {
+    const std::string thirdParty = kThirdPartyApp;
+    const char* thermal = "[ThirdCamSensorSettingMapByThermal]\nact[0] = 0, 45, 1\n";
+    const char* byApi =
+        "[ThirdCamSensorSettingMapByActivity]\nact[0] = -1, 2, -1, -1, -1, -1, -1, 0, 2\n";
+    const char* seamless =
+        "[SystemCamSensorSettingMap]\nMode[0] = -1, -1, -1, -1, -1, -1, -1, 1, 5\n";
+    const FactsCase cases[] = {
+        {"the temperature reaches the thermal row", "", thermal, thirdParty, "temperature = 45", "",
+         "decision      scenario 1,"},
+        {"one degree below the threshold", "", thermal, thirdParty, "temperature = 44", "",
+         "decision      no decision"},
+        {"no temperature entry: no thermal row", "", thermal, thirdParty, "", "",
+         "decision      no decision"},
+        {"the API value reaches the activity row", "", byApi, thirdParty, "api = 2", "",
+         "decision      scenario 2,"},
+        {"another API value", "", byApi, thirdParty, "api = 1", "", "decision      no decision"},
+        {"the manager answers by camera and activity", kManager, "", thirdParty, "", "",
+         "decision      scenario 1,"},
+        {"under GSI the manager sees the CTS camera name", kManager, "",
+         thirdParty + "\ngsi = true", "", "", "decision      scenario 2,"},
+        {"no scripted answer: the default -1", kManager, "",
+         "system = false\nthird_party = true\ncamera_app_name = \"com.b\"", "", "",
+         "decision      no decision"},
+        {"a matched seamless code 5 sets the flags", "", seamless, "system = true", "",
+         "[hal]\nseamless_flags = 0x10\n",
+         "seamless      flags 0x801 (was 0x10), recorded scenario 5"},
+        {"the engineering traversal takes the tag's scenario", "", "",
+         "system = false\nengineer_mode = true", "engineer_sensor_mode = 2",
+         "[hal]\nengineer_traversal = true\n",
+         "scenario 2, 30 fps, sensor 3840x2160, raw format type 0 "
+         "(engineering traversal)"},
+        {"without the tag the traversal declines", "", "", "system = false\nengineer_mode = true",
+         "", "[hal]\nengineer_traversal = true\n",
+         "QOVIX_CONTROL_ENGINEER_SENSORMODE_SELECT not exist"},
+    };
+    for (const FactsCase& c : cases) {
+        SCOPED_TRACE(c.why);
+        ToolRun tool;
+        const std::string device = tool.write("device.toml", legacyDevice(c.thirdCap));
+        tool.write("tables.config", c.tables);
+        const std::string sessionFile =
+            tool.write("session.toml", legacySession(c.app, c.params, c.hal));
+        ASSERT_EQ(tool.run({"simulate", "-v", device, sessionFile}), kExitOk) << tool.stderrText;
+        EXPECT_NE(tool.stdoutText.find(c.expected), std::string::npos) << tool.stdoutText;
+    }
+}
+
 }  // namespace
