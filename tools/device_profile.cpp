@@ -75,7 +75,8 @@ void readFeatureChip(TomlTable& table, FeatureChipSpec& chip) {
 
 SensorSpec readSensor(TomlTable& table) {
     SensorSpec sensor;
-    sensor.index = static_cast<int32_t>(table.integer("index", Need::Required, 0, 31).value_or(0));
+    sensor.index = static_cast<int32_t>(
+        table.integer("index", Need::Required, 0, kMaxSensorIndex).value_or(0));
     sensor.name = table.string("name", Need::Optional).value_or("");
     sensor.deviceMask = table.uint32("device_mask", Need::Optional);
     sensor.pixelArray = table.size("pixel_array", Need::Optional);

@@ -14,6 +14,9 @@
 // documents every key.
 namespace custsim {
 
+// Sensor indices a device may have: one bit each in a 32-bit device mask.
+constexpr int64_t kMaxSensorIndex = 31;
+
 // One sensor mode (scenario) as the sensor-info helper answers it.
 struct ModeSpec {
     int32_t scenario = 0;

@@ -62,6 +62,7 @@ constexpr char kParseMarker[] = "[parseSensorSetting]";
 // Messages that explain the RRZO size, most telling first.
 const char* const kRrzoMarkers[] = {
     "customized rrzo size",
+    "customized sensor size",
     "rrzo target size",
 };
 

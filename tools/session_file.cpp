@@ -191,7 +191,7 @@ SessionSpec loadSession(const std::string& path, const DeviceProfile& device,
     if (!document) return session;
     TomlTable root(*document, path, "", diagnostics);
     session.description = root.string("description", Need::Required).value_or("");
-    if (auto sensors = root.integerArray("sensors", Need::Optional, 0, 31)) {
+    if (auto sensors = root.integerArray("sensors", Need::Optional, 0, kMaxSensorIndex)) {
         for (int64_t index : *sensors) {
             if (device.findSensor(static_cast<int32_t>(index)) == nullptr) {
                 root.error("sensors", "the device has no sensor " + std::to_string(index));
