@@ -57,6 +57,8 @@ const char* const kDecisionMarkers[] = {
     "for engineer explorer test",
 };
 constexpr char kFinalResultMarker[] = "match setting(final result)";
+// The selection-input summary that the normal path (the feature chip's matching) logs first.
+constexpr char kNormalPathMarker[] = "[getSettingSelectInfo]";
 // Warnings of the helper that turns a scenario into the SensorSetting.
 constexpr char kParseMarker[] = "[parseSensorSetting]";
 // Messages that explain the RRZO size, most telling first.
@@ -196,6 +198,9 @@ std::optional<LogLine> settingExplanation(const std::vector<LogLine>& log, bool&
             finalResult = line;
             break;
         }
+        // The normal path starts by gathering its inputs: a table match logged before it did not
+        // decide (its scenario was refused), the feature chip does.
+        if (contains(line.text, kNormalPathMarker)) explanation.reset();
         for (const char* marker : kDecisionMarkers) {
             if (contains(line.text, marker)) explanation = line;
         }

@@ -173,7 +173,7 @@ TEST(ToolSimulate, VerboseShowsTheLogAtTheChosenDetailLevel) {
 }
 
 // A sensor on the legacy policies without private selection, the tables given per case.
-std::string legacyDevice(const std::string& thirdCap) {
+std::string legacyDevice(const std::string& thirdCap, bool privateSelect) {
     return R"(name = "legacy"
 config = "tables.config"
 )" + thirdCap +
@@ -184,6 +184,8 @@ pixel_array = [4000, 3000]
 [sensor.capability]
 new_setting_policy = false
 new_rrzo_policy = false
+private_select_sensor_mode = )" +
+           (privateSelect ? "true" : "false") + R"(
 [[sensor.mode]]
 scenario = 0
 fps = 30
@@ -227,6 +229,7 @@ struct FactsCase {
     const char* params;
     const char* hal;
     const char* expected;  // in the text report
+    bool privateSelect = false;
 };
 
 // The session's facts reach the legacy policy through the platform queries they stand for.
@@ -262,6 +265,11 @@ TEST(ToolSimulate, SessionFactsReachTheLegacyPolicy) {
          "[hal]\nengineer_traversal = true\n",
          "scenario 2, 30 fps, sensor 3840x2160, raw format type 0 "
          "(engineering traversal)"},
+        {"a refused table scenario does not explain the feature chip's decision", "",
+         "[SystemCamSensorSettingMap]\nMode[0] = -1, -1, -1, -1, -1, -1, -1, 300, 0\n",
+         "system = true", "", "",
+         "decided by    I/CustSettingPolicyBase: [parseSensorSetting] match setting(final result)",
+         true},
         {"without the tag the traversal declines", "", "", "system = false\nengineer_mode = true",
          "", "[hal]\nengineer_traversal = true\n",
          "QOVIX_CONTROL_ENGINEER_SENSORMODE_SELECT not exist"},
@@ -269,7 +277,8 @@ TEST(ToolSimulate, SessionFactsReachTheLegacyPolicy) {
     for (const FactsCase& c : cases) {
         SCOPED_TRACE(c.why);
         ToolRun tool;
-        const std::string device = tool.write("device.toml", legacyDevice(c.thirdCap));
+        const std::string device =
+            tool.write("device.toml", legacyDevice(c.thirdCap, c.privateSelect));
         tool.write("tables.config", c.tables);
         const std::string sessionFile =
             tool.write("session.toml", legacySession(c.app, c.params, c.hal));
