@@ -301,6 +301,6 @@ bool ThirdCapManager::isSupportThirdCap() const { return state().thirdCap.suppor
 int32_t ThirdCapManager::getThirdSensormode(const ThirdSensormodeInputParam& p) const {
     state().recorded.thirdCap.push_back({p.sensorIdx, p.camName, p.activityName, p.capMode, p.maxStreamWidth,
                                          p.maxStreamHeight, p.maxYuvWidth, p.maxYuvHeight, p.reserved, p.isVideo,
-                                         p.apiValue, p.temperature});
+                                         p.apiValue, p.temperature, copyBytes(&p, sizeof(p))});
     return state().thirdCap.answer;
 }

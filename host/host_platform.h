@@ -140,6 +140,7 @@ struct ThirdCapCall {
     std::string activityName;
     int32_t capMode, maxStreamWidth, maxStreamHeight, maxYuvWidth, maxYuvHeight, reserved;
     int32_t isVideo, apiValue, temperature;
+    std::vector<uint8_t> bytes;  // the record as received, padding included
 };
 
 struct Recorded {
