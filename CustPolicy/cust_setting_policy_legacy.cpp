@@ -1,6 +1,7 @@
 #include "cust_setting_policy_legacy.h"
 
 #include <cstring>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -79,7 +80,7 @@ struct StreamFacts {
 
 StreamFacts streamFacts(const PolicyParsedAppImageStreamInfo* streamInfo) {
     StreamFacts facts;
-    if (streamInfo == nullptr) return facts;
+    if (streamInfo == nullptr) return facts;  // no stream information: zero sizes, no video
     facts.maxYuvSize = streamInfo->maxYuvSize;
     facts.maxStreamSize = streamInfo->maxStreamSize;
     facts.video = streamInfo->hasVideoConsumer ? 1 : 0;
@@ -116,6 +117,23 @@ bool firstItemIsZero(const NSCam::IEntry& entry) {
     return item == 0;
 }
 
+// The third-party capability manager is a closed library that takes the record byte for byte,
+// padding included. Aggregate initialisation leaves padding unspecified, so the record is built in
+// storage zeroed beforehand and lives exactly as long as this holder.
+class ZeroFilledThirdParam {
+public:
+    ZeroFilledThirdParam() : mParam(new (mStorage) ThirdSensormodeInputParam()) {}
+    ~ZeroFilledThirdParam() { mParam->~ThirdSensormodeInputParam(); }
+    ZeroFilledThirdParam(const ZeroFilledThirdParam&) = delete;
+    ZeroFilledThirdParam& operator=(const ZeroFilledThirdParam&) = delete;
+
+    ThirdSensormodeInputParam& get() { return *mParam; }
+
+private:
+    alignas(ThirdSensormodeInputParam) unsigned char mStorage[sizeof(ThirdSensormodeInputParam)]{};
+    ThirdSensormodeInputParam* mParam;
+};
+
 }  // namespace
 
 CustSettingPolicyLegacy::~CustSettingPolicyLegacy() {}
@@ -150,6 +168,7 @@ bool CustSettingPolicyLegacy::selectSensorSetting(AppConfigPtr appConfig, Stream
 bool CustSettingPolicyLegacy::selectSensorSetting(AppConfigPtr appConfig, StreamInfoPtr streamInfo,
                                                   SensorSetting& sensorSetting, int sensorIdx,
                                                   unsigned int& seamlessFlags) {
+    if (!appConfig) return false;  // no configuration, nothing to match
     const uint32_t operationMode = appConfig->operationMode;
     CUST_LOGI(kTag, "[%s] match setting(input):camera id %d,operationMode 0x%x,DevID %x", sensorIdx,
               operationMode, kUnknownDevId);
@@ -186,6 +205,7 @@ bool CustSettingPolicyLegacy::selectSensorSetting4ThirdCase(AppConfigPtr appConf
                                                             StreamInfoPtr streamInfo,
                                                             SensorSetting& sensorSetting,
                                                             int sensorIdx) {
+    if (!appConfig) return false;  // no configuration, nothing to match
     CustomMetadata* metadata = customMetadata();
     if (metadata->isSystemCam() || metadata->isEngineerCam() || metadata->isEngineerMode() ||
         appConfig->operationMode != 0) {
@@ -199,18 +219,20 @@ bool CustSettingPolicyLegacy::selectSensorSetting4ThirdCase(AppConfigPtr appConf
     int result = kNoScenario;
     if (ThirdCapManager::GetInstance()->isSupportThirdCap()) {
         const int temperature = getCurrentTemperature(&appConfig->sessionParams);
-        ThirdSensormodeInputParam param{};
+        ZeroFilledThirdParam record;
+        ThirdSensormodeInputParam& param = record.get();
         param.sensorIdx = sensorIdx;
         param.camName = metadata->getCurCamName();
         param.activityName = metadata->getActivityName();
         param.capMode = customCommon()->getCapMode();
         // The manager takes the largest stream size before the largest YUV size.
-        param.maxStreamWidth = streamInfo->maxStreamSize.w;
-        param.maxStreamHeight = streamInfo->maxStreamSize.h;
-        param.maxYuvWidth = streamInfo->maxYuvSize.w;
-        param.maxYuvHeight = streamInfo->maxYuvSize.h;
+        const StreamFacts facts = streamFacts(streamInfo.get());
+        param.maxStreamWidth = facts.maxStreamSize.w;
+        param.maxStreamHeight = facts.maxStreamSize.h;
+        param.maxYuvWidth = facts.maxYuvSize.w;
+        param.maxYuvHeight = facts.maxYuvSize.h;
         param.reserved = 0;
-        param.isVideo = streamInfo->hasVideoConsumer ? 1 : 0;
+        param.isVideo = facts.video;
         param.apiValue = api;
         param.temperature = temperature;
         if (metadata->isRunGSI()) {
@@ -237,6 +259,7 @@ bool CustSettingPolicyLegacy::selectSensorSetting4ThirdCase(AppConfigPtr appConf
 bool CustSettingPolicyLegacy::selectSensorSetting4MipiTraversal(AppConfigPtr appConfig,
                                                                 SensorSetting& sensorSetting,
                                                                 int sensorIdx) {
+    if (!appConfig) return false;  // no configuration, no session parameters to obey
     CustomMetadata* metadata = customMetadata();
     if (!metadata->isEngineerCam() && !metadata->isEngineerMode()) return false;
 

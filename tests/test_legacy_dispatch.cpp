@@ -1,0 +1,578 @@
+// The legacy policy end to end through the adaptor: which decision paths a sensor asks and in
+// which order, the table path, the third-party path with its manager record and its table chain,
+// and the engineering override.
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "test_legacy_support.h"
+
+namespace legacytest {
+namespace {
+
+constexpr int32_t kNormalScenario = 12;  // what the feature-chip service answers
+constexpr char kSystem[] = "SystemCamSensorSettingMap";
+constexpr char kCommon[] = "CommonSensorSettingMap";
+constexpr char kThirdApp[] = "ThirdCamSensorSettingMap";
+constexpr char kThirdActivity[] = "ThirdCamSensorSettingMapByActivity";
+constexpr char kThirdThermal[] = "ThirdCamSensorSettingMapByThermal";
+constexpr char kNotThirdParty[] = "[selectSensorSetting4ThirdCase] Not 3rd App";
+
+// Tables that all match a session on sensor 0: the system table names 1 (seamless 5), the common
+// table 2 and the application table 5.
+constexpr char kSystemRow[] =
+    "[SystemCamSensorSettingMap]\nMode[0] = -1, -1, -1, -1, -1, -1, -1, 1, 5\n";
+constexpr char kCommonRow[] = "[CommonSensorSettingMap]\nMode[0] = -1, -1, 2\n";
+constexpr char kThirdAppRow[] =
+    "[ThirdCamSensorSettingMap]\nAllCamApp[0] = -1, -1, -1, -1, -1, -1, 0, 5\n";
+
+enum class Caller { SystemCamera, ThirdParty, ThirdPartySdk };
+
+struct Outcome {
+    bool result = false;
+    SensorSetting setting = sentinelSetting();
+    unsigned int seamlessFlags = kSentinel;
+};
+
+class LegacyDispatch : public LegacyTest {
+protected:
+    void SetUp() override {
+        LegacyTest::SetUp();
+        hostplatform::state().featureChip = [](const CustTransMsgData*, CustTransMsgData* reply) {
+            *static_cast<int32_t*>(reply->pData) = kNormalScenario;
+        };
+    }
+    static void setCaller(Caller caller) {
+        hostplatform::CustomerFacts& customer = hostplatform::state().customer;
+        customer.systemCam = caller == Caller::SystemCamera;
+        customer.thirdPartyCam = caller != Caller::SystemCamera;
+        customer.sdkCam = caller == Caller::ThirdPartySdk;
+    }
+    Outcome decide(int sensorIdx = 0) {
+        CustSettingAlgoAdaptor adaptor(sensorIdx);
+        Outcome outcome;
+        const mcam::core::device::policy::AppUserConfiguration userConfig;
+        outcome.result = adaptor.selectSensorSetting(
+            mSession.appConfig, mSession.streamInfo, outcome.setting, sensorIdx,
+            outcome.seamlessFlags, userConfig, 1.0f, 2.0f, 0);
+        return outcome;
+    }
+    static size_t featureChipCalls() { return hostplatform::state().recorded.featureChip.size(); }
+};
+
+// The scenario an outcome carries: the host helper knows scenarios 0 to 20 and fills the setting
+// for them; -1 for an untouched setting.
+int32_t chosen(const Outcome& outcome) {
+    return outcome.setting.sensorMode == kSentinel
+               ? -1
+               : static_cast<int32_t>(outcome.setting.sensorMode);
+}
+
+TEST_F(LegacyDispatch, PathOrderDependsOnPrivateSelection) {
+    const std::string kAll = std::string(kSystemRow) + kCommonRow + kThirdAppRow;
+    struct Case {
+        bool privateSelection;
+        Caller caller;
+        std::string tables;
+        int32_t expected;  // -1: result false
+        std::vector<std::string> asked;
+        size_t normalCalls;
+        const char* why;
+    };
+    const Case kCases[] = {
+        {false,
+         Caller::ThirdParty,
+         kAll,
+         5,
+         {kThirdApp, kThirdActivity, kThirdThermal},
+         0,
+         "ordinary sensor: the third-party path decides before any other table is read"},
+        {true,
+         Caller::ThirdPartySdk,
+         kAll,
+         1,
+         {kSystem},
+         0,
+         "private sensor: the table path decides, the third-party tables are never read"},
+        {true,
+         Caller::ThirdParty,
+         kThirdAppRow,
+         5,
+         {kCommon, kThirdApp, kThirdActivity, kThirdThermal},
+         0,
+         "private sensor: tables without a match, then the third-party path"},
+        {true,
+         Caller::SystemCamera,
+         "",
+         kNormalScenario,
+         {kSystem, kCommon},
+         1,
+         "private sensor: nothing in the tables, the normal matching decides"},
+        {false,
+         Caller::SystemCamera,
+         "",
+         -1,
+         {kSystem, kCommon},
+         0,
+         "ordinary sensor: never the normal matching, though it would find a scenario"},
+        {false,
+         Caller::SystemCamera,
+         kAll,
+         1,
+         {kSystem},
+         0,
+         "ordinary sensor, own camera: the third-party path declines, the tables decide"},
+        {false,
+         Caller::ThirdParty,
+         std::string(kCommonRow) + kSystemRow,
+         2,
+         {kThirdApp, kThirdActivity, kThirdThermal, kCommon},
+         0,
+         "ordinary sensor: third-party tables without a match, then the common table"},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.why);
+        SetUp();
+        hostplatform::sensor(0).privateSelectSensorMode = c.privateSelection;
+        setCaller(c.caller);
+        if (!c.tables.empty()) loadTables(c.tables);
+        const Outcome outcome = decide();
+        EXPECT_EQ(outcome.result, c.expected != -1);
+        EXPECT_EQ(chosen(outcome), c.expected);
+        EXPECT_EQ(tablesAsked(), c.asked);
+        EXPECT_EQ(featureChipCalls(), c.normalCalls);
+        EXPECT_TRUE(hostplatform::state().recorded.thirdCap.empty());
+    }
+}
+
+TEST_F(LegacyDispatch, TablePath) {
+    // The third-party path declines every case here: operation mode 1.
+    struct Case {
+        Caller caller;
+        std::string tables;
+        int sensorIdx;
+        int32_t expected;  // scenario handed on; -1: result false
+        unsigned int seamlessFlags;
+        std::vector<std::string> asked;
+        const char* why;
+    };
+    const std::string kSystem300 =
+        "[SystemCamSensorSettingMap]\nMode[0] = -1, -1, -1, -1, -1, -1, -1, 300, 5\n";
+    const std::string kSystemMinus2 =
+        "[SystemCamSensorSettingMap]\nMode[0] = -1, -1, -1, -1, -1, -1, -1, -2, 0\n";
+    const std::string kCommonOther = "[CommonSensorSettingMap]\nMode[0] = 0, -1, 2\n";
+    const Case kCases[] = {
+        {Caller::ThirdParty,
+         std::string(kSystemRow) + kCommonOther,
+         0,
+         -1,
+         kSentinel,
+         {kCommon},
+         "outside app: the system table is skipped, the common one has no row for mode 1"},
+        {Caller::ThirdParty,
+         std::string(kSystemRow) + kCommonRow,
+         0,
+         2,
+         kSentinel,
+         {kCommon},
+         "outside app: the common table decides, the flags stay"},
+        {Caller::ThirdPartySdk,
+         std::string(kSystemRow) + kCommonRow,
+         0,
+         1,
+         0x801,
+         {kSystem},
+         "SDK caller: treated as the device's own camera"},
+        {Caller::SystemCamera,
+         kSystem300 + kCommonOther,
+         0,
+         -1,
+         0x801,
+         {kSystem, kCommon},
+         "system answer 300 comes back from the common table and is refused"},
+        {Caller::SystemCamera,
+         kSystem300 + kCommonRow,
+         1,
+         2,
+         0x801,
+         {kSystem, kCommon},
+         "system answer 300, the common table decides"},
+        {Caller::SystemCamera,
+         kSystemMinus2,
+         0,
+         -1,
+         kSentinel,
+         {kSystem, kCommon},
+         "a negative system answer is refused too"},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.why);
+        SetUp();
+        setCaller(c.caller);
+        mSession.appConfig->operationMode = 1;
+        loadTables(c.tables);
+        const Outcome outcome = decide(c.sensorIdx);
+        EXPECT_EQ(outcome.result, c.expected != -1);
+        EXPECT_EQ(chosen(outcome), c.expected);
+        EXPECT_EQ(outcome.seamlessFlags, c.seamlessFlags);
+        EXPECT_EQ(tablesAsked(), c.asked);
+        EXPECT_EQ(hostplatform::state().recorded.seamless.size(),
+                  c.asked.front() == kSystem ? 1u : 0u);
+        if (c.expected == -1) EXPECT_TRUE(hostplatform::state().recorded.sensorInfo.empty());
+        EXPECT_EQ(countMessage(Level::Info,
+                               "[selectSensorSetting] match setting(input):camera id " +
+                                   std::to_string(c.sensorIdx) + ",operationMode 0x1,DevID ffff",
+                               "selectSensorSetting"),
+                  1u);
+    }
+}
+
+TEST_F(LegacyDispatch, NotAThirdPartyCaller) {
+    struct Case {
+        void (*session)(hostplatform::CustomerFacts&, Session&);
+        const char* why;
+    };
+    const Case kCases[] = {
+        {[](hostplatform::CustomerFacts& f, Session&) { f.systemCam = true; }, "own camera"},
+        {[](hostplatform::CustomerFacts& f, Session&) { f.engineerCam = true; }, "engineer camera"},
+        {[](hostplatform::CustomerFacts& f, Session&) { f.engineerMode = true; }, "engineer mode"},
+        {[](hostplatform::CustomerFacts&, Session& s) { s.appConfig->operationMode = 1; },
+         "high-speed session"},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.why);
+        SetUp();
+        setCaller(Caller::ThirdParty);
+        hostplatform::state().thirdCap = {true, 4};
+        c.session(hostplatform::state().customer, mSession);
+        loadTables(kThirdAppRow);
+        const Outcome outcome = decide();
+        EXPECT_FALSE(outcome.result);
+        EXPECT_EQ(countMessage(Level::Info, kNotThirdParty, "selectSensorSetting4ThirdCase"), 1u);
+        EXPECT_TRUE(hostplatform::state().recorded.thirdCap.empty());
+        for (const std::string& table : tablesAsked()) EXPECT_NE(table, kThirdApp);
+    }
+}
+
+TEST_F(LegacyDispatch, ManagerReceivesTheRecord) {
+    struct Case {
+        bool runGsi;
+        bool sessionFacts;  // API value and temperature in the session parameters
+        std::string camName;
+        int32_t api, temperature;
+        const char* why;
+    };
+    const Case kCases[] = {
+        {false, true, "com.app", 2, 45, "application's own name"},
+        {true, true, "android.camera.cts", 2, 45, "GSI replaces a known name"},
+        {false, false, "com.app", -1, -1, "no API value, no temperature"},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.why);
+        SetUp();
+        setCaller(Caller::ThirdParty);
+        hostplatform::state().thirdCap = {true, 4};
+        hostplatform::CustomerFacts& customer = hostplatform::state().customer;
+        customer.curCamName = "com.app";
+        customer.activityName = "com.app/.Main";
+        customer.capMode = 0x8001;
+        customer.runGsi = c.runGsi;
+        mSession.streamInfo->maxStreamSize = MSize(4000, 2250);
+        mSession.streamInfo->maxYuvSize = MSize(1920, 1080);
+        mSession.streamInfo->hasVideoConsumer = true;
+        if (c.sessionFacts) {
+            mSession.setApi(2);
+            mSession.setTemperature(45);
+        }
+        loadTables(std::string(kSystemRow) + kCommonRow + kThirdAppRow);
+
+        const Outcome outcome = decide();
+        EXPECT_TRUE(outcome.result);
+        EXPECT_EQ(chosen(outcome), 4);
+        EXPECT_TRUE(hostconfig::calls().empty()) << "the manager decides without any table";
+        ASSERT_EQ(hostplatform::state().recorded.thirdCap.size(), 1u);
+        const hostplatform::ThirdCapCall& r = hostplatform::state().recorded.thirdCap.front();
+        EXPECT_EQ(r.sensorIdx, 0);
+        EXPECT_EQ(r.camName, c.camName);
+        EXPECT_EQ(r.activityName, "com.app/.Main");
+        EXPECT_EQ(r.capMode, 0x8001);
+        EXPECT_EQ(r.maxStreamWidth, 4000);
+        EXPECT_EQ(r.maxStreamHeight, 2250);
+        EXPECT_EQ(r.maxYuvWidth, 1920);
+        EXPECT_EQ(r.maxYuvHeight, 1080);
+        EXPECT_EQ(r.reserved, 0);
+        EXPECT_EQ(r.isVideo, 1);
+        EXPECT_EQ(r.apiValue, c.api);
+        EXPECT_EQ(r.temperature, c.temperature);
+        // The padding after the sensor index and after the temperature reaches the manager zeroed.
+        ASSERT_EQ(r.bytes.size(), sizeof(ThirdSensormodeInputParam));
+        const std::vector<uint8_t> zeros(4, 0);
+        EXPECT_EQ(std::vector<uint8_t>(r.bytes.begin() + 4, r.bytes.begin() + 8), zeros);
+        EXPECT_EQ(std::vector<uint8_t>(r.bytes.end() - 4, r.bytes.end()), zeros);
+#if defined(_LIBCPP_VERSION)
+        // The manager's own layout: eleven integers from offset 56, the stream size first.
+        int32_t tail[10];
+        std::memcpy(tail, r.bytes.data() + 56, sizeof(tail));
+        const int32_t expectedTail[10] = {0x8001, 4000, 2250,  1920,          1080,
+                                          0,      1,    c.api, c.temperature, 0};
+        EXPECT_EQ(std::vector<int32_t>(tail, tail + 10),
+                  std::vector<int32_t>(expectedTail, expectedTail + 10));
+#endif
+        EXPECT_EQ(
+            countMessage(Level::Info,
+                         "[selectSensorSetting4ThirdCase] runGSI, curCamName:android.camera.cts",
+                         "selectSensorSetting4ThirdCase"),
+            c.runGsi ? 1u : 0u);
+    }
+}
+
+TEST_F(LegacyDispatch, ManagerAnswerIsPassedOnUnlessMinusOne) {
+    struct Case {
+        int32_t answer;
+        bool result;
+        int32_t parsed;  // scenario handed to the sensor-info helper
+        std::vector<std::string> asked;
+        const char* why;
+    };
+    const Case kCases[] = {
+        {300, true, 300, {}, "300 is not checked on this path"},
+        {0, true, 0, {}, "scenario 0"},
+        {-1, true, 2, {kCommon}, "-1: no decision, the table path decides"},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.why);
+        SetUp();
+        setCaller(Caller::ThirdParty);
+        hostplatform::state().thirdCap = {true, c.answer};
+        loadTables(std::string(kCommonRow) + kThirdAppRow);
+        const Outcome outcome = decide();
+        EXPECT_EQ(outcome.result, c.result);
+        EXPECT_EQ(parsedScenario(), c.parsed);
+        EXPECT_EQ(tablesAsked(), c.asked);
+    }
+}
+
+TEST_F(LegacyDispatch, ThirdPartyTableChainOverridesStepByStep) {
+    struct Case {
+        int32_t byName, byActivity, byThermal;  // -1: no row
+        int32_t expected;
+        const char* why;
+    };
+    const Case kCases[] = {
+        {3, -1, -1, 3, "the name's answer stands"},
+        {3, 5, -1, 5, "the activity overrides the name"},
+        {3, 5, 7, 7, "the temperature overrides both"},
+        {-1, -1, 7, 7, "the temperature alone"},
+        {-1, 5, -1, 5, "the activity alone"},
+        {-1, -1, -1, -1, "nothing decides: false"},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.why);
+        SetUp();
+        setCaller(Caller::ThirdParty);
+        hostplatform::state().customer.activityName = "com.app/.Main";
+        mSession.setTemperature(45);
+        std::string text;
+        if (c.byName != -1) {
+            text += "[ThirdCamSensorSettingMap]\nAllCamApp[0] = -1, -1, -1, -1, -1, -1, 0, " +
+                    std::to_string(c.byName) + "\n";
+        }
+        if (c.byActivity != -1) {
+            text +=
+                "[ThirdCamSensorSettingMapByActivity]\n"
+                "com.app/.Main[0] = -1, -1, -1, -1, -1, -1, -1, 0, " +
+                std::to_string(c.byActivity) + "\n";
+        }
+        if (c.byThermal != -1) {
+            text += "[ThirdCamSensorSettingMapByThermal]\ncom.app/.Main[0] = -1, 40, " +
+                    std::to_string(c.byThermal) + "\n";
+        }
+        if (!text.empty()) loadTables(text);
+        const Outcome outcome = decide();
+        EXPECT_EQ(outcome.result, c.expected != -1);
+        EXPECT_EQ(chosen(outcome), c.expected);
+    }
+}
+
+TEST_F(LegacyDispatch, ApiValueReachesTheActivityTable) {
+    struct Case {
+        bool tag;
+        int32_t expected;
+        const char* message;
+        const char* why;
+    };
+    const Case kCases[] = {
+        {true, 6,
+         "[getThirdCamScenarioIdByActivity] match setting(input):video 0, api 2, thirdOpMode 0x0, "
+         "asepct_Ration 750,maxYuvSize.w 4000,maxYuvSize.h 3000",
+         "API value 2 selects the API-2 row"},
+        {false, 8,
+         "[getThirdCamScenarioIdByActivity] match setting(input):video 0, api -1, thirdOpMode "
+         "0x0, asepct_Ration 750,maxYuvSize.w 4000,maxYuvSize.h 3000",
+         "no tag: -1, which only a wildcard row accepts"},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.why);
+        SetUp();
+        setCaller(Caller::ThirdParty);
+        hostplatform::state().customer.activityName = "com.app/.Main";
+        if (c.tag) mSession.setApi(2);
+        loadTables(R"([ThirdCamSensorSettingMapByActivity]
+com.app/.Main[0] = -1, 2, -1, -1, -1, -1, -1, 0, 6
+com.app/.Main[1] = -1, -1, -1, -1, -1, -1, -1, 0, 8
+)");
+        EXPECT_EQ(chosen(decide()), c.expected);
+        EXPECT_EQ(countMessage(Level::Info, c.message, "getThirdCamScenarioIdByActivity"), 1u);
+    }
+}
+
+// ---- Engineering override -------------------------------------------------------------------
+
+constexpr uint32_t kTagTraversalMode = 0x9004003D;
+constexpr uint32_t kTraversalOperationMode = 0x40009007;
+constexpr int kLineEngineerTagMissing = 146;
+
+enum class StaticItem { Zero, One, Empty, Absent, OneByte, NoProvider };
+
+TEST_F(LegacyDispatch, EngineeringOverride) {
+    struct Case {
+        bool engineerCam, engineerMode;
+        uint32_t operationMode;
+        StaticItem item;
+        int tag;  // -1: absent
+        int32_t expected;
+        const char* why;
+    };
+    const Case kCases[] = {
+        {false, true, kTraversalOperationMode, StaticItem::Zero, 3, 16,
+         "short-cut to 16, whatever the tag asks"},
+        {true, false, kTraversalOperationMode, StaticItem::One, 3, 3, "static item 1: the tag"},
+        {false, true, 0, StaticItem::Zero, 3, 3, "another operation mode: the tag"},
+        {true, false, 0, StaticItem::One, 200, 200, "200 is handed on unchanged"},
+        {false, true, kTraversalOperationMode, StaticItem::Empty, 5, 5,
+         "empty static entry: like a nonzero item"},
+        {false, true, kTraversalOperationMode, StaticItem::Absent, 5, 5,
+         "absent static entry: like a nonzero item"},
+        {false, true, kTraversalOperationMode, StaticItem::OneByte, 5, 5,
+         "a static entry shorter than one item: like a nonzero item"},
+        {false, true, kTraversalOperationMode, StaticItem::NoProvider, 5, 5,
+         "no metadata provider: like a nonzero item"},
+        {false, true, 0, StaticItem::Zero, -1, -1, "tag absent: error"},
+        {false, false, kTraversalOperationMode, StaticItem::Zero, 3, -1,
+         "no engineering camera or mode"},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.why);
+        SetUp();
+        hostplatform::state().customer.engineerCam = c.engineerCam;
+        hostplatform::state().customer.engineerMode = c.engineerMode;
+        mSession.appConfig->operationMode = c.operationMode;
+        NSCam::IMetadata& statics = hostplatform::sensor(1).staticMetadata;
+        switch (c.item) {
+            case StaticItem::Zero:
+                statics.update(NSCam::IEntry::of<int32_t>(kTagTraversalMode, {0}));
+                break;
+            case StaticItem::One:
+                statics.update(NSCam::IEntry::of<int32_t>(kTagTraversalMode, {1}));
+                break;
+            case StaticItem::Empty:
+                statics.update(NSCam::IEntry(kTagTraversalMode));
+                break;
+            case StaticItem::Absent:
+                break;
+            case StaticItem::OneByte:
+                statics.update(NSCam::IEntry::of<uint8_t>(kTagTraversalMode, {0}));
+                break;
+            case StaticItem::NoProvider:
+                hostplatform::sensor(1).hasMetadataProvider = false;
+                break;
+        }
+        if (c.tag != -1) {
+            mSession.appConfig->sessionParams.update(NSCam::IEntry::of<uint8_t>(
+                kTagEngineerSensorModeSel, {static_cast<uint8_t>(c.tag)}));
+        }
+        SensorSetting setting = sentinelSetting();
+        const bool result =
+            mPolicy.selectSensorSetting4MipiTraversal(mSession.appConfig, setting, 1);
+        EXPECT_EQ(result, c.expected != -1);
+        EXPECT_EQ(parsedScenario(), c.expected);
+        const bool engineering = c.engineerCam || c.engineerMode;
+        const std::vector<int32_t> staticQueries =
+            engineering ? std::vector<int32_t>{1} : std::vector<int32_t>{};
+        EXPECT_EQ(hostplatform::state().recorded.staticMetadataQueries, staticQueries);
+        std::vector<std::string> messages;
+        if (engineering) {
+            char text[96];
+            std::snprintf(text, sizeof(text),
+                          "[selectSensorSetting4MipiTraversal] Current operationMode:0x%x, "
+                          "sensorId:1.",
+                          c.operationMode);
+            messages.push_back(text);
+            if (c.tag == -1) {
+                messages.push_back(
+                    "[selectSensorSetting4MipiTraversal] QOVIX_CONTROL_ENGINEER_SENSORMODE_SELECT "
+                    "not exist");
+            } else if (c.expected != 16) {
+                messages.push_back("[selectSensorSetting4MipiTraversal] sensor mode:" +
+                                   std::to_string(c.tag) + " for engineer explorer test.");
+            }
+        }
+        EXPECT_EQ(legacyTexts(), messages);
+        if (c.tag == -1) {
+            EXPECT_EQ(countMessage(Level::Error, messages.back(),
+                                   "selectSensorSetting4MipiTraversal", kLineEngineerTagMissing),
+                      1u);
+        }
+    }
+}
+
+TEST_F(LegacyDispatch, MissingHandlesDecideNothing) {
+    setCaller(Caller::ThirdParty);
+    hostplatform::state().thirdCap = {true, 4};
+    hostplatform::state().customer.engineerMode = true;
+    loadTables(std::string(kSystemRow) + kCommonRow + kThirdAppRow);
+    const mcam::core::device::policy::AppUserConfiguration userConfig;
+    SensorSetting setting = sentinelSetting();
+    unsigned int flags = kSentinel;
+    CustSettingAlgoAdaptor adaptor(0);
+    EXPECT_FALSE(adaptor.selectSensorSetting(nullptr, mSession.streamInfo, setting, 0, flags,
+                                             userConfig, 1.0f, 2.0f, 0));
+    EXPECT_FALSE(adaptor.selectSensorSetting(mSession.appConfig, nullptr, setting, 0, flags,
+                                             userConfig, 1.0f, 2.0f, 0));
+    EXPECT_FALSE(mPolicy.selectSensorSetting(nullptr, mSession.streamInfo, setting, 0, flags));
+    EXPECT_FALSE(mPolicy.selectSensorSetting4ThirdCase(nullptr, mSession.streamInfo, setting, 0));
+    EXPECT_FALSE(mPolicy.selectSensorSetting4MipiTraversal(nullptr, setting, 0));
+    EXPECT_EQ(setting.sensorMode, kSentinel);
+    EXPECT_EQ(flags, kSentinel);
+    EXPECT_TRUE(hostconfig::calls().empty());
+
+    // Without stream information the manager sees zero sizes and no video.
+    hostplatform::state().customer.engineerMode = false;
+    EXPECT_TRUE(mPolicy.selectSensorSetting4ThirdCase(mSession.appConfig, nullptr, setting, 0));
+    ASSERT_EQ(hostplatform::state().recorded.thirdCap.size(), 1u);
+    const hostplatform::ThirdCapCall& r = hostplatform::state().recorded.thirdCap.front();
+    EXPECT_EQ(std::vector<int32_t>(
+                  {r.maxStreamWidth, r.maxStreamHeight, r.maxYuvWidth, r.maxYuvHeight, r.isVideo}),
+              std::vector<int32_t>(5, 0));
+}
+
+TEST(LegacyScenarioNumbers, ValidExactlyFrom0To255) {
+    CustSettingPolicyLegacy policy;
+    struct Case {
+        int scenario;
+        bool valid;
+    };
+    const Case kCases[] = {{0, true}, {255, true}, {256, false}, {-1, false}, {-2, false}};
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.scenario);
+        EXPECT_EQ(policy.isValidScenarioId(c.scenario), c.valid);
+    }
+}
+
+}  // namespace
+}  // namespace legacytest
