@@ -1,5 +1,6 @@
 #include "session_file.h"
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -192,11 +193,17 @@ SessionSpec loadSession(const std::string& path, const DeviceProfile& device,
     TomlTable root(*document, path, "", diagnostics);
     session.description = root.string("description", Need::Required).value_or("");
     if (auto sensors = root.integerArray("sensors", Need::Optional, 0, kMaxSensorIndex)) {
+        if (sensors->empty())
+            root.error("sensors", "lists no sensor (leave it out to run every sensor)");
         for (int64_t index : *sensors) {
-            if (device.findSensor(static_cast<int32_t>(index)) == nullptr) {
+            const auto sensor = static_cast<int32_t>(index);
+            if (device.findSensor(sensor) == nullptr) {
                 root.error("sensors", "the device has no sensor " + std::to_string(index));
+            } else if (std::find(session.sensors.begin(), session.sensors.end(), sensor) !=
+                       session.sensors.end()) {
+                root.error("sensors", "sensor " + std::to_string(index) + " is listed twice");
             }
-            session.sensors.push_back(static_cast<int32_t>(index));
+            session.sensors.push_back(sensor);
         }
     }
     session.operationMode =

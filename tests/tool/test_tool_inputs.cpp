@@ -61,6 +61,14 @@ const InputCase kInputCases[] = {
      "description = \"x\"\nsensors = [5]\n[app]\nsystem = true\n[[stream]]\nformat = 0x22\n"
      "size = [1, 1]\n",
      "/session.toml:2:11: sensors: the device has no sensor 5"},
+    {"a session lists each sensor once", nullptr,
+     "description = \"x\"\nsensors = [1, 1]\n[app]\nsystem = true\n[[stream]]\nformat = 0x22\n"
+     "size = [1, 1]\n",
+     "/session.toml:2:11: sensors: sensor 1 is listed twice"},
+    {"an empty sensor list is refused, not read as every sensor", nullptr,
+     "description = \"x\"\nsensors = []\n[app]\nsystem = true\n[[stream]]\nformat = 0x22\n"
+     "size = [1, 1]\n",
+     "/session.toml:2:11: sensors: lists no sensor"},
     {"an unknown format name lists the known ones", nullptr,
      "description = \"x\"\n[app]\nsystem = true\n[[stream]]\nformat = \"NV21\"\nsize = [1, 1]\n",
      "/session.toml:5:10: stream[0].format: unknown name 'NV21' (known: RGB_888,"},
