@@ -68,10 +68,10 @@ const char* const kRrzoMarkers[] = {
     "rrzo target size",
 };
 
-NSCam::IEntry metadataEntry(const MetadataEntrySpec& spec) {
-    NSCam::IEntry entry(spec.tag);
-    for (int64_t value : spec.integers) {
-        switch (spec.type) {
+NSCam::IEntry metadataEntry(const MetadataEntrySpec& described) {
+    NSCam::IEntry entry(described.tag);
+    for (int64_t value : described.integers) {
+        switch (described.type) {
             case MetadataEntrySpec::Type::UInt8:
                 entry.push_back(static_cast<uint8_t>(value));
                 break;
@@ -315,17 +315,17 @@ void Simulator::applyDevice() {
     state.videoEisAlgoType = mDevice->videoEisAlgoType;
     state.thirdCap.supported = mDevice->thirdCap.supported;
     state.thirdCap.answer = mDevice->thirdCap.defaultAnswer;
-    for (const SensorSpec& spec : mDevice->sensors) {
-        hostplatform::SensorFacts& facts = hostplatform::sensor(spec.index);
-        facts.newSettingPolicy = spec.newSettingPolicy;
-        facts.newRrzoPolicy = spec.newRrzoPolicy;
-        facts.privateSelectSensorMode = spec.privateSelectSensorMode;
-        facts.custSensorSettingInfo = spec.custSensorSettingInfo;
-        facts.defaultVhdrInfo = spec.videoHdr;
-        facts.deviceMask = spec.deviceMask;
-        facts.staticMetadata = staticMetadataOf(spec);
+    for (const SensorSpec& profile : mDevice->sensors) {
+        hostplatform::SensorFacts& facts = hostplatform::sensor(profile.index);
+        facts.newSettingPolicy = profile.newSettingPolicy;
+        facts.newRrzoPolicy = profile.newRrzoPolicy;
+        facts.privateSelectSensorMode = profile.privateSelectSensorMode;
+        facts.custSensorSettingInfo = profile.custSensorSettingInfo;
+        facts.defaultVhdrInfo = profile.videoHdr;
+        facts.deviceMask = profile.deviceMask;
+        facts.staticMetadata = staticMetadataOf(profile);
         facts.modes.clear();
-        for (const auto& [scenario, mode] : spec.modes) {
+        for (const auto& [scenario, mode] : profile.modes) {
             hostplatform::SensorMode hostMode;
             hostMode.fps = mode.fps;
             hostMode.size = mode.size;
@@ -480,12 +480,12 @@ SessionRun Simulator::run(const SessionSpec& session) {
         for (const SensorSpec& sensor : mDevice->sensors) indices.push_back(sensor.index);
     }
     for (int32_t index : indices) {
-        const SensorSpec& spec = *mDevice->findSensor(index);
+        const SensorSpec& profile = *mDevice->findSensor(index);
         SensorRun run;
         run.sensorIdx = index;
-        run.sensorName = spec.name;
-        run.newSettingPolicy = spec.newSettingPolicy;
-        run.newRrzoPolicy = spec.newRrzoPolicy;
+        run.sensorName = profile.name;
+        run.newSettingPolicy = profile.newSettingPolicy;
+        run.newRrzoPolicy = profile.newRrzoPolicy;
         selectSetting(session, run, configuration);
         result.sensors.push_back(std::move(run));
     }
@@ -496,15 +496,15 @@ SessionRun Simulator::run(const SessionSpec& session) {
     for (SensorRun& run : result.sensors) {
         SensorSetting effective = run.setting;
         if (!run.decided) {
-            const SensorSpec& spec = *mDevice->findSensor(run.sensorIdx);
+            const SensorSpec& profile = *mDevice->findSensor(run.sensorIdx);
             run.halFallback = true;
-            if (spec.halFallbackScenario) {
-                run.fallbackScenario = spec.halFallbackScenario;
-            } else if (!spec.modes.empty()) {
-                run.fallbackScenario = spec.modes.begin()->first;
+            if (profile.halFallbackScenario) {
+                run.fallbackScenario = profile.halFallbackScenario;
+            } else if (!profile.modes.empty()) {
+                run.fallbackScenario = profile.modes.begin()->first;
             }
             if (run.fallbackScenario) {
-                const ModeSpec& mode = spec.modes.at(*run.fallbackScenario);
+                const ModeSpec& mode = profile.modes.at(*run.fallbackScenario);
                 effective.sensorMode = static_cast<uint32_t>(mode.scenario);
                 effective.sensorFps = mode.fps;
                 effective.sensorSize = mode.size;
