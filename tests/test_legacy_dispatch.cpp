@@ -223,7 +223,9 @@ TEST_F(LegacyDispatch, TablePath) {
         EXPECT_EQ(tablesAsked(), c.asked);
         EXPECT_EQ(hostplatform::state().recorded.seamless.size(),
                   c.asked.front() == kSystem ? 1u : 0u);
-        if (c.expected == -1) EXPECT_TRUE(hostplatform::state().recorded.sensorInfo.empty());
+        if (c.expected == -1) {
+            EXPECT_TRUE(hostplatform::state().recorded.sensorInfo.empty());
+        }
         EXPECT_EQ(countMessage(Level::Info,
                                "[selectSensorSetting] match setting(input):camera id " +
                                    std::to_string(c.sensorIdx) + ",operationMode 0x1,DevID ffff",
@@ -255,7 +257,9 @@ TEST_F(LegacyDispatch, NotAThirdPartyCaller) {
         EXPECT_FALSE(outcome.result);
         EXPECT_EQ(countMessage(Level::Info, kNotThirdParty, "selectSensorSetting4ThirdCase"), 1u);
         EXPECT_TRUE(hostplatform::state().recorded.thirdCap.empty());
-        for (const std::string& table : tablesAsked()) EXPECT_NE(table, kThirdApp);
+        for (const std::string& table : tablesAsked()) {
+            EXPECT_NE(table, kThirdApp);
+        }
     }
 }
 

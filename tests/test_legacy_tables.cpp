@@ -59,51 +59,6 @@ TEST_F(CommonTable, FirstMatchWinsWithWildcards) {
               1u);
 }
 
-TEST_F(CommonTable, FaultsGiveTheFallback) {
-    struct Case {
-        std::string text;
-        std::vector<std::string> rowsRead;
-        const char* error;  // null: no message at all
-        const char* why;
-    };
-    const Case kCases[] = {
-        {"",
-         {},
-         "[getCommonScenarioId] match setting:CameraHWConfiguration.config key error!",
-         "absent table"},
-        {"[CommonSensorSettingMap]\nOther[0] = 0, 0, 1\n",
-         {},
-         "[getCommonScenarioId] match setting:CameraHWConfiguration.config value count 0 error!",
-         "no Mode locale: row 0 has no integers"},
-        {"[CommonSensorSettingMap]\n" + row("Mode[0]", {0, 0, 1, 9}) + row("Mode[1]", {0, 0, 1}),
-         {},
-         "[getCommonScenarioId] match setting:CameraHWConfiguration.config value count 4 error!",
-         "row 0 of four integers refuses the table although row 1 would match"},
-        {"[CommonSensorSettingMap]\n" + row("Mode[0]", {5, 5, 1}) + row("Mode[1]", {5, 5, 1}) +
-             row("Mode[2]", {0, 0}) + row("Mode[3]", {0, 0, 1}),
-         {"Mode[0]", "Mode[1]", "Mode[2]"},
-         "[getCommonScenarioId] match setting: key[2/4] error -3!",
-         "read error on row 2 ends the lookup although row 3 would match"},
-        {"[CommonSensorSettingMap]\n" + row("Mode[0]", {5, -1, 1}),
-         {"Mode[0]"},
-         nullptr,
-         "no row matches: silent fallback"},
-    };
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.why);
-        SetUp();
-        if (!c.text.empty()) loadTables(c.text);
-        EXPECT_EQ(mPolicy.getCommonScenarioId(0, 0, kFallback), kFallback);
-        EXPECT_EQ(hostconfig::readEntries(), c.rowsRead);
-        if (c.error == nullptr) {
-            EXPECT_TRUE(legacyTexts().empty());
-        } else {
-            EXPECT_EQ(legacyTexts(), std::vector<std::string>{c.error});
-            EXPECT_EQ(countMessage(Level::Error, c.error, "getCommonScenarioId"), 1u);
-        }
-    }
-}
-
 // ---- "SystemCamSensorSettingMap" ------------------------------------------------------------
 
 // The facts a system-camera row is matched against.
@@ -273,67 +228,6 @@ TEST_F(SystemTable, SeamlessCodeSetsFlagsAndRecordsScenario) {
                                "sensorScenario",
                                "getSystemCamScenarioId"),
                   c.code == 3 ? 1u : 0u);
-    }
-}
-
-TEST_F(SystemTable, FaultsAnswerMinusOne) {
-    struct Case {
-        std::string text;
-        Level level;
-        const char* message;
-        std::vector<std::string> rowsRead;
-        const char* why;
-    };
-    const Case kCases[] = {
-        {"",
-         Level::Error,
-         "[getSystemCamScenarioId] match setting:CameraHWConfiguration.config key count error!",
-         {},
-         "absent table"},
-        {"[SystemCamSensorSettingMap]\n" + row("Mode[0]", {-1, -1, -1, -1, -1, -1, -1, 2}) +
-             row("Mode[1]", {-1, -1, -1, -1, -1, -1, -1, 2, 0}),
-         Level::Error,
-         "[getSystemCamScenarioId] match setting:CameraHWConfiguration.config value count 8 "
-         "error!",
-         {},
-         "row 0 of eight integers"},
-        {"[SystemCamSensorSettingMap]\n" + row("Mode[0]", {1, -1, -1, -1, -1, -1, -1, 2, 0}) +
-             row("Mode[1]", {-1, -1, -1, -1, -1, -1, -1, 2}) +
-             row("Mode[2]", {-1, -1, -1, -1, -1, -1, -1, 2, 0}),
-         Level::Info,
-         "[getSystemCamScenarioId] match setting: key[1/3] error -3!",
-         {"Mode[0]", "Mode[1]"},
-         "read error on row 1 ends the lookup, reported at info level"},
-    };
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.why);
-        SetUp();
-        if (!c.text.empty()) loadTables(c.text);
-        unsigned int flags = kSentinel;
-        EXPECT_EQ(lookup(SystemFacts(), flags), -1);
-        EXPECT_EQ(flags, kSentinel);
-        EXPECT_TRUE(hostplatform::state().recorded.seamless.empty());
-        EXPECT_EQ(hostconfig::readEntries(), c.rowsRead);
-        EXPECT_EQ(countMessage(c.level, c.message, "getSystemCamScenarioId"), 1u);
-    }
-}
-
-TEST_F(SystemTable, OutsidePackageTestComparesWholeNames) {
-    struct Case {
-        const char* caller;
-        bool outside;
-    };
-    const Case kCases[] = {
-        {"com.google.android.youtube", true},
-        {"com.greenpoint.android.mc10086.activity", true},
-        {"com.google.android.youtubeX", false},
-        {"com.greenpoint.android.mc10086", false},
-        {"", false},
-    };
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.caller);
-        hostplatform::state().customer.callerName = c.caller;
-        EXPECT_EQ(mPolicy.isThirdPartyCallQovixCamera(), c.outside);
     }
 }
 
@@ -509,50 +403,6 @@ com.app.match[1]      = -1, -1, -1, -1, -1, -1, 0, 25
               1u);
 }
 
-TEST_F(SizedTables, ApplicationFaultsAnswerMinusOne) {
-    const std::string kCatchAll = row("AllCamApp[0]", {-1, -1, -1, -1, -1, -1, 0, 23});
-    struct Case {
-        std::string text;
-        std::vector<std::string> groups;
-        const char* error;  // null: no message
-        const char* why;
-    };
-    const Case kCases[] = {
-        {"[ThirdCamSensorSettingMap]\n" + row("com.app[0]", {-1, -1, -1, -1, -1, -1, 21}) +
-             kCatchAll,
-         {"com.app"},
-         "[getThirdCamScenarioId] match setting:CameraHWConfiguration.config value count 7 "
-         "error!",
-         "a bad own group hides the catch-all"},
-        {"[ThirdCamSensorSettingMap]\n" + row("com.app[0]", {1, -1, -1, -1, -1, -1, 0, 21}) +
-             row("com.app[1]", {-1, -1, -1, -1, -1, -1, 21}) + kCatchAll,
-         {"com.app"},
-         "[getThirdCamScenarioId] match setting: key[1/2] error -3!",
-         "a read error in the own group hides the catch-all"},
-        {"[ThirdCamSensorSettingMap]\n" + row("AllCamApp[0]", {-1, -1, -1, -1, -1, -1, 0, 23, 0}),
-         {"com.app", "AllCamApp"},
-         "[getThirdCamScenarioId] match setting:CameraHWConfiguration.config value count 9 "
-         "error!",
-         "a bad catch-all"},
-        {"", {"com.app", "AllCamApp"}, nullptr, "absent table"},
-    };
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.why);
-        SetUp();
-        if (!c.text.empty()) loadTables(c.text);
-        hostplatform::state().customer.curCamName = "com.app";
-        EXPECT_EQ(byApplication(SizedFacts()), -1);
-        EXPECT_EQ(localesCounted(), c.groups);
-        size_t errors = 0;
-        for (const auto& r : hostplatform::state().recorded.unifiedLog)
-            errors += r.priorityOrLevel == 1;
-        EXPECT_EQ(errors, c.error == nullptr ? 0u : 1u);
-        if (c.error != nullptr) {
-            EXPECT_EQ(countMessage(Level::Error, c.error, "getThirdCamScenarioId"), 1u);
-        }
-    }
-}
-
 TEST_F(SizedTables, ActivityGroupAndApiColumn) {
     loadTables(R"([ThirdCamSensorSettingMapByActivity]
 com.app/.Main[0] = -1, 2, -1, -1, -1, -1, -1, 0, 31
@@ -585,8 +435,12 @@ com.app/.Other[0] = -1, -1, -1, -1, -1, -1, -1, 0, 34
         hostconfig::clearCalls();
         hostplatform::state().customer.activityName = c.activity;
         EXPECT_EQ(byActivity(SizedFacts(), c.api), c.expected);
-        if (!c.calls.empty()) EXPECT_EQ(storeCalls(), c.calls);
-        if (c.activity[0] == '\0') EXPECT_TRUE(legacyTexts().empty());
+        if (!c.calls.empty()) {
+            EXPECT_EQ(storeCalls(), c.calls);
+        }
+        if (c.activity[0] == '\0') {
+            EXPECT_TRUE(legacyTexts().empty());
+        }
     }
     EXPECT_EQ(
         countMessage(Level::Info, "[getThirdCamScenarioIdByActivity] curActivityName:com.app/.None",
@@ -609,45 +463,167 @@ com.app/.Other[0] = -1, -1, -1, -1, -1, -1, -1, 0, 34
               1u);
 }
 
-TEST_F(SizedTables, ActivityFaultsGiveTheFallback) {
+// ---- Faulty tables: each lookup ends its own way ---------------------------------------------
+
+enum class Lookup { Common, System, Application, Activity };
+
+TEST_F(SizedTables, FaultsEndEachLookupItsOwnWay) {
+    const std::string kCommon = "[CommonSensorSettingMap]\n";
+    const std::string kSystem = "[SystemCamSensorSettingMap]\n";
+    const std::string kApp = "[ThirdCamSensorSettingMap]\n";
+    const std::string kActivity = "[ThirdCamSensorSettingMapByActivity]\n";
+    const std::string kCatchAll = row("AllCamApp[0]", {-1, -1, -1, -1, -1, -1, 0, 23});
+    const char* kKeyError = "match setting:CameraHWConfiguration.config key error!";
+    const char* kKeyCountError = "match setting:CameraHWConfiguration.config key count error!";
     struct Case {
+        Lookup lookup;
         std::string text;
-        Level level;
-        const char* message;
+        int expected;
         std::vector<std::string> rowsRead;
+        Level level;
+        std::string message;  // after "[function] "; empty: no message at all
         const char* why;
     };
     const Case kCases[] = {
-        {"",
-         Level::Debug,
-         "[getThirdCamScenarioIdByActivity] match setting:CameraHWConfiguration.config key count "
-         "error!",
+        {Lookup::Common, "", kFallback, {}, Level::Error, kKeyError, "common: absent table"},
+        {Lookup::Common,
+         kCommon + "Other[0] = 0, 0, 1\n",
+         kFallback,
          {},
-         "absent table"},
-        {"[ThirdCamSensorSettingMapByActivity]\n" + row("a[0]", {-1, -1, -1, -1, -1, -1, -1, 30}) +
-             row("a[1]", {-1, -1, -1, -1, -1, -1, -1, 0, 31}),
          Level::Error,
-         "[getThirdCamScenarioIdByActivity] match setting:CameraHWConfiguration.config value "
-         "count 8 error!",
+         "match setting:CameraHWConfiguration.config value count 0 error!",
+         "common: no Mode locale, so row 0 has no integers"},
+        {Lookup::Common,
+         kCommon + row("Mode[0]", {0, 0, 1, 9}) + row("Mode[1]", {0, 0, 1}),
+         kFallback,
          {},
-         "row 0 of eight integers"},
-        {"[ThirdCamSensorSettingMapByActivity]\n" +
-             row("a[0]", {1, -1, -1, -1, -1, -1, -1, 0, 30}) +
+         Level::Error,
+         "match setting:CameraHWConfiguration.config value count 4 error!",
+         "common: row 0 of four integers refuses the table although row 1 would match"},
+        {Lookup::Common,
+         kCommon + row("Mode[0]", {5, 5, 1}) + row("Mode[1]", {5, 5, 1}) + row("Mode[2]", {0, 0}) +
+             row("Mode[3]", {0, 0, 1}),
+         kFallback,
+         {"Mode[0]", "Mode[1]", "Mode[2]"},
+         Level::Error,
+         "match setting: key[2/4] error -3!",
+         "common: a read error on row 2 ends the lookup although row 3 would match"},
+        {Lookup::Common,
+         kCommon + row("Mode[0]", {5, -1, 1}),
+         kFallback,
+         {"Mode[0]"},
+         Level::Error,
+         "",
+         "common: no row matches, silent fallback"},
+        {Lookup::System, "", -1, {}, Level::Error, kKeyCountError, "system: absent table"},
+        {Lookup::System,
+         kSystem + row("Mode[0]", {-1, -1, -1, -1, -1, -1, -1, 2}) +
+             row("Mode[1]", {-1, -1, -1, -1, -1, -1, -1, 2, 0}),
+         -1,
+         {},
+         Level::Error,
+         "match setting:CameraHWConfiguration.config value count 8 error!",
+         "system: row 0 of eight integers"},
+        {Lookup::System,
+         kSystem + row("Mode[0]", {1, -1, -1, -1, -1, -1, -1, 2, 0}) +
+             row("Mode[1]", {-1, -1, -1, -1, -1, -1, -1, 2}) +
+             row("Mode[2]", {-1, -1, -1, -1, -1, -1, -1, 2, 0}),
+         -1,
+         {"Mode[0]", "Mode[1]"},
+         Level::Info,
+         "match setting: key[1/3] error -3!",
+         "system: a read error ends the lookup, reported at info level"},
+        {Lookup::Application,
+         kApp + row("com.app[0]", {-1, -1, -1, -1, -1, -1, 21}) + kCatchAll,
+         -1,
+         {},
+         Level::Error,
+         "match setting:CameraHWConfiguration.config value count 7 error!",
+         "application: a bad own group hides the catch-all"},
+        {Lookup::Application,
+         kApp + row("com.app[0]", {1, -1, -1, -1, -1, -1, 0, 21}) +
+             row("com.app[1]", {-1, -1, -1, -1, -1, -1, 21}) + kCatchAll,
+         -1,
+         {"com.app[0]", "com.app[1]"},
+         Level::Error,
+         "match setting: key[1/2] error -3!",
+         "application: a read error in the own group hides the catch-all"},
+        {Lookup::Application,
+         kApp + row("AllCamApp[0]", {-1, -1, -1, -1, -1, -1, 0, 23, 0}),
+         -1,
+         {},
+         Level::Error,
+         "match setting:CameraHWConfiguration.config value count 9 error!",
+         "application: a bad catch-all"},
+        {Lookup::Application, "", -1, {}, Level::Error, "", "application: absent table, silent"},
+        {Lookup::Activity,
+         "",
+         kFallback,
+         {},
+         Level::Debug,
+         kKeyCountError,
+         "activity: absent table"},
+        {Lookup::Activity,
+         kActivity + row("a[0]", {-1, -1, -1, -1, -1, -1, -1, 30}) +
+             row("a[1]", {-1, -1, -1, -1, -1, -1, -1, 0, 31}),
+         kFallback,
+         {},
+         Level::Error,
+         "match setting:CameraHWConfiguration.config value count 8 error!",
+         "activity: row 0 of eight integers"},
+        {Lookup::Activity,
+         kActivity + row("a[0]", {1, -1, -1, -1, -1, -1, -1, 0, 30}) +
              row("a[1]", {-1, -1, -1, -1, -1, -1, -1, 31}) +
              row("a[2]", {-1, -1, -1, -1, -1, -1, -1, 0, 32}),
-         Level::Error,
-         "[getThirdCamScenarioIdByActivity] match setting: key[1/3] error -3!",
+         kFallback,
          {"a[0]", "a[1]"},
-         "read error on row 1 ends the lookup although row 2 would match"},
+         Level::Error,
+         "match setting: key[1/3] error -3!",
+         "activity: a read error ends the lookup although row 2 would match"},
     };
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
         if (!c.text.empty()) loadTables(c.text);
+        hostplatform::state().customer.curCamName = "com.app";
         hostplatform::state().customer.activityName = "a";
-        EXPECT_EQ(byActivity(SizedFacts()), kFallback);
+        unsigned int flags = kSentinel;
+        const SizedFacts facts;
+        int answer = 0;
+        std::string function;
+        switch (c.lookup) {
+            case Lookup::Common:
+                function = "getCommonScenarioId";
+                answer = mPolicy.getCommonScenarioId(0, 0, kFallback);
+                break;
+            case Lookup::System:
+                function = "getSystemCamScenarioId";
+                answer = mPolicy.getSystemCamScenarioId(0x8001, 0, NSCam::IMetadata(),
+                                                        mSession.streamInfo, flags);
+                break;
+            case Lookup::Application:
+                function = "getThirdCamScenarioId";
+                answer = byApplication(facts);
+                break;
+            case Lookup::Activity:
+                function = "getThirdCamScenarioIdByActivity";
+                answer = byActivity(facts);
+                break;
+        }
+        EXPECT_EQ(answer, c.expected);
         EXPECT_EQ(hostconfig::readEntries(), c.rowsRead);
-        EXPECT_EQ(countMessage(c.level, c.message, "getThirdCamScenarioIdByActivity"), 1u);
+        EXPECT_EQ(flags, kSentinel);
+        EXPECT_TRUE(hostplatform::state().recorded.seamless.empty());
+        size_t errors = 0;
+        for (const auto& r : hostplatform::state().recorded.unifiedLog) {
+            errors += r.priorityOrLevel == unifiedLevel(Level::Error);
+        }
+        if (c.message.empty()) {
+            EXPECT_EQ(errors, 0u);
+        } else {
+            EXPECT_EQ(errors, c.level == Level::Error ? 1u : 0u);
+            EXPECT_EQ(countMessage(c.level, "[" + function + "] " + c.message, function), 1u);
+        }
     }
 }
 
