@@ -11,7 +11,6 @@
 
 namespace {
 
-using custpolicy::kWildcard;
 using custpolicy::RowReadFault;
 using custpolicy::RowScan;
 using custpolicy::scanTableRows;
@@ -81,11 +80,12 @@ void appendIfNamed(std::vector<std::string>& locales, std::string name) {
 
 // One custom-size lookup: the first row, over the locales in order, whose camera id, capture mode
 // and feature mask match. A locale without rows or with a row 0 of another width is passed over
-// silently; an unreadable row is skipped with a debug message naming `readFailFormat`.
+// silently; an unreadable row is skipped with a debug message naming the table, and the scan goes
+// on with the next row.
 struct SizeLookup {
     const char* table;
     const char* function;  // printed as the first "%s" of every message
-    bool printRowColumns;  // the sensor table reports each row's match columns
+    bool isSensorTable;    // the sensor table also reports each row's match columns
 };
 
 bool findSizeRow(const SizeLookup& lookup, const std::vector<std::string>& locales, int camId,
@@ -100,7 +100,7 @@ bool findSizeRow(const SizeLookup& lookup, const std::vector<std::string>& local
         const RowScan scan = scanTableRows<kWidth>(
             lookup.table, locale.c_str(), rowCount, RowReadFault::SkipRow, row,
             [&](const SizeRow& r, int32_t) {
-                if (lookup.printRowColumns) {
+                if (lookup.isSensorTable) {
                     CUST_LOG_IN(Info, kTag, lookup.function, "[%s] %d %d %d", r[kColumnCamId],
                                 r[kColumnCapMode], r[kColumnFeatureMask]);
                 }
@@ -109,7 +109,7 @@ bool findSizeRow(const SizeLookup& lookup, const std::vector<std::string>& local
                        wildcardOrEqual(r[kColumnFeatureMask], featureMask);
             },
             [&](int32_t index, int32_t) {
-                if (lookup.printRowColumns) {
+                if (lookup.isSensorTable) {
                     CUST_LOG_IN(Debug, kTag, lookup.function,
                                 "[%s] CameraCustomSensorSize keyIndx=%d activity=%s valueCnt=%u "
                                 "getconfig fail",
