@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "test_legacy_support.h"
@@ -73,66 +74,50 @@ int32_t chosen(const Outcome& outcome) {
                : static_cast<int32_t>(outcome.setting.sensorMode);
 }
 
+// The tables asked, in order, by short name: "System Common App Activity Thermal".
+std::string pathsAsked() {
+    const std::pair<const char*, const char*> kShort[] = {
+        {kSystem, "System"},          {kCommon, "Common"},        {kThirdApp, "App"},
+        {kThirdActivity, "Activity"}, {kThirdThermal, "Thermal"},
+    };
+    std::string asked;
+    for (const std::string& table : tablesAsked()) {
+        for (const auto& name : kShort) {
+            if (table == name.first) asked += (asked.empty() ? "" : " ") + std::string(name.second);
+        }
+    }
+    return asked;
+}
+
 TEST_F(LegacyDispatch, PathOrderDependsOnPrivateSelection) {
     const std::string kAll = std::string(kSystemRow) + kCommonRow + kThirdAppRow;
     struct Case {
         bool privateSelection;
         Caller caller;
         std::string tables;
+        bool manager;      // the capability manager is supported and answers 4
         int32_t expected;  // -1: result false
-        std::vector<std::string> asked;
+        const char* asked;
         size_t normalCalls;
         const char* why;
     };
     const Case kCases[] = {
-        {false,
-         Caller::ThirdParty,
-         kAll,
-         5,
-         {kThirdApp, kThirdActivity, kThirdThermal},
-         0,
+        {false, Caller::ThirdParty, kAll, false, 5, "App Activity Thermal", 0,
          "ordinary sensor: the third-party path decides before any other table is read"},
-        {true,
-         Caller::ThirdPartySdk,
-         kAll,
-         1,
-         {kSystem},
-         0,
-         "private sensor: the table path decides, the third-party tables are never read"},
-        {true,
-         Caller::ThirdParty,
-         kThirdAppRow,
-         5,
-         {kCommon, kThirdApp, kThirdActivity, kThirdThermal},
-         0,
-         "private sensor: tables without a match, then the third-party path"},
-        {true,
-         Caller::SystemCamera,
-         "",
-         kNormalScenario,
-         {kSystem, kCommon},
-         1,
+        {true, Caller::ThirdPartySdk, kAll, true, 1, "System", 0,
+         "private sensor: the table path decides, the third-party path is never asked"},
+        {true, Caller::ThirdParty, kThirdAppRow, false, 5, "Common App Activity Thermal", 0,
+         "private sensor: tables without a match, then the third-party tables"},
+        {true, Caller::ThirdParty, "", true, 4, "Common", 0,
+         "private sensor: tables without a match, then the manager"},
+        {true, Caller::SystemCamera, "", false, kNormalScenario, "System Common", 1,
          "private sensor: nothing in the tables, the normal matching decides"},
-        {false,
-         Caller::SystemCamera,
-         "",
-         -1,
-         {kSystem, kCommon},
-         0,
+        {false, Caller::SystemCamera, "", false, -1, "System Common", 0,
          "ordinary sensor: never the normal matching, though it would find a scenario"},
-        {false,
-         Caller::SystemCamera,
-         kAll,
-         1,
-         {kSystem},
-         0,
+        {false, Caller::SystemCamera, kAll, true, 1, "System", 0,
          "ordinary sensor, own camera: the third-party path declines, the tables decide"},
-        {false,
-         Caller::ThirdParty,
-         std::string(kCommonRow) + kSystemRow,
-         2,
-         {kThirdApp, kThirdActivity, kThirdThermal, kCommon},
-         0,
+        {false, Caller::ThirdParty, std::string(kCommonRow) + kSystemRow, false, 2,
+         "App Activity Thermal Common", 0,
          "ordinary sensor: third-party tables without a match, then the common table"},
     };
     for (const Case& c : kCases) {
@@ -140,13 +125,14 @@ TEST_F(LegacyDispatch, PathOrderDependsOnPrivateSelection) {
         SetUp();
         hostplatform::sensor(0).privateSelectSensorMode = c.privateSelection;
         setCaller(c.caller);
+        hostplatform::state().thirdCap = {c.manager, 4};
         if (!c.tables.empty()) loadTables(c.tables);
         const Outcome outcome = decide();
         EXPECT_EQ(outcome.result, c.expected != -1);
         EXPECT_EQ(chosen(outcome), c.expected);
-        EXPECT_EQ(tablesAsked(), c.asked);
+        EXPECT_EQ(pathsAsked(), c.asked);
         EXPECT_EQ(featureChipCalls(), c.normalCalls);
-        EXPECT_TRUE(hostplatform::state().recorded.thirdCap.empty());
+        EXPECT_EQ(hostplatform::state().recorded.thirdCap.size(), c.expected == 4 ? 1u : 0u);
     }
 }
 
@@ -158,7 +144,7 @@ TEST_F(LegacyDispatch, TablePath) {
         int sensorIdx;
         int32_t expected;  // scenario handed on; -1: result false
         unsigned int seamlessFlags;
-        std::vector<std::string> asked;
+        const char* asked;
         const char* why;
     };
     const std::string kSystem300 =
@@ -167,47 +153,17 @@ TEST_F(LegacyDispatch, TablePath) {
         "[SystemCamSensorSettingMap]\nMode[0] = -1, -1, -1, -1, -1, -1, -1, -2, 0\n";
     const std::string kCommonOther = "[CommonSensorSettingMap]\nMode[0] = 0, -1, 2\n";
     const Case kCases[] = {
-        {Caller::ThirdParty,
-         std::string(kSystemRow) + kCommonOther,
-         0,
-         -1,
-         kSentinel,
-         {kCommon},
+        {Caller::ThirdParty, std::string(kSystemRow) + kCommonOther, 0, -1, kSentinel, "Common",
          "outside app: the system table is skipped, the common one has no row for mode 1"},
-        {Caller::ThirdParty,
-         std::string(kSystemRow) + kCommonRow,
-         0,
-         2,
-         kSentinel,
-         {kCommon},
+        {Caller::ThirdParty, std::string(kSystemRow) + kCommonRow, 0, 2, kSentinel, "Common",
          "outside app: the common table decides, the flags stay"},
-        {Caller::ThirdPartySdk,
-         std::string(kSystemRow) + kCommonRow,
-         0,
-         1,
-         0x801,
-         {kSystem},
+        {Caller::ThirdPartySdk, std::string(kSystemRow) + kCommonRow, 0, 1, 0x801, "System",
          "SDK caller: treated as the device's own camera"},
-        {Caller::SystemCamera,
-         kSystem300 + kCommonOther,
-         0,
-         -1,
-         0x801,
-         {kSystem, kCommon},
+        {Caller::SystemCamera, kSystem300 + kCommonOther, 0, -1, 0x801, "System Common",
          "system answer 300 comes back from the common table and is refused"},
-        {Caller::SystemCamera,
-         kSystem300 + kCommonRow,
-         1,
-         2,
-         0x801,
-         {kSystem, kCommon},
+        {Caller::SystemCamera, kSystem300 + kCommonRow, 1, 2, 0x801, "System Common",
          "system answer 300, the common table decides"},
-        {Caller::SystemCamera,
-         kSystemMinus2,
-         0,
-         -1,
-         kSentinel,
-         {kSystem, kCommon},
+        {Caller::SystemCamera, kSystemMinus2, 0, -1, kSentinel, "System Common",
          "a negative system answer is refused too"},
     };
     for (const Case& c : kCases) {
@@ -220,9 +176,9 @@ TEST_F(LegacyDispatch, TablePath) {
         EXPECT_EQ(outcome.result, c.expected != -1);
         EXPECT_EQ(chosen(outcome), c.expected);
         EXPECT_EQ(outcome.seamlessFlags, c.seamlessFlags);
-        EXPECT_EQ(tablesAsked(), c.asked);
-        EXPECT_EQ(hostplatform::state().recorded.seamless.size(),
-                  c.asked.front() == kSystem ? 1u : 0u);
+        EXPECT_EQ(pathsAsked(), c.asked);
+        // A system-table match records the seamless scenario, whatever becomes of its answer.
+        EXPECT_EQ(hostplatform::state().recorded.seamless.size(), c.asked[0] == 'S' ? 1u : 0u);
         if (c.expected == -1) {
             EXPECT_TRUE(hostplatform::state().recorded.sensorInfo.empty());
         }
@@ -340,13 +296,13 @@ TEST_F(LegacyDispatch, ManagerAnswerIsPassedOnUnlessMinusOne) {
         int32_t answer;
         bool result;
         int32_t parsed;  // scenario handed to the sensor-info helper
-        std::vector<std::string> asked;
+        const char* asked;
         const char* why;
     };
     const Case kCases[] = {
-        {300, true, 300, {}, "300 is not checked on this path"},
-        {0, true, 0, {}, "scenario 0"},
-        {-1, true, 2, {kCommon}, "-1: no decision, the table path decides"},
+        {300, true, 300, "", "300 is not checked on this path"},
+        {0, true, 0, "", "scenario 0"},
+        {-1, true, 2, "Common", "-1: no decision, the table path decides"},
     };
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
@@ -357,7 +313,7 @@ TEST_F(LegacyDispatch, ManagerAnswerIsPassedOnUnlessMinusOne) {
         const Outcome outcome = decide();
         EXPECT_EQ(outcome.result, c.result);
         EXPECT_EQ(parsedScenario(), c.parsed);
-        EXPECT_EQ(tablesAsked(), c.asked);
+        EXPECT_EQ(pathsAsked(), c.asked);
     }
 }
 

@@ -64,16 +64,26 @@ inline std::vector<std::string> tablesAsked() {
     return tables;
 }
 
-// The locales whose row count was asked with GetLocaleKeyCount, in order.
-inline std::vector<std::string> localesCounted() {
+// The parts separated by single blanks.
+inline std::string joined(const std::vector<std::string>& parts) {
+    std::string text;
+    for (const std::string& part : parts) text += (text.empty() ? "" : " ") + part;
+    return text;
+}
+
+// The locales whose row count was asked with GetLocaleKeyCount, in order, separated by blanks.
+inline std::string localesCounted() {
     std::vector<std::string> locales;
     for (const hostconfig::StoreCall& call : hostconfig::calls()) {
         if (call.function == hostconfig::StoreFunction::GetLocaleKeyCount) {
             locales.push_back(call.name);
         }
     }
-    return locales;
+    return joined(locales);
 }
+
+// The full names of the rows read, in order, separated by blanks: "Mode[0] Mode[1]".
+inline std::string rowsRead() { return joined(hostconfig::readEntries()); }
 
 // The scenario handed to parseSensorSetting: the first sensor-info query names it. -1 when the
 // helper was never asked.

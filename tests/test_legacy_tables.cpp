@@ -178,7 +178,7 @@ TEST_F(SystemTable, FirstMatchWinsAndLaterRowsAreNotRead) {
                row("Mode[2]", {-1, -1, -1, -1, -1, -1, -1, 3, 0}));
     unsigned int flags = kSentinel;
     EXPECT_EQ(lookup(SystemFacts(), flags), 2);
-    EXPECT_EQ(hostconfig::readEntries(), (std::vector<std::string>{"Mode[0]", "Mode[1]"}));
+    EXPECT_EQ(rowsRead(), "Mode[0] Mode[1]");
     EXPECT_EQ(countMessage(Level::Info,
                            "[getSystemCamScenarioId] match setting(input):captureMode 0x8001,"
                            "isThirdPartyCall 0,maxYuvSize.w 4000,maxStreamSize.w 4000,video 0, "
@@ -335,41 +335,21 @@ com.app.match[1]      = -1, -1, -1, -1, -1, -1, 0, 25
         const char* camName;
         bool runGsi;
         int expected;
-        std::vector<std::string> groups;  // whose row counts were asked, in order
-        const char* message;              // info message naming the group, if any
+        const char* groups;   // whose row counts were asked, in order
+        const char* message;  // info message naming the group, if any
         const char* why;
     };
     const Case kCases[] = {
-        {"com.app.match",
-         false,
-         24,
-         {"com.app.match"},
-         "[getThirdCamScenarioId] match setting:com.app.match",
+        {"com.app.match", false, 24, "com.app.match", "match setting:com.app.match",
          "own group first"},
-        {"com.app.own",
-         false,
-         23,
-         {"com.app.own", "AllCamApp"},
-         "[getThirdCamScenarioId] match setting:com.app.own",
+        {"com.app.own", false, 23, "com.app.own AllCamApp", "match setting:com.app.own",
          "own rows without a match"},
-        {"com.app.none",
-         false,
-         23,
-         {"com.app.none", "AllCamApp"},
-         "[getThirdCamScenarioId] match setting:com.app.none",
+        {"com.app.none", false, 23, "com.app.none AllCamApp", "match setting:com.app.none",
          "no rows of its own"},
-        {"", false, 23, {"AllCamApp"}, nullptr, "no name, no GSI: only the catch-all"},
-        {"",
-         true,
-         22,
-         {"android.camera.cts"},
-         "[getThirdCamScenarioId] runGSI, curCamName:android.camera.cts",
+        {"", false, 23, "AllCamApp", nullptr, "no name, no GSI: only the catch-all"},
+        {"", true, 22, "android.camera.cts", "runGSI, curCamName:android.camera.cts",
          "no name under GSI: the CTS group first"},
-        {"com.app.none",
-         true,
-         23,
-         {"com.app.none", "AllCamApp"},
-         "[getThirdCamScenarioId] match setting:com.app.none",
+        {"com.app.none", true, 23, "com.app.none AllCamApp", "match setting:com.app.none",
          "GSI only stands in for no name"},
     };
     for (const Case& c : kCases) {
@@ -381,7 +361,9 @@ com.app.match[1]      = -1, -1, -1, -1, -1, -1, 0, 25
         EXPECT_EQ(byApplication(SizedFacts()), c.expected);
         EXPECT_EQ(localesCounted(), c.groups);
         if (c.message != nullptr) {
-            EXPECT_EQ(countMessage(Level::Info, c.message, "getThirdCamScenarioId"), 1u);
+            EXPECT_EQ(countMessage(Level::Info, std::string("[getThirdCamScenarioId] ") + c.message,
+                                   "getThirdCamScenarioId"),
+                      1u);
         }
     }
     // The first match of a group hides the rows after it.
@@ -389,7 +371,7 @@ com.app.match[1]      = -1, -1, -1, -1, -1, -1, 0, 25
     hostconfig::clearCalls();
     hostplatform::state().customer.runGsi = true;
     EXPECT_EQ(byApplication(SizedFacts()), 22);
-    EXPECT_EQ(hostconfig::readEntries(), std::vector<std::string>{"android.camera.cts[0]"});
+    EXPECT_EQ(rowsRead(), "android.camera.cts[0]");
     EXPECT_EQ(countMessage(Level::Info,
                            "[getThirdCamScenarioId] match setting(input):video 0,thirdOpMode 0x0, "
                            "asepct_Ration 750,maxYuvSize.w 1920,maxYuvSize.h 1080",
@@ -472,113 +454,62 @@ TEST_F(SizedTables, FaultsEndEachLookupItsOwnWay) {
     const std::string kSystem = "[SystemCamSensorSettingMap]\n";
     const std::string kApp = "[ThirdCamSensorSettingMap]\n";
     const std::string kActivity = "[ThirdCamSensorSettingMapByActivity]\n";
-    const std::string kCatchAll = row("AllCamApp[0]", {-1, -1, -1, -1, -1, -1, 0, 23});
-    const char* kKeyError = "match setting:CameraHWConfiguration.config key error!";
-    const char* kKeyCountError = "match setting:CameraHWConfiguration.config key count error!";
+    const std::string kAll9 = " = -1, -1, -1, -1, -1, -1, -1, 2, 0\n";  // nine integers
+    const std::string kAll8 = " = -1, -1, -1, -1, -1, -1, 0, 2\n";      // eight integers
+    const std::string kCatchAll = "AllCamApp[0]" + kAll8;
+    const auto valueCount = [](int width) {
+        return "match setting:CameraHWConfiguration.config value count " + std::to_string(width) +
+               " error!";
+    };
     struct Case {
         Lookup lookup;
         std::string text;
         int expected;
-        std::vector<std::string> rowsRead;
+        const char* rowsRead;
         Level level;
         std::string message;  // after "[function] "; empty: no message at all
         const char* why;
     };
     const Case kCases[] = {
-        {Lookup::Common, "", kFallback, {}, Level::Error, kKeyError, "common: absent table"},
-        {Lookup::Common,
-         kCommon + "Other[0] = 0, 0, 1\n",
-         kFallback,
-         {},
-         Level::Error,
-         "match setting:CameraHWConfiguration.config value count 0 error!",
-         "common: no Mode locale, so row 0 has no integers"},
-        {Lookup::Common,
-         kCommon + row("Mode[0]", {0, 0, 1, 9}) + row("Mode[1]", {0, 0, 1}),
-         kFallback,
-         {},
-         Level::Error,
-         "match setting:CameraHWConfiguration.config value count 4 error!",
+        {Lookup::Common, "", kFallback, "", Level::Error,
+         "match setting:CameraHWConfiguration.config key error!", "common: absent table"},
+        {Lookup::Common, kCommon + "Other[0] = 0, 0, 1\n", kFallback, "", Level::Error,
+         valueCount(0), "common: no Mode locale, so row 0 has no integers"},
+        {Lookup::Common, kCommon + "Mode[0] = 0, 0, 1, 9\nMode[1] = 0, 0, 1\n", kFallback, "",
+         Level::Error, valueCount(4),
          "common: row 0 of four integers refuses the table although row 1 would match"},
         {Lookup::Common,
-         kCommon + row("Mode[0]", {5, 5, 1}) + row("Mode[1]", {5, 5, 1}) + row("Mode[2]", {0, 0}) +
-             row("Mode[3]", {0, 0, 1}),
-         kFallback,
-         {"Mode[0]", "Mode[1]", "Mode[2]"},
-         Level::Error,
-         "match setting: key[2/4] error -3!",
+         kCommon + "Mode[0] = 5, 5, 1\nMode[1] = 5, 5, 1\nMode[2] = 0, 0\nMode[3] = 0, 0, 1\n",
+         kFallback, "Mode[0] Mode[1] Mode[2]", Level::Error, "match setting: key[2/4] error -3!",
          "common: a read error on row 2 ends the lookup although row 3 would match"},
-        {Lookup::Common,
-         kCommon + row("Mode[0]", {5, -1, 1}),
-         kFallback,
-         {"Mode[0]"},
-         Level::Error,
-         "",
+        {Lookup::Common, kCommon + "Mode[0] = 5, -1, 1\n", kFallback, "Mode[0]", Level::Error, "",
          "common: no row matches, silent fallback"},
-        {Lookup::System, "", -1, {}, Level::Error, kKeyCountError, "system: absent table"},
+        {Lookup::System, "", -1, "", Level::Error,
+         "match setting:CameraHWConfiguration.config key count error!", "system: absent table"},
+        {Lookup::System, kSystem + "Mode[0]" + kAll8 + "Mode[1]" + kAll9, -1, "", Level::Error,
+         valueCount(8), "system: row 0 of eight integers"},
         {Lookup::System,
-         kSystem + row("Mode[0]", {-1, -1, -1, -1, -1, -1, -1, 2}) +
-             row("Mode[1]", {-1, -1, -1, -1, -1, -1, -1, 2, 0}),
-         -1,
-         {},
-         Level::Error,
-         "match setting:CameraHWConfiguration.config value count 8 error!",
-         "system: row 0 of eight integers"},
-        {Lookup::System,
-         kSystem + row("Mode[0]", {1, -1, -1, -1, -1, -1, -1, 2, 0}) +
-             row("Mode[1]", {-1, -1, -1, -1, -1, -1, -1, 2}) +
-             row("Mode[2]", {-1, -1, -1, -1, -1, -1, -1, 2, 0}),
-         -1,
-         {"Mode[0]", "Mode[1]"},
-         Level::Info,
-         "match setting: key[1/3] error -3!",
+         kSystem + "Mode[0] = 1, -1, -1, -1, -1, -1, -1, 2, 0\nMode[1]" + kAll8 + "Mode[2]" + kAll9,
+         -1, "Mode[0] Mode[1]", Level::Info, "match setting: key[1/3] error -3!",
          "system: a read error ends the lookup, reported at info level"},
+        {Lookup::Application, kApp + "com.app[0] = -1, -1, -1, -1, -1, -1, 2\n" + kCatchAll, -1, "",
+         Level::Error, valueCount(7), "application: a bad own group hides the catch-all"},
         {Lookup::Application,
-         kApp + row("com.app[0]", {-1, -1, -1, -1, -1, -1, 21}) + kCatchAll,
-         -1,
-         {},
-         Level::Error,
-         "match setting:CameraHWConfiguration.config value count 7 error!",
-         "application: a bad own group hides the catch-all"},
-        {Lookup::Application,
-         kApp + row("com.app[0]", {1, -1, -1, -1, -1, -1, 0, 21}) +
-             row("com.app[1]", {-1, -1, -1, -1, -1, -1, 21}) + kCatchAll,
-         -1,
-         {"com.app[0]", "com.app[1]"},
-         Level::Error,
-         "match setting: key[1/2] error -3!",
+         kApp +
+             "com.app[0] = 1, -1, -1, -1, -1, -1, 0, 2\ncom.app[1] = -1, -1, -1, -1, -1, -1, 2\n" +
+             kCatchAll,
+         -1, "com.app[0] com.app[1]", Level::Error, "match setting: key[1/2] error -3!",
          "application: a read error in the own group hides the catch-all"},
-        {Lookup::Application,
-         kApp + row("AllCamApp[0]", {-1, -1, -1, -1, -1, -1, 0, 23, 0}),
-         -1,
-         {},
-         Level::Error,
-         "match setting:CameraHWConfiguration.config value count 9 error!",
+        {Lookup::Application, kApp + "AllCamApp[0]" + kAll9, -1, "", Level::Error, valueCount(9),
          "application: a bad catch-all"},
-        {Lookup::Application, "", -1, {}, Level::Error, "", "application: absent table, silent"},
+        {Lookup::Application, "", -1, "", Level::Error, "", "application: absent table, silent"},
+        {Lookup::Activity, "", kFallback, "", Level::Debug,
+         "match setting:CameraHWConfiguration.config key count error!", "activity: absent table"},
+        {Lookup::Activity, kActivity + "a[0]" + kAll8 + "a[1]" + kAll9, kFallback, "", Level::Error,
+         valueCount(8), "activity: row 0 of eight integers"},
         {Lookup::Activity,
-         "",
-         kFallback,
-         {},
-         Level::Debug,
-         kKeyCountError,
-         "activity: absent table"},
-        {Lookup::Activity,
-         kActivity + row("a[0]", {-1, -1, -1, -1, -1, -1, -1, 30}) +
-             row("a[1]", {-1, -1, -1, -1, -1, -1, -1, 0, 31}),
-         kFallback,
-         {},
-         Level::Error,
-         "match setting:CameraHWConfiguration.config value count 8 error!",
-         "activity: row 0 of eight integers"},
-        {Lookup::Activity,
-         kActivity + row("a[0]", {1, -1, -1, -1, -1, -1, -1, 0, 30}) +
-             row("a[1]", {-1, -1, -1, -1, -1, -1, -1, 31}) +
-             row("a[2]", {-1, -1, -1, -1, -1, -1, -1, 0, 32}),
-         kFallback,
-         {"a[0]", "a[1]"},
-         Level::Error,
-         "match setting: key[1/3] error -3!",
+         kActivity + "a[0] = 1, -1, -1, -1, -1, -1, -1, 0, 2\na[1]" + kAll8 + "a[2]" + kAll9,
+         kFallback, "a[0] a[1]", Level::Error, "match setting: key[1/3] error -3!",
          "activity: a read error ends the lookup although row 2 would match"},
     };
     for (const Case& c : kCases) {
@@ -611,7 +542,7 @@ TEST_F(SizedTables, FaultsEndEachLookupItsOwnWay) {
                 break;
         }
         EXPECT_EQ(answer, c.expected);
-        EXPECT_EQ(hostconfig::readEntries(), c.rowsRead);
+        EXPECT_EQ(rowsRead(), c.rowsRead);
         EXPECT_EQ(flags, kSentinel);
         EXPECT_TRUE(hostplatform::state().recorded.seamless.empty());
         size_t errors = 0;
