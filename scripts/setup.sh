@@ -10,12 +10,31 @@ packages=(
   g++
   android-liblog-dev googletest libtomlplusplus-dev libbenchmark-dev
   valgrind qemu-user
+  # The aarch64 leg: the arm64 C library, GCC's start files and libgcc, and the Android log
+  # library, installed next to the host's (multiarch). The arm64 libc++ cannot be, so
+  # scripts/aarch64-sysroot.sh unpacks it into the build tree instead.
+  libc6-dev:arm64 libgcc-12-dev:arm64 android-liblog-dev:arm64
 )
+
+# The arm64 packages need the architecture known to dpkg (and then a fresh apt-get update, which
+# the install below runs because they are missing).
+add_arm64=false
+if ! dpkg --print-foreign-architectures | grep -qx arm64; then
+  add_arm64=true
+fi
+
+# True when the package is installed for its architecture: the one after the colon, else the
+# host's (or "all"). A package installed for two architectures has one status line for each.
+installed() {
+  local name=${1%%:*} arch
+  if [[ "$1" == *:* ]]; then arch=${1#*:}; else arch=$(dpkg --print-architecture); fi
+  dpkg-query -W -f='${Status} ${Architecture}\n' "$name" 2>/dev/null |
+    grep -qxE "install ok installed (${arch}|all)"
+}
 
 missing=()
 for package in "${packages[@]}"; do
-  status=$(dpkg-query -W -f='${Status}' "$package" 2>/dev/null || true)
-  if [[ "$status" != "install ok installed" ]]; then
+  if ! installed "$package"; then
     missing+=("$package")
   fi
 done
@@ -34,5 +53,8 @@ else
   exit 1
 fi
 
+if $add_arm64; then
+  "${as_root[@]}" dpkg --add-architecture arm64
+fi
 "${as_root[@]}" apt-get update
 "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y "${missing[@]}"
