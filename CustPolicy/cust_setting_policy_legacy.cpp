@@ -88,9 +88,11 @@ StreamFacts streamFacts(const PolicyParsedAppImageStreamInfo* streamInfo) {
     return facts;
 }
 
+// The mode name is asked once per lookup, video or not; a video session is class 0 whatever its
+// name says.
 int32_t cameraModeClass(int32_t video) {
-    if (video != 0) return kModeClassVideo;
     const std::string name = customMetadata()->getCameraModeName();
+    if (video != 0) return kModeClassVideo;
     if (name == "fast_motion_mode") return kModeClassFastMotion;
     if (name == "high_pixel_mode" || name == "high_definition_mode")
         return kModeClassHighResolution;
