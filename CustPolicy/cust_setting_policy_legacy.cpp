@@ -119,6 +119,35 @@ bool firstItemIsZero(const NSCam::IEntry& entry) {
     return item == 0;
 }
 
+// How the scan of one named group of a third-party table ended.
+enum class GroupScan { NoRows, Faulty, NoMatch, Matched };
+
+// The part both name-keyed third-party lookups share: the group's row count, the width check on
+// row 0 and the scan that ends at the first read error. A wrong width or a read error is logged on
+// behalf of `function` and reported as Faulty; how a fault ends the lookup is the caller's choice.
+template <size_t kWidth, typename RowMatches>
+GroupScan scanThirdCamGroup(const char* function, const char* table, const std::string& group,
+                            TableRow<kWidth>& row, RowScan& scan, int32_t& rowCount,
+                            RowMatches&& rowMatches) {
+    rowCount = GetLocaleKeyCount(table, group.c_str());
+    if (rowCount == 0) return GroupScan::NoRows;
+    const int32_t width = GetLocaleKeyValuesCount(table, group.c_str(), custpolicy::kKeyRow0);
+    if (width != static_cast<int32_t>(kWidth)) {
+        CUST_LOG_IN(Error, kTag, function,
+                    "[%s] match setting:CameraHWConfiguration.config value count %u error!",
+                    asUnsigned(width));
+        return GroupScan::Faulty;
+    }
+    scan = scanTableRows<kWidth>(table, group.c_str(), rowCount, RowReadFault::EndLookup, row,
+                                 rowMatches, [](int32_t, int32_t) {});
+    if (scan.readFailed) {
+        CUST_LOG_IN(Error, kTag, function, "[%s] match setting: key[%u/%u] error %d!",
+                    asUnsigned(scan.index), asUnsigned(rowCount), scan.status);
+        return GroupScan::Faulty;
+    }
+    return scan.matched ? GroupScan::Matched : GroupScan::NoMatch;
+}
+
 // The third-party capability manager is a closed library that takes the record byte for byte,
 // padding included. Aggregate initialisation leaves padding unspecified, so the record is built in
 // storage zeroed beforehand and lives exactly as long as this holder.
@@ -446,31 +475,19 @@ int CustSettingPolicyLegacy::getThirdCamScenarioId(int sensorIdx, unsigned int o
               facts.maxYuvSize.h);
 
     for (const std::string& group : groups) {
-        const int32_t rowCount = GetLocaleKeyCount(table, group.c_str());
-        if (rowCount == 0) continue;
-        const int32_t width = GetLocaleKeyValuesCount(table, group.c_str(), custpolicy::kKeyRow0);
-        // A faulty group ends the whole lookup, hiding the catch-all's answer.
-        if (width != static_cast<int32_t>(kWidth)) {
-            CUST_LOGE(kTag, "[%s] match setting:CameraHWConfiguration.config value count %u error!",
-                      asUnsigned(width));
-            return kNoScenario;
-        }
         TableRow<kWidth> row;
-        const RowScan scan = scanTableRows<kWidth>(
-            table, group.c_str(), rowCount, RowReadFault::EndLookup, row,
-            [&](const TableRow<kWidth>& r, int32_t) {
+        RowScan scan;
+        int32_t rowCount = 0;
+        const GroupScan outcome = scanThirdCamGroup<kWidth>(
+            __func__, table, group, row, scan, rowCount, [&](const TableRow<kWidth>& r, int32_t) {
                 return wildcardOrEqual(r[0], sensorIdx) && wildcardOrEqual(r[1], facts.video) &&
                        wildcardOrEqual(r[2], static_cast<int32_t>(operationMode)) &&
                        ratioAboveFloor(r[3], facts.aspectRatio) &&
                        yuvWiderThan(r[4], facts.maxYuvSize) && yuvWithin(r[5], facts.maxYuvSize);
-            },
-            [](int32_t, int32_t) {});
-        if (scan.readFailed) {
-            CUST_LOGE(kTag, "[%s] match setting: key[%u/%u] error %d!", asUnsigned(scan.index),
-                      asUnsigned(rowCount), scan.status);
-            return kNoScenario;
-        }
-        if (!scan.matched) continue;
+            });
+        // A faulty group ends the whole lookup, hiding the catch-all's answer.
+        if (outcome == GroupScan::Faulty) return kNoScenario;
+        if (outcome != GroupScan::Matched) continue;
         CUST_LOGI(kTag, "[%s] match setting(result):[%s],%s[%u/%u] [%u:%d,%d,%d,%d,%d,%d,%d]",
                   table, group.c_str(), asUnsigned(scan.index), asUnsigned(rowCount),
                   asUnsigned(kWidth), row[0], row[1], row[2], row[3], row[4], row[5], row[7]);
@@ -500,32 +517,20 @@ int CustSettingPolicyLegacy::getThirdCamScenarioIdByActivity(int sensorIdx,
               facts.video, api, operationMode, asUnsigned(facts.aspectRatio), facts.maxYuvSize.w,
               facts.maxYuvSize.h);
 
-    const int32_t rowCount = GetLocaleKeyCount(table, activity.c_str());
-    if (rowCount == 0) return fallback;
-    const int32_t width = GetLocaleKeyValuesCount(table, activity.c_str(), custpolicy::kKeyRow0);
-    if (width != static_cast<int32_t>(kWidth)) {
-        CUST_LOGE(kTag, "[%s] match setting:CameraHWConfiguration.config value count %u error!",
-                  asUnsigned(width));
-        return fallback;
-    }
     TableRow<kWidth> row;
-    const RowScan scan = scanTableRows<kWidth>(
-        table, activity.c_str(), rowCount, RowReadFault::EndLookup, row,
-        [&](const TableRow<kWidth>& r, int32_t) {
+    RowScan scan;
+    int32_t rowCount = 0;
+    const GroupScan outcome = scanThirdCamGroup<kWidth>(
+        __func__, table, activity, row, scan, rowCount, [&](const TableRow<kWidth>& r, int32_t) {
             // The API column is tested last.
             return wildcardOrEqual(r[0], sensorIdx) && wildcardOrEqual(r[2], facts.video) &&
                    wildcardOrEqual(r[3], static_cast<int32_t>(operationMode)) &&
                    ratioAboveFloor(r[4], facts.aspectRatio) &&
                    yuvWiderThan(r[5], facts.maxYuvSize) && yuvWithin(r[6], facts.maxYuvSize) &&
                    wildcardOrEqual(r[1], api);
-        },
-        [](int32_t, int32_t) {});
-    if (scan.readFailed) {
-        CUST_LOGE(kTag, "[%s] match setting: key[%u/%u] error %d!", asUnsigned(scan.index),
-                  asUnsigned(rowCount), scan.status);
-        return fallback;
-    }
-    if (!scan.matched) return fallback;
+        });
+    // Any fault, like no match, leaves the caller's answer in force.
+    if (outcome != GroupScan::Matched) return fallback;
     CUST_LOGI(kTag, "[%s] match setting(result):[%s],%s[%u/%u] [%u:%d,%d,%d,%d,%d,%d,%d,%d]", table,
               activity.c_str(), asUnsigned(scan.index), asUnsigned(rowCount), asUnsigned(kWidth),
               row[0], row[1], row[2], row[3], row[4], row[5], row[6], row[8]);
