@@ -1,5 +1,6 @@
 #include "host_config_parser.h"
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <utility>
@@ -30,6 +31,9 @@ constexpr uint64_t kMaxHexMagnitude = std::numeric_limits<uint32_t>::max();
 constexpr uint64_t kMaxPositiveMagnitude = std::numeric_limits<int32_t>::max();
 constexpr uint64_t kMaxNegativeMagnitude = kMaxPositiveMagnitude + 1;
 constexpr int64_t kTwoToThe32 = int64_t{1} << 32;
+// Row indices: keys of at most this many digits; a locale's index leaves room for this many gaps.
+constexpr size_t kMaxRowIndexDigits = 9;
+constexpr size_t kRowIndexSlack = 64;
 
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
 
@@ -81,6 +85,20 @@ int32_t int32FromPattern(uint64_t pattern) {
     return static_cast<int32_t>(pattern > kMaxPositiveMagnitude ? wide - kTwoToThe32 : wide);
 }
 
+// The row index that `key` spells: "0", or decimal digits without a leading zero, at most
+// kMaxRowIndexDigits of them.
+bool keyIsRowIndex(std::string_view key, size_t& index) {
+    if (key.empty() || key.size() > kMaxRowIndexDigits) return false;
+    if (key[0] == '0' && key.size() > 1) return false;
+    size_t value = 0;
+    for (const char c : key) {
+        if (c < '0' || c > '9') return false;
+        value = value * kDecimalBase + static_cast<size_t>(c - '0');
+    }
+    index = value;
+    return true;
+}
+
 bool isHexPrefix(const char* p, const char* end) {
     return end - p >= 2 && p[0] == '0' && (p[1] == 'x' || p[1] == 'X');
 }
@@ -99,6 +117,7 @@ private:
     bool parseValues(const char* p);
     bool parseValue(const char*& p, int32_t& value);
     bool addEntry(std::string_view name, const char* nameStart, size_t offset);
+    static void indexRows(LocaleGroup& group);
     LocaleGroup& localeGroup(std::string_view locale);
     bool fail(const char* at, std::string message);
     const char* contentEnd() const { return trimBlanksBack(mLineBegin, mLineEnd); }
@@ -132,8 +151,27 @@ LoadResult Parser::run() {
     }
     mResult.ok = true;
     mResult.tableCount = static_cast<int32_t>(mConfig.tables.size());
-    for (const auto& [name, table] : mConfig.tables) mResult.entryCount += table.entryCount;
+    for (auto& [name, table] : mConfig.tables) {
+        mResult.entryCount += table.entryCount;
+        for (auto& [locale, group] : table.locales) indexRows(group);
+    }
     return mResult;
+}
+
+void Parser::indexRows(LocaleGroup& group) {
+    // Sized for the keys that a dense locale has, with room for a few gaps; a key far beyond it
+    // stays reachable through the hash.
+    const size_t limit = 2 * group.keys.size() + kRowIndexSlack;
+    size_t size = 0;
+    for (const auto& [key, entry] : group.keys) {
+        size_t index = 0;
+        if (keyIsRowIndex(key, index) && index < limit) size = std::max(size, index + 1);
+    }
+    group.rowsByIndex.assign(size, nullptr);
+    for (const auto& [key, entry] : group.keys) {
+        size_t index = 0;
+        if (keyIsRowIndex(key, index) && index < size) group.rowsByIndex[index] = &entry;
+    }
 }
 
 bool Parser::parseLine() {
@@ -319,5 +357,11 @@ bool splitEntryName(std::string_view fullName, std::string_view& locale, std::st
 }
 
 LoadResult parseConfig(Config& config) { return Parser(config).run(); }
+
+bool rowIndexOfKey(const char* key, size_t& index) {
+    size_t length = 0;
+    while (length <= kMaxRowIndexDigits && key[length] != '\0') ++length;
+    return keyIsRowIndex(std::string_view(key, length), index);
+}
 
 }  // namespace hostconfig::detail

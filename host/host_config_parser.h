@@ -24,6 +24,11 @@ struct Entry {
 // The entries of one locale, by key. The locale's key count is keys.size().
 struct LocaleGroup {
     std::unordered_map<std::string_view, Entry> keys;
+    // The entries whose keys are row indices written the way the policies write them ("0", "1",
+    // ..., no sign, no leading zero), by index: the scans read rows by these keys, and an index
+    // is cheaper than a hash. Null where no such key exists. Every such key below
+    // rowsByIndex.size() is here; larger ones (of very sparse locales) only in `keys`.
+    std::vector<const Entry*> rowsByIndex;
 };
 
 struct Table {
@@ -51,7 +56,12 @@ struct Config {
 bool splitEntryName(std::string_view fullName, std::string_view& locale, std::string_view& key);
 
 // Parses config.text into config (whose tables must be empty). On failure the result holds the
-// position and message and config is left half-built, to be discarded.
+// position and message and config is left half-built, to be discarded. On success every locale's
+// rowsByIndex is filled.
 LoadResult parseConfig(Config& config);
+
+// The row index that `key` spells in the policies' way (decimal, no sign, no leading zero, at
+// most nine digits); false for any other key.
+bool rowIndexOfKey(const char* key, size_t& index);
 
 }  // namespace hostconfig::detail

@@ -17,6 +17,7 @@ namespace {
 
 using detail::Config;
 using detail::Entry;
+using detail::LocaleGroup;
 using detail::Table;
 
 // Larger sources are refused: the bound keeps every line number, count and width within the
@@ -24,12 +25,25 @@ using detail::Table;
 constexpr size_t kMaxSourceBytes = size_t{1} << 30;
 constexpr size_t kReadChunkBytes = size_t{1} << 16;
 
+// The table and the locale group of the last successful lookup. A scan names the same table and
+// locale for every row, so a string comparison against the last names replaces two hash
+// look-ups. The names are views of the configuration's own keys, so the cache never allocates;
+// it is emptied whenever the tables in force change.
+struct LookupCache {
+    std::string_view tableName;
+    const Table* table = nullptr;
+    std::string_view locale;
+    const Table* groupTable = nullptr;  // the table that `group` belongs to
+    const LocaleGroup* group = nullptr;
+};
+
 struct Store {
     std::mutex mutex;
     std::unique_ptr<Config> config;  // null: every table absent
     bool environmentChecked = false;
     bool recording = true;
     std::vector<StoreCall> calls;
+    LookupCache cache;
 };
 
 Store& store() {
@@ -71,7 +85,9 @@ bool readWholeFile(const std::string& path, std::string& text, std::string& mess
 // Parses `config` and, only when it is whole, puts it in force in place of the one before.
 LoadResult install(std::unique_ptr<Config> config) {
     LoadResult result = detail::parseConfig(*config);
-    if (result.ok) store().config = std::move(config);
+    if (!result.ok) return result;
+    store().cache = LookupCache();
+    store().config = std::move(config);
     return result;
 }
 
@@ -94,8 +110,7 @@ LoadResult loadTextLocked(std::string_view text, std::string_view sourceName) {
     return install(std::move(config));
 }
 
-void loadEnvironmentOnFirstUse() {
-    Store& s = store();
+void loadEnvironmentOnFirstUse(Store& s) {
     if (s.environmentChecked) return;
     s.environmentChecked = true;
     const char* path = std::getenv(kConfigEnvVar);
@@ -106,92 +121,124 @@ void loadEnvironmentOnFirstUse() {
 
 // Every entry point holds the lock for its whole call; the first one also loads the file that the
 // environment names.
-std::unique_lock<std::mutex> acquire() {
-    std::unique_lock<std::mutex> lock(store().mutex);
-    loadEnvironmentOnFirstUse();
+std::unique_lock<std::mutex> acquire(Store& s = store()) {
+    std::unique_lock<std::mutex> lock(s.mutex);
+    loadEnvironmentOnFirstUse(s);
     return lock;
 }
 
-const Table* findTable(const Config* config, const char* tableName) {
+// True when the C string `text` is exactly `name`; reads no byte of `text` past its terminator.
+bool equalsName(const char* text, std::string_view name) {
+    return std::strncmp(text, name.data(), name.size()) == 0 && text[name.size()] == '\0';
+}
+
+const Table* findTable(Store& s, const char* tableName) {
+    const Config* config = s.config.get();
     if (config == nullptr || tableName == nullptr) return nullptr;
+    LookupCache& cache = s.cache;
+    if (cache.table != nullptr && equalsName(tableName, cache.tableName)) return cache.table;
     const auto found = config->tables.find(std::string_view(tableName));
-    return found != config->tables.end() ? &found->second : nullptr;
+    if (found == config->tables.end()) return nullptr;
+    cache.tableName = found->first;
+    cache.table = &found->second;
+    return cache.table;
 }
 
-const Entry* findEntry(const Table& table, std::string_view locale, std::string_view key) {
-    const auto group = table.locales.find(locale);
-    if (group == table.locales.end()) return nullptr;
-    const auto entry = group->second.keys.find(key);
-    return entry != group->second.keys.end() ? &entry->second : nullptr;
+const LocaleGroup* findGroup(LookupCache& cache, const Table& table, std::string_view locale) {
+    if (cache.group != nullptr && cache.groupTable == &table && locale == cache.locale) {
+        return cache.group;
+    }
+    const auto found = table.locales.find(locale);
+    if (found == table.locales.end()) return nullptr;
+    cache.locale = found->first;
+    cache.groupTable = &table;
+    cache.group = &found->second;
+    return cache.group;
 }
 
-const Entry* findEntryByFullName(const Table& table, std::string_view fullName) {
+const Entry* findEntry(LookupCache& cache, const Table& table, std::string_view locale,
+                       std::string_view key) {
+    const LocaleGroup* group = findGroup(cache, table, locale);
+    if (group == nullptr) return nullptr;
+    const auto entry = group->keys.find(key);
+    return entry != group->keys.end() ? &entry->second : nullptr;
+}
+
+const Entry* findEntryByFullName(LookupCache& cache, const Table& table,
+                                 std::string_view fullName) {
     std::string_view locale;
     std::string_view key;
     if (!detail::splitEntryName(fullName, locale, key)) return nullptr;
-    return findEntry(table, locale, key);
+    return findEntry(cache, table, locale, key);
 }
 
 // (locale, key) names the entry locale[key]. A key holding '[' gives a full name whose locale
 // takes part of the key, so that pair is looked up by its composed name; it is the one lookup that
 // allocates, and no key that the policies make holds a '['.
-const Entry* findEntryByPair(const Table& table, std::string_view locale, std::string_view key) {
-    if (key.find('[') == std::string_view::npos) return findEntry(table, locale, key);
+const Entry* findEntryByPair(LookupCache& cache, const Table& table, const char* locale,
+                             const char* key) {
+    // The keys a scan makes, "0", "1", ..., go through the locale's row index.
+    size_t index = 0;
+    if (detail::rowIndexOfKey(key, index)) {
+        const LocaleGroup* group = findGroup(cache, table, locale);
+        if (group == nullptr) return nullptr;
+        if (index < group->rowsByIndex.size()) return group->rowsByIndex[index];
+        return findEntry(cache, table, locale, key);
+    }
+    if (std::strchr(key, '[') == nullptr) return findEntry(cache, table, locale, key);
     std::string fullName;
     fullName.append(locale).append("[").append(key).append("]");
-    return findEntryByFullName(table, fullName);
+    return findEntryByFullName(cache, table, fullName);
 }
 
 std::string orEmpty(const char* text) {
     return text != nullptr ? std::string(text) : std::string();
 }
 
-void record(StoreFunction function, const char* table, const char* name, const char* key,
+void record(Store& s, StoreFunction function, const char* table, const char* name, const char* key,
             int32_t wanted, int32_t result) {
-    Store& s = store();
     if (!s.recording) return;
     s.calls.push_back(
         StoreCall{function, orEmpty(table), orEmpty(name), orEmpty(key), wanted, result});
 }
 
-int32_t keyCount(const char* tableName) {
-    const Table* table = findTable(store().config.get(), tableName);
+int32_t keyCount(Store& s, const char* tableName) {
+    const Table* table = findTable(s, tableName);
     return table != nullptr ? table->entryCount : 0;
 }
 
-int32_t valuesCount(const char* tableName, const char* entryName) {
-    const Table* table = findTable(store().config.get(), tableName);
+int32_t valuesCount(Store& s, const char* tableName, const char* entryName) {
+    const Table* table = findTable(s, tableName);
     if (table == nullptr || entryName == nullptr) return 0;
-    const Entry* entry = findEntryByFullName(*table, entryName);
+    const Entry* entry = findEntryByFullName(s.cache, *table, entryName);
     return entry != nullptr ? entry->width : 0;
 }
 
-int32_t localeKeyCount(const char* tableName, const char* locale) {
-    const Table* table = findTable(store().config.get(), tableName);
+int32_t localeKeyCount(Store& s, const char* tableName, const char* locale) {
+    const Table* table = findTable(s, tableName);
     if (table == nullptr || locale == nullptr) return 0;
-    const auto group = table->locales.find(std::string_view(locale));
-    return group != table->locales.end() ? static_cast<int32_t>(group->second.keys.size()) : 0;
+    const LocaleGroup* group = findGroup(s.cache, *table, locale);
+    return group != nullptr ? static_cast<int32_t>(group->keys.size()) : 0;
 }
 
-int32_t localeKeyValuesCount(const char* tableName, const char* locale, const char* key) {
-    const Table* table = findTable(store().config.get(), tableName);
+int32_t localeKeyValuesCount(Store& s, const char* tableName, const char* locale, const char* key) {
+    const Table* table = findTable(s, tableName);
     if (table == nullptr || locale == nullptr || key == nullptr) return 0;
-    const Entry* entry = findEntryByPair(*table, locale, key);
+    const Entry* entry = findEntryByPair(s.cache, *table, locale, key);
     return entry != nullptr ? entry->width : 0;
 }
 
-int32_t readRow(const char* tableName, const char* locale, const char* key, int32_t* values,
-                int32_t count) {
+int32_t readRow(Store& s, const char* tableName, const char* locale, const char* key,
+                int32_t* values, int32_t count) {
     if (tableName == nullptr || locale == nullptr || key == nullptr || values == nullptr) {
         return kStatusNullArgument;
     }
-    const Config* config = store().config.get();
-    const Table* table = findTable(config, tableName);
+    const Table* table = findTable(s, tableName);
     if (table == nullptr) return kStatusNoEntry;
-    const Entry* entry = findEntryByPair(*table, locale, key);
+    const Entry* entry = findEntryByPair(s.cache, *table, locale, key);
     if (entry == nullptr) return kStatusNoEntry;
     if (count != entry->width) return kStatusWrongCount;
-    std::memcpy(values, config->values.data() + entry->offset,
+    std::memcpy(values, s.config->values.data() + entry->offset,
                 static_cast<size_t>(entry->width) * sizeof(int32_t));
     return kStatusOk;
 }
@@ -234,6 +281,7 @@ LoadResult reload() {
 
 void clear() {
     const auto lock = acquire();
+    store().cache = LookupCache();
     store().config.reset();
 }
 
@@ -315,42 +363,48 @@ extern "C" {
 
 int32_t GetKeyCount(const char* tableName) {
     using namespace hostconfig;
-    const auto lock = acquire();
-    const int32_t count = keyCount(tableName);
-    record(StoreFunction::GetKeyCount, tableName, nullptr, nullptr, 0, count);
+    Store& s = store();
+    const auto lock = acquire(s);
+    const int32_t count = keyCount(s, tableName);
+    record(s, StoreFunction::GetKeyCount, tableName, nullptr, nullptr, 0, count);
     return count;
 }
 
 int32_t GetValuesCount(const char* tableName, const char* entryName) {
     using namespace hostconfig;
-    const auto lock = acquire();
-    const int32_t count = valuesCount(tableName, entryName);
-    record(StoreFunction::GetValuesCount, tableName, entryName, nullptr, 0, count);
+    Store& s = store();
+    const auto lock = acquire(s);
+    const int32_t count = valuesCount(s, tableName, entryName);
+    record(s, StoreFunction::GetValuesCount, tableName, entryName, nullptr, 0, count);
     return count;
 }
 
 int32_t GetLocaleKeyCount(const char* tableName, const char* locale) {
     using namespace hostconfig;
-    const auto lock = acquire();
-    const int32_t count = localeKeyCount(tableName, locale);
-    record(StoreFunction::GetLocaleKeyCount, tableName, locale, nullptr, 0, count);
+    Store& s = store();
+    const auto lock = acquire(s);
+    const int32_t count = localeKeyCount(s, tableName, locale);
+    record(s, StoreFunction::GetLocaleKeyCount, tableName, locale, nullptr, 0, count);
     return count;
 }
 
 int32_t GetLocaleKeyValuesCount(const char* tableName, const char* locale, const char* key) {
     using namespace hostconfig;
-    const auto lock = acquire();
-    const int32_t count = localeKeyValuesCount(tableName, locale, key);
-    record(StoreFunction::GetLocaleKeyValuesCount, tableName, locale, key, 0, count);
+    Store& s = store();
+    const auto lock = acquire(s);
+    const int32_t count = localeKeyValuesCount(s, tableName, locale, key);
+    record(s, StoreFunction::GetLocaleKeyValuesCount, tableName, locale, key, 0, count);
     return count;
 }
 
 int32_t GetLocaleIntegerListConfiguration(const char* tableName, const char* locale,
                                           const char* key, int32_t* values, int32_t count) {
     using namespace hostconfig;
-    const auto lock = acquire();
-    const int32_t status = readRow(tableName, locale, key, values, count);
-    record(StoreFunction::GetLocaleIntegerListConfiguration, tableName, locale, key, count, status);
+    Store& s = store();
+    const auto lock = acquire(s);
+    const int32_t status = readRow(s, tableName, locale, key, values, count);
+    record(s, StoreFunction::GetLocaleIntegerListConfiguration, tableName, locale, key, count,
+           status);
     return status;
 }
 }
