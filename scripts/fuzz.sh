@@ -11,8 +11,8 @@
 #   CUSTPOLICY_JOBS           build parallelism (default 2)
 #   CUSTPOLICY_FUZZ_BUILD     build directory (default build/fuzz)
 #
-# The targets are built with clang, AddressSanitizer, UndefinedBehaviorSanitizer and libstdc++
-# (Debian's libFuzzer runtime is built against libstdc++) in build/fuzz. The corpus that a run
+# The targets are built with the fuzz preset: clang, AddressSanitizer, UndefinedBehaviorSanitizer
+# and libstdc++ (Debian's libFuzzer runtime is built against libstdc++). The corpus that a run
 # grows is kept in build/fuzz/corpus/<target>, so later local runs start from it.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -28,9 +28,7 @@ if ((${#targets[@]} == 0)); then
 fi
 
 echo "==== fuzz: configure and build (${build})"
-cmake -S . -B "${build}" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DCUSTPOLICY_LIBCXX=OFF \
-  -DCUSTPOLICY_FUZZ=ON -DCUSTPOLICY_TESTS=OFF -DCUSTPOLICY_TOOLS=OFF -DCUSTPOLICY_BENCH=OFF
+cmake --preset fuzz -B "${build}"
 targetNames=()
 for target in "${targets[@]}"; do targetNames+=("fuzz_${target}"); done
 cmake --build "${build}" --parallel "${jobs}" --target "${targetNames[@]}"
