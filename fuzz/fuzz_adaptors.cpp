@@ -415,8 +415,10 @@ void calculateTargetSize(FuzzedDataProvider& fdp, CustRrzoAlgoAdaptor& adaptor, 
     const int32_t callIdx =
         fdp.ConsumeIntegralInRange<int>(0, 7) != 0 ? sensorIdx : pickSensor(fdp);
 
+    ConfigurationOutputParams* outParams =
+        fdp.ConsumeIntegralInRange<int>(0, 15) != 0 ? &out : nullptr;
     adaptor.calculateTargetSize(callIdx, target, pickInt(fdp), settings, fdp.ConsumeBool(),
-                                fdp.ConsumeBool(), fdp.ConsumeIntegral<uint32_t>(), &out,
+                                fdp.ConsumeBool(), fdp.ConsumeIntegral<uint32_t>(), outParams,
                                 fdp.ConsumeIntegralInRange<int>(0, 7) != 0 ? &in : nullptr);
 
     if (legacy &&

@@ -6,6 +6,8 @@
 #
 #   scripts/fuzz.sh [target...]      targets: config_parser store_queries adaptors (default: all)
 #
+# To replay a finding: build/fuzz/fuzz/fuzz_<target> build/fuzz/findings/<target>/<file>
+#
 # Environment:
 #   CUSTPOLICY_FUZZ_SECONDS   seconds per target (default 60)
 #   CUSTPOLICY_JOBS           build parallelism (default 2)
