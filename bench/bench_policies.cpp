@@ -158,6 +158,43 @@ std::string systemCamTable(int32_t rows) {
     return text;
 }
 
+// ---- Counters and the timed decision loop -----------------------------------------------------
+
+// Heap allocations of the timed loop, per iteration.
+void reportAllocations(benchmark::State& state, uint64_t allocationsBefore) {
+    state.counters["allocs/op"] =
+        benchmark::Counter(static_cast<double>(custbench::allocationCount() - allocationsBefore),
+                           benchmark::Counter::kAvgIterations);
+}
+
+// Rows scanned per second, for `rowsPerOperation` rows read in every iteration.
+void reportRowRate(benchmark::State& state, int64_t rowsPerOperation) {
+    state.counters["rows/s"] = benchmark::Counter(
+        static_cast<double>(rowsPerOperation) * static_cast<double>(state.iterations()),
+        benchmark::Counter::kIsRate);
+}
+
+// Times CustSettingAlgoAdaptor::selectSensorSetting for the benchmark sensor over one stream
+// configuration, reports its allocations, and returns the setting of the last decision.
+SensorSetting timeSettingDecisions(benchmark::State& state, MSize maxStreamSize) {
+    CustSettingAlgoAdaptor adaptor(kSensor);
+    const auto config = appConfig();
+    const auto streams = streamInfo(maxStreamSize);
+    const AppUserConfiguration user = userConfig();
+    SensorSetting setting;
+    unsigned int flags = 0;
+
+    const uint64_t allocationsBefore = custbench::allocationCount();
+    for (auto _ : state) {
+        const bool chosen = adaptor.selectSensorSetting(config, streams, setting, kSensor, flags,
+                                                        user, 1.0f, 1.0f, 0);
+        benchmark::DoNotOptimize(chosen);
+        clearRecords();
+    }
+    reportAllocations(state, allocationsBefore);
+    return setting;
+}
+
 // ---- New policy -----------------------------------------------------------------------------
 
 void BM_NewPolicyDecision(benchmark::State& state) {
@@ -170,23 +207,7 @@ void BM_NewPolicyDecision(benchmark::State& state) {
         const int32_t scenario = 1;
         std::memcpy(reply->pData, &scenario, sizeof(scenario));
     };
-    CustSettingAlgoAdaptor adaptor(kSensor);
-    const auto config = appConfig();
-    const auto streams = streamInfo(kSensorSize);
-    const AppUserConfiguration user = userConfig();
-    SensorSetting setting;
-    unsigned int flags = 0;
-
-    const uint64_t allocationsBefore = custbench::allocationCount();
-    for (auto _ : state) {
-        const bool chosen = adaptor.selectSensorSetting(config, streams, setting, kSensor, flags,
-                                                        user, 1.0f, 1.0f, 0);
-        benchmark::DoNotOptimize(chosen);
-        clearRecords();
-    }
-    state.counters["allocs/op"] =
-        benchmark::Counter(static_cast<double>(custbench::allocationCount() - allocationsBefore),
-                           benchmark::Counter::kAvgIterations);
+    const SensorSetting setting = timeSettingDecisions(state, kSensorSize);
     if (setting.sensorMode != 1) state.SkipWithError("the decision did not take scenario 1");
 }
 BENCHMARK(BM_NewPolicyDecision);
@@ -199,26 +220,8 @@ void BM_LegacySystemCamDecision(benchmark::State& state) {
     describeSensor();
     hostplatform::state().customer.capMode = kCaptureModeVideo;
     loadConfig(systemCamTable(rows), state);
-    CustSettingAlgoAdaptor adaptor(kSensor);
-    const auto config = appConfig();
-    const auto streams = streamInfo(kSensorSize);
-    const AppUserConfiguration user = userConfig();
-    SensorSetting setting;
-    unsigned int flags = 0;
-
-    const uint64_t allocationsBefore = custbench::allocationCount();
-    for (auto _ : state) {
-        const bool chosen = adaptor.selectSensorSetting(config, streams, setting, kSensor, flags,
-                                                        user, 1.0f, 1.0f, 0);
-        benchmark::DoNotOptimize(chosen);
-        clearRecords();
-    }
-    state.counters["allocs/op"] =
-        benchmark::Counter(static_cast<double>(custbench::allocationCount() - allocationsBefore),
-                           benchmark::Counter::kAvgIterations);
-    state.counters["rows/s"] =
-        benchmark::Counter(static_cast<double>(rows) * static_cast<double>(state.iterations()),
-                           benchmark::Counter::kIsRate);
+    const SensorSetting setting = timeSettingDecisions(state, kSensorSize);
+    reportRowRate(state, rows);
     if (setting.sensorMode != 1) state.SkipWithError("the decision did not take the last row");
     hostconfig::clear();
 }
@@ -268,12 +271,8 @@ void BM_RowMatchFloor(benchmark::State& state) {
         const int32_t scenario = scanRows(rows, facts);
         benchmark::DoNotOptimize(scenario);
     }
-    state.counters["allocs/op"] =
-        benchmark::Counter(static_cast<double>(custbench::allocationCount() - allocationsBefore),
-                           benchmark::Counter::kAvgIterations);
-    state.counters["rows/s"] =
-        benchmark::Counter(static_cast<double>(rowCount) * static_cast<double>(state.iterations()),
-                           benchmark::Counter::kIsRate);
+    reportAllocations(state, allocationsBefore);
+    reportRowRate(state, rowCount);
     if (scanRows(rows, facts) != 1) state.SkipWithError("the floor did not take the last row");
 }
 BENCHMARK(BM_RowMatchFloor)->Arg(8)->Arg(64)->Arg(512);
@@ -292,11 +291,8 @@ void BM_StoreRowRead(benchmark::State& state) {
         benchmark::DoNotOptimize(status);
         benchmark::DoNotOptimize(row);
     }
-    state.counters["allocs/op"] =
-        benchmark::Counter(static_cast<double>(custbench::allocationCount() - allocationsBefore),
-                           benchmark::Counter::kAvgIterations);
-    state.counters["rows/s"] =
-        benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+    reportAllocations(state, allocationsBefore);
+    reportRowRate(state, 1);
     hostconfig::clear();
 }
 BENCHMARK(BM_StoreRowRead);
@@ -344,26 +340,8 @@ void BM_LegacyThirdPartyChain(benchmark::State& state) {
     customer.curCamName = kApp;
     customer.activityName = kActivity;
     loadConfig(thirdPartyTables(rows), state);
-    CustSettingAlgoAdaptor adaptor(kSensor);
-    const auto config = appConfig();
-    const auto streams = streamInfo(kMaxYuv);
-    const AppUserConfiguration user = userConfig();
-    SensorSetting setting;
-    unsigned int flags = 0;
-
-    const uint64_t allocationsBefore = custbench::allocationCount();
-    for (auto _ : state) {
-        const bool chosen = adaptor.selectSensorSetting(config, streams, setting, kSensor, flags,
-                                                        user, 1.0f, 1.0f, 0);
-        benchmark::DoNotOptimize(chosen);
-        clearRecords();
-    }
-    state.counters["allocs/op"] =
-        benchmark::Counter(static_cast<double>(custbench::allocationCount() - allocationsBefore),
-                           benchmark::Counter::kAvgIterations);
-    state.counters["rows/s"] = benchmark::Counter(
-        3.0 * static_cast<double>(rows) * static_cast<double>(state.iterations()),
-        benchmark::Counter::kIsRate);
+    const SensorSetting setting = timeSettingDecisions(state, kMaxYuv);
+    reportRowRate(state, 3 * rows);  // three tables of `rows` rows each
     // The thermal table has the last word.
     if (setting.sensorMode != 4) state.SkipWithError("the chain did not end in the thermal row");
     hostconfig::clear();
@@ -415,12 +393,8 @@ void BM_LegacyRrzoSelectTargetSize(benchmark::State& state) {
         benchmark::DoNotOptimize(out);
         clearRecords();
     }
-    state.counters["allocs/op"] =
-        benchmark::Counter(static_cast<double>(custbench::allocationCount() - allocationsBefore),
-                           benchmark::Counter::kAvgIterations);
-    state.counters["rows/s"] = benchmark::Counter(
-        2.0 * static_cast<double>(rows) * static_cast<double>(state.iterations()),
-        benchmark::Counter::kIsRate);
+    reportAllocations(state, allocationsBefore);
+    reportRowRate(state, 2 * rows);  // two tables of `rows` rows each
     if (out != MSize(4000, 2250)) state.SkipWithError("the RRZO row was not applied");
     hostconfig::clear();
 }
@@ -464,12 +438,8 @@ void BM_LoadConfigText(benchmark::State& state) {
             break;
         }
     }
-    state.counters["allocs/op"] =
-        benchmark::Counter(static_cast<double>(custbench::allocationCount() - allocationsBefore),
-                           benchmark::Counter::kAvgIterations);
-    state.counters["rows/s"] =
-        benchmark::Counter(static_cast<double>(kLoadRows) * static_cast<double>(state.iterations()),
-                           benchmark::Counter::kIsRate);
+    reportAllocations(state, allocationsBefore);
+    reportRowRate(state, kLoadRows);
     state.counters["bytes/s"] = benchmark::Counter(
         static_cast<double>(text.size()) * static_cast<double>(state.iterations()),
         benchmark::Counter::kIsRate);
@@ -496,12 +466,8 @@ void BM_LoadConfigFile(benchmark::State& state) {
             break;
         }
     }
-    state.counters["allocs/op"] =
-        benchmark::Counter(static_cast<double>(custbench::allocationCount() - allocationsBefore),
-                           benchmark::Counter::kAvgIterations);
-    state.counters["rows/s"] =
-        benchmark::Counter(static_cast<double>(kLoadRows) * static_cast<double>(state.iterations()),
-                           benchmark::Counter::kIsRate);
+    reportAllocations(state, allocationsBefore);
+    reportRowRate(state, kLoadRows);
     unlink(path);
     hostconfig::clear();
 }
