@@ -15,8 +15,6 @@
 #include "platform/MSize.h"
 #include "platform/PolicyTypes.h"
 
-// Shared set-up of the sensor-setting tests: configurations built from plain sizes, static
-// metadata written into the host platform, and one call through the adaptor.
 namespace settingtest {
 
 using custpolicy_types::AppUserConfiguration;
@@ -25,18 +23,15 @@ using custpolicy_types::PolicyParsedAppImageStreamInfo;
 using custpolicy_types::SensorSetting;
 using mcam::core::device::policy::ImageStreamInfoPtr;
 
-// Tags the tests write; the library reads them.
 constexpr uint32_t kTagAeTargetFpsRange = 0x10005;
 constexpr uint32_t kTagAeAvailableTargetFpsRanges = 0x10014;
 constexpr uint32_t kTagMinFrameDurations = 0xD000B;
 constexpr uint32_t kTagPixelArraySize = 0xF0006;
 constexpr uint32_t kTagAovMode = 0x80150001;
-
-constexpr int64_t kFormatYuv = 0x23;
-// Scenario the host sensor-info helper knows by default in these tests.
 constexpr int32_t kKnownScenario = 3;
-// Values an untouched out-record keeps, so that any write shows.
-constexpr uint32_t kSentinel = 0xDEADBEEF;
+constexpr uint32_t kSentinel = 0xDEADBEEF;  // an untouched out-value keeps it
+constexpr int kAndroidError = 6, kAndroidWarning = 5, kAndroidInfo = 4, kAndroidDebug = 3;
+constexpr char kBaseTag[] = "CustSettingPolicyBase";
 
 inline ImageStreamInfoPtr stream(int32_t w, int32_t h) {
     hostplatform::ImageStreamFacts facts;
@@ -44,16 +39,16 @@ inline ImageStreamInfoPtr stream(int32_t w, int32_t h) {
     return hostplatform::makeImageStream(facts);
 }
 
-inline std::vector<ImageStreamInfoPtr> streams(std::initializer_list<MSize> sizes) {
+inline std::vector<ImageStreamInfoPtr> streams(const std::vector<MSize>& sizes) {
     std::vector<ImageStreamInfoPtr> list;
     for (const MSize& size : sizes) list.push_back(stream(size.w, size.h));
     return list;
 }
 
-inline AppUserConfiguration userConfigOf(std::initializer_list<MSize> sizes) {
+inline AppUserConfiguration userConfigOf(const std::vector<MSize>& sizes) {
     AppUserConfiguration config;
     int64_t id = 0;
-    for (const MSize& size : sizes) config.imageStreams[id++] = stream(size.w, size.h);
+    for (const ImageStreamInfoPtr& info : streams(sizes)) config.imageStreams[id++] = info;
     return config;
 }
 
@@ -62,12 +57,7 @@ void setStatic(int32_t sensorIdx, uint32_t tag, std::initializer_list<T> items) 
     hostplatform::sensor(sensorIdx).staticMetadata.update(NSCam::IEntry::of<T>(tag, items));
 }
 
-inline void removeStatic(int32_t sensorIdx, uint32_t tag) {
-    hostplatform::sensor(sensorIdx).staticMetadata.remove(tag);
-}
-
-// A configuration that every test starts from: one 4000x3000 stream on a 4:3 sensor with
-// complete static metadata, the new policy, and a service that answers kKnownScenario.
+// One 4000x3000 stream on a 4:3 sensor with complete static metadata.
 struct Inputs {
     std::shared_ptr<PolicyParsedAppConfiguration> appConfig =
         std::make_shared<PolicyParsedAppConfiguration>();
@@ -75,26 +65,19 @@ struct Inputs {
         std::make_shared<PolicyParsedAppImageStreamInfo>();
     AppUserConfiguration userConfig = userConfigOf({{4000, 3000}});
     int sensorIdx = 0;
-    float floatParam0 = 1.0f;
-    float floatParam1 = 2.0f;
+    float floatParam0 = 1.0f, floatParam1 = 2.0f;
     unsigned int hdrMode = 0;
-
-    Inputs() {
-        streamInfo->maxStreamSize = MSize(4000, 3000);
-        streamInfo->maxYuvSize = MSize(4000, 3000);
-    }
+    Inputs() { streamInfo->maxStreamSize = streamInfo->maxYuvSize = MSize(4000, 3000); }
 };
 
-inline void installDefaultSensor(int32_t sensorIdx) {
-    hostplatform::SensorFacts& facts = hostplatform::sensor(sensorIdx);
-    facts.newSettingPolicy = true;
-    facts.modes[kKnownScenario] = hostplatform::SensorMode{30, MSize(4000, 3000), 2};
-    setStatic<MSize>(sensorIdx, kTagPixelArraySize, {MSize(8192, 6144)});
-    setStatic<int64_t>(sensorIdx, kTagMinFrameDurations, {kFormatYuv, 4000, 3000, 33333333});
-    setStatic<int32_t>(sensorIdx, kTagAeAvailableTargetFpsRanges, {15, 30, 30, 30});
+inline void installDefaultSensor(int32_t idx) {
+    hostplatform::sensor(idx).newSettingPolicy = true;
+    hostplatform::sensor(idx).modes[kKnownScenario] = {30, MSize(4000, 3000), 2};
+    setStatic<MSize>(idx, kTagPixelArraySize, {MSize(8192, 6144)});
+    setStatic<int64_t>(idx, kTagMinFrameDurations, {0x23, 4000, 3000, 33333333});
+    setStatic<int32_t>(idx, kTagAeAvailableTargetFpsRanges, {15, 30, 30, 30});
 }
 
-// A service that names `scenario` through the reply.
 inline void answerScenario(int32_t scenario) {
     hostplatform::state().featureChip = [scenario](const CustTransMsgData*,
                                                    CustTransMsgData* reply) {
@@ -103,21 +86,7 @@ inline void answerScenario(int32_t scenario) {
 }
 
 inline SensorSetting sentinelSetting() {
-    SensorSetting setting;
-    setting.sensorMode = kSentinel;
-    setting.sensorFps = kSentinel;
-    setting.sensorSize = MSize(-7, -7);
-    setting.sensorPattern = kSentinel;
-    setting.rawFmtType = kSentinel;
-    return setting;
-}
-
-inline void expectSameSetting(const SensorSetting& actual, const SensorSetting& expected) {
-    EXPECT_EQ(actual.sensorMode, expected.sensorMode);
-    EXPECT_EQ(actual.sensorFps, expected.sensorFps);
-    EXPECT_EQ(actual.sensorSize, expected.sensorSize);
-    EXPECT_EQ(actual.sensorPattern, expected.sensorPattern);
-    EXPECT_EQ(actual.rawFmtType, expected.rawFmtType);
+    return SensorSetting{kSentinel, kSentinel, MSize(-7, -7), kSentinel, kSentinel};
 }
 
 struct Outcome {
@@ -126,17 +95,16 @@ struct Outcome {
     unsigned int outValue = kSentinel;
 };
 
-// One decision through a fresh adaptor for the inputs' sensor.
-inline Outcome decide(const Inputs& inputs) {
-    CustSettingAlgoAdaptor adaptor(inputs.sensorIdx);
-    Outcome outcome;
-    outcome.result = adaptor.selectSensorSetting(
-        inputs.appConfig, inputs.streamInfo, outcome.setting, inputs.sensorIdx, outcome.outValue,
-        inputs.userConfig, inputs.floatParam0, inputs.floatParam1, inputs.hdrMode);
-    return outcome;
+inline Outcome decide(const Inputs& in) {
+    CustSettingAlgoAdaptor adaptor(in.sensorIdx);
+    Outcome o;
+    o.result = adaptor.selectSensorSetting(in.appConfig, in.streamInfo, o.setting, in.sensorIdx,
+                                           o.outValue, in.userConfig, in.floatParam0,
+                                           in.floatParam1, in.hdrMode);
+    return o;
 }
 
-// The selection record of the only 0x1005 message sent so far.
+// The selection record of the only feature-chip message sent so far.
 inline CustSelectIn4Setting sentSelectIn() {
     const auto& calls = hostplatform::state().recorded.featureChip;
     EXPECT_EQ(calls.size(), 1u);
@@ -144,8 +112,7 @@ inline CustSelectIn4Setting sentSelectIn() {
     return *calls.back().selectIn;
 }
 
-// Android log lines with this tag and priority.
-inline std::vector<std::string> androidLines(const std::string& tag, int priority) {
+inline std::vector<std::string> androidLines(int priority, const std::string& tag = kBaseTag) {
     std::vector<std::string> lines;
     for (const auto& record : hostplatform::state().recorded.androidLog) {
         if (record.tag == tag && record.priorityOrLevel == priority) lines.push_back(record.text);
