@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -18,160 +17,89 @@
 
 namespace {
 
-// ---- New sensor-setting policy: the selection record ----------------------------------------
+using NSCam::IEntry;
 
-// What the default inputs of the setting tests put into the record: durations of 30 fps, a 4:3
-// pixel array of 8192x6144 under a 4:3 stream, AE ranges up to 30 and no AOV mode.
-struct SelectionFacts {
-    int32_t maxFps = 30;
-    int32_t maxRatio = 750;
-    int32_t highFpsThres = 30;
-    int32_t aovMode = 0;
-    MSize pixelArraySize{8192, 6144};
-};
+constexpr uint32_t kAeTargetFpsRange = 0x10005, kAeAvailableTargetFpsRanges = 0x10014;
+constexpr uint32_t kMinFrameDurations = 0xD000B, kPixelArraySize = 0xF0006, kAovMode = 0x80150001;
 
 class UntrustedSelectionInputs : public settingtest::SettingTest {};
 
+// The default inputs give durations of 30 fps, a 4:3 pixel array of 8192x6144 under a 4:3
+// stream, AE ranges up to 30 and no AOV mode. Comments name what a raw-word read would see.
 TEST_F(UntrustedSelectionInputs, ReadsStayInsideTheirEntries) {
-    using settingtest::Inputs;
-    using settingtest::kTagAeAvailableTargetFpsRanges;
-    using settingtest::kTagAeTargetFpsRange;
-    using settingtest::kTagAovMode;
-    using settingtest::kTagMinFrameDurations;
-    using settingtest::kTagPixelArraySize;
-    using settingtest::setStatic;
-    const auto session = [](Inputs& i, const NSCam::IEntry& entry) {
-        i.appConfig->sessionParams.update(entry);
-    };
+    const MSize kArray(8192, 6144), kNoArray(0, 0);
     struct Case {
         const char* why;
-        std::function<void(Inputs&)> arrange;
-        std::function<void(SelectionFacts&)> expect;
+        IEntry session, sensorStatic;  // tag 0 leaves it out
+        bool squareStream;
+        int32_t maxFps, maxRatio, highFpsThres, aovMode;
+        MSize pixelArraySize;
     };
     const Case kCases[] = {
         {"session range of 64-bit items: its upper bound reads as 0, durations decide",
-         [&](Inputs& i) {
-             // Read as raw 32-bit words, the block's second word would be 60.
-             session(i, NSCam::IEntry::of<int64_t>(kTagAeTargetFpsRange, {(60LL << 32) | 15}));
-         },
-         [](SelectionFacts&) {}},
-        {"session range of sizes: its upper bound reads as 0",
-         [&](Inputs& i) {
-             session(i, NSCam::IEntry::of<MSize>(kTagAeTargetFpsRange, {{60, 60}, {60, 60}}));
-         },
-         [](SelectionFacts&) {}},
-        {"empty session range: its upper bound reads as 0",
-         [&](Inputs& i) { session(i, NSCam::IEntry(kTagAeTargetFpsRange)); },
-         [](SelectionFacts&) {}},
-        {"durations of 32-bit items read as 0: no frame rate",
-         [](Inputs&) {
-             // Read as raw 64-bit words, the block would be one group of 60 fps.
-             setStatic<int32_t>(0, kTagMinFrameDurations, {0x23, 0, 640, 0, 480, 0, 16666666, 0});
-         },
-         [](SelectionFacts& f) { f.maxFps = 0; }},
-        {"a duration group cut before its duration reads it as 0",
-         [](Inputs&) {
-             setStatic<int64_t>(0, kTagMinFrameDurations, {0x23, 640, 480});
-         },
-         [](SelectionFacts& f) { f.maxFps = 0; }},
+         IEntry::of<int64_t>(kAeTargetFpsRange, {(60LL << 32) | 15}),  // second word 60
+         IEntry(), false, 30, 750, 30, 0, kArray},
+        {"empty session range: its upper bound reads as 0", IEntry(kAeTargetFpsRange), IEntry(),
+         false, 30, 750, 30, 0, kArray},
+        {"durations of 32-bit items read as 0: no frame rate", IEntry(),
+         IEntry::of<int32_t>(kMinFrameDurations, {0x23, 0, 640, 0, 480, 0, 16666666, 0}),  // 60fps
+         false, 0, 750, 30, 0, kArray},
+        {"a duration group cut before its duration reads it as 0", IEntry(),
+         IEntry::of<int64_t>(kMinFrameDurations, {0x23, 640, 480}), false, 0, 750, 30, 0, kArray},
         {"pixel array of 32-bit items reads as (0, 0): a square stream keeps its own ratio",
-         [](Inputs& i) {
-             setStatic<int32_t>(0, kTagPixelArraySize, {8192, 6144});
-             i.userConfig = settingtest::userConfigOf({{3000, 3000}});
-         },
-         [](SelectionFacts& f) {
-             f.pixelArraySize = MSize(0, 0);
-             f.maxRatio = 1000;
-         }},
-        {"pixel array of one byte reads as (0, 0)",
-         [](Inputs&) { setStatic<uint8_t>(0, kTagPixelArraySize, {1}); },
-         [](SelectionFacts& f) {
-             f.pixelArraySize = MSize(0, 0);
-             f.maxRatio = 750;  // the stream's own 4:3
-         }},
-        {"AE ranges of 64-bit items read as 0",
-         [](Inputs&) {
-             // Read as raw 32-bit words, the block's second word would be 30.
-             setStatic<int64_t>(0, kTagAeAvailableTargetFpsRanges,
-                                {(30LL << 32) | 15, (120LL << 32) | 60});
-         },
-         [](SelectionFacts& f) { f.highFpsThres = 0; }},
-        {"AE ranges of a lone lower bound have no upper bound",
-         [](Inputs&) { setStatic<int32_t>(0, kTagAeAvailableTargetFpsRanges, {240}); },
-         [](SelectionFacts& f) { f.highFpsThres = 0; }},
-        {"AOV mode of bytes reads as absent",
-         [&](Inputs& i) { session(i, NSCam::IEntry::of<uint8_t>(kTagAovMode, {2})); },
-         [](SelectionFacts&) {}},
-        {"empty AOV entry reads as absent",
-         [&](Inputs& i) { session(i, NSCam::IEntry(kTagAovMode)); }, [](SelectionFacts&) {}},
-        {"control: an AOV mode of 32-bit items is read",
-         [&](Inputs& i) { session(i, NSCam::IEntry::of<int32_t>(kTagAovMode, {2})); },
-         [](SelectionFacts& f) { f.aovMode = 2; }},
+         IEntry(), IEntry::of<int32_t>(kPixelArraySize, {8192, 6144}), true, 30, 1000, 30, 0,
+         kNoArray},
+        {"AE ranges of 64-bit items read as 0", IEntry(),
+         IEntry::of<int64_t>(kAeAvailableTargetFpsRanges, {(30LL << 32) | 15}),  // second word 30
+         false, 30, 750, 0, 0, kArray},
+        {"AE ranges of a lone lower bound have no upper bound", IEntry(),
+         IEntry::of<int32_t>(kAeAvailableTargetFpsRanges, {240}), false, 30, 750, 0, 0, kArray},
+        {"AOV mode of bytes reads as absent", IEntry::of<uint8_t>(kAovMode, {2}), IEntry(), false,
+         30, 750, 30, 0, kArray},
+        {"control: an AOV mode of 32-bit items is read", IEntry::of<int32_t>(kAovMode, {2}),
+         IEntry(), false, 30, 750, 30, 2, kArray},
     };
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
-        Inputs inputs;
-        c.arrange(inputs);
+        settingtest::Inputs inputs;
+        if (c.session.tag() != 0) inputs.appConfig->sessionParams.update(c.session);
+        if (c.sensorStatic.tag() != 0) {
+            hostplatform::sensor(0).staticMetadata.update(c.sensorStatic);
+        }
+        if (c.squareStream) inputs.userConfig = settingtest::userConfigOf({{3000, 3000}});
         settingtest::decide(inputs);
-        SelectionFacts expected;
-        c.expect(expected);
         const CustSelectIn4Setting record = settingtest::sentSelectIn();
-        EXPECT_EQ(record.maxFps, expected.maxFps);
-        EXPECT_EQ(record.maxRatio, expected.maxRatio);
-        EXPECT_EQ(record.highFpsThres, expected.highFpsThres);
-        EXPECT_EQ(record.aovMode, expected.aovMode);
-        EXPECT_EQ(record.pixelArraySize, expected.pixelArraySize);
+        EXPECT_EQ(record.maxFps, c.maxFps);
+        EXPECT_EQ(record.maxRatio, c.maxRatio);
+        EXPECT_EQ(record.highFpsThres, c.highFpsThres);
+        EXPECT_EQ(record.aovMode, c.aovMode);
+        EXPECT_EQ(record.pixelArraySize, c.pixelArraySize);
     }
 }
 
-// ---- Legacy sensor-setting policy: the manager record and the engineering override ----------
+class UntrustedLegacyFacts : public legacytest::LegacyTest {};
 
-class UntrustedLegacyFacts : public legacytest::LegacyTest {
-protected:
-    // One decision for sensor 0 through the adaptor; the scenario it chose, or -1.
-    int32_t decide() {
-        CustSettingAlgoAdaptor adaptor(0);
-        legacytest::SensorSetting setting = legacytest::sentinelSetting();
-        unsigned int seamlessFlags = 0;
-        const mcam::core::device::policy::AppUserConfiguration userConfig;
-        const bool result =
-            adaptor.selectSensorSetting(mSession.appConfig, mSession.streamInfo, setting, 0,
-                                        seamlessFlags, userConfig, 1.0f, 2.0f, 0);
-        return result ? static_cast<int32_t>(setting.sensorMode) : -1;
-    }
-};
-
-// A temperature that a block holds 40 bytes in.
-constexpr int32_t kHot = 45;
+constexpr int32_t kHot = 45;  // the temperature, 40 bytes into its block
 
 TEST_F(UntrustedLegacyFacts, ManagerRecordGetsFallbacksForUnreadableFacts) {
     using legacytest::kTagApiValue;
     using legacytest::kTagTemperature;
     struct Case {
         const char* why;
-        NSCam::IEntry api;          // tag 0 leaves the API value out
-        NSCam::IEntry temperature;  // tag 0 leaves the temperature out
+        IEntry entry;  // a session parameter
         int32_t expectedApi, expectedTemperature;
     };
     const Case kCases[] = {
-        {"API value of 64-bit items reads as absent", NSCam::IEntry::of<int64_t>(kTagApiValue, {2}),
-         NSCam::IEntry(), -1, -1},
-        {"API value of bytes reads as absent", NSCam::IEntry::of<uint8_t>(kTagApiValue, {2}),
-         NSCam::IEntry(), -1, -1},
-        {"empty API entry reads as absent", NSCam::IEntry(kTagApiValue), NSCam::IEntry(), -1, -1},
-        {"control: API value of 32-bit items", NSCam::IEntry::of<int32_t>(kTagApiValue, {2}),
-         NSCam::IEntry(), 2, -1},
-        {"temperature block of five 64-bit items is 40 bytes: too short", NSCam::IEntry(),
-         NSCam::IEntry::of<int64_t>(kTagTemperature, {kHot, kHot, kHot, kHot, kHot}), -1, -1},
-        {"temperature block of six 64-bit items: the low half of the sixth", NSCam::IEntry(),
-         NSCam::IEntry::of<int64_t>(kTagTemperature, {0, 0, 0, 0, 0, 0x700000000LL + kHot}), -1,
-         kHot},
-        {"temperature block of sizes: the width of the sixth", NSCam::IEntry(),
-         NSCam::IEntry::of<MSize>(kTagTemperature, {{}, {}, {}, {}, {}, {kHot, 7}}), -1, kHot},
-        {"temperature block of 43 bytes: too short", NSCam::IEntry(),
-         legacytest::temperatureEntry(kHot, 43), -1, -1},
-        {"empty temperature entry", NSCam::IEntry(), NSCam::IEntry(kTagTemperature), -1, -1},
+        {"API value of 64-bit items reads as absent", IEntry::of<int64_t>(kTagApiValue, {2}), -1,
+         -1},
+        {"empty API entry reads as absent", IEntry(kTagApiValue), -1, -1},
+        {"control: API value of 32-bit items", IEntry::of<int32_t>(kTagApiValue, {2}), 2, -1},
+        {"temperature block of six 64-bit items: the low half of the sixth",
+         IEntry::of<int64_t>(kTagTemperature, {0, 0, 0, 0, 0, 0x700000000LL + kHot}), -1, kHot},
+        {"temperature block of 43 bytes: too short", legacytest::temperatureEntry(kHot, 43), -1,
+         -1},
+        {"temperature block of 44 bytes", legacytest::temperatureEntry(kHot), -1, kHot},
     };
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
@@ -182,10 +110,14 @@ TEST_F(UntrustedLegacyFacts, ManagerRecordGetsFallbacksForUnreadableFacts) {
         customer.curCamName = "com.app";
         customer.activityName = "com.app/.Main";
         hostplatform::state().thirdCap = {true, 4};
-        if (c.api.tag() != 0) mSession.appConfig->sessionParams.update(c.api);
-        if (c.temperature.tag() != 0) mSession.appConfig->sessionParams.update(c.temperature);
+        mSession.appConfig->sessionParams.update(c.entry);
 
-        EXPECT_EQ(decide(), 4);
+        CustSettingAlgoAdaptor adaptor(0);
+        legacytest::SensorSetting setting = legacytest::sentinelSetting();
+        unsigned int seamlessFlags = 0;
+        ASSERT_TRUE(adaptor.selectSensorSetting(mSession.appConfig, mSession.streamInfo, setting, 0,
+                                                seamlessFlags, {}, 1.0f, 2.0f, 0));
+        EXPECT_EQ(setting.sensorMode, 4u);
         ASSERT_EQ(hostplatform::state().recorded.thirdCap.size(), 1u);
         const hostplatform::ThirdCapCall& record = hostplatform::state().recorded.thirdCap.front();
         EXPECT_EQ(record.apiValue, c.expectedApi);
@@ -202,29 +134,23 @@ TEST_F(UntrustedLegacyFacts, EngineeringOverrideReadsOnlyWhatTheEntriesHold) {
     struct Case {
         const char* why;
         uint32_t operationMode;
-        NSCam::IEntry traversal;   // static metadata of sensor 0; tag 0 leaves it out
-        NSCam::IEntry sensorMode;  // session parameters; tag 0 leaves it out
-        int32_t expected;          // -1: no decision
+        IEntry traversal;   // static metadata of sensor 0; tag 0 leaves it out
+        IEntry sensorMode;  // session parameters; tag 0 leaves it out
+        int32_t expected;   // -1: no decision
     };
-    const NSCam::IEntry kModeFive = NSCam::IEntry::of<uint8_t>(kTagEngineerSensorModeSel, {5});
+    const IEntry kModeFive = IEntry::of<uint8_t>(kTagEngineerSensorModeSel, {5});
     const Case kCases[] = {
-        {"sensor mode of 32-bit items reads as absent", 0, NSCam::IEntry(),
-         NSCam::IEntry::of<int32_t>(kTagEngineerSensorModeSel, {5}), -1},
-        {"empty sensor-mode entry reads as absent", 0, NSCam::IEntry(),
-         NSCam::IEntry(kTagEngineerSensorModeSel), -1},
-        {"control: a sensor mode of bytes", 0, NSCam::IEntry(), kModeFive, 5},
+        {"sensor mode of 32-bit items reads as absent", 0, IEntry(),
+         IEntry::of<int32_t>(kTagEngineerSensorModeSel, {5}), -1},
+        {"control: a sensor mode of bytes", 0, IEntry(), kModeFive, 5},
         {"four zero bytes hold a zero item: the short-cut", kTraversalOperationMode,
-         NSCam::IEntry::of<uint8_t>(kTagTraversalMode, {0, 0, 0, 0}), kModeFive,
-         kTraversalScenario},
+         IEntry::of<uint8_t>(kTagTraversalMode, {0, 0, 0, 0}), kModeFive, kTraversalScenario},
         {"three zero bytes cannot hold an item: read as nonzero", kTraversalOperationMode,
-         NSCam::IEntry::of<uint8_t>(kTagTraversalMode, {0, 0, 0}), kModeFive, 5},
+         IEntry::of<uint8_t>(kTagTraversalMode, {0, 0, 0}), kModeFive, 5},
         {"a zero 64-bit item begins with a zero word", kTraversalOperationMode,
-         NSCam::IEntry::of<int64_t>(kTagTraversalMode, {0x100000000LL}), kModeFive,
-         kTraversalScenario},
+         IEntry::of<int64_t>(kTagTraversalMode, {0x100000000LL}), kModeFive, kTraversalScenario},
         {"a 64-bit item with a nonzero low word", kTraversalOperationMode,
-         NSCam::IEntry::of<int64_t>(kTagTraversalMode, {1}), kModeFive, 5},
-        {"empty traversal entry: read as nonzero", kTraversalOperationMode,
-         NSCam::IEntry(kTagTraversalMode), kModeFive, 5},
+         IEntry::of<int64_t>(kTagTraversalMode, {1}), kModeFive, 5},
     };
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
@@ -242,43 +168,34 @@ TEST_F(UntrustedLegacyFacts, EngineeringOverrideReadsOnlyWhatTheEntriesHold) {
     }
 }
 
-// ---- Feature-driven RRZO policy: the stabilisation mode --------------------------------------
-
-constexpr uint32_t kTagEisMode = 0x10011;
-
 TEST(UntrustedRrzoInputs, StabilisationModeOfAnotherTypeReadsAsAbsent) {
-    using mcam::core::device::policy::PolicyParsedAppConfiguration;
-    using mcam::core::device::policy::PolicyParsedAppImageStreamInfo;
-    using mcam::core::device::policy::featuresetting::ConfigurationInputParams;
-    using mcam::core::device::policy::featuresetting::ConfigurationOutputParams;
-    using mcam::core::device::policy::featuresetting::StreamRecord;
+    namespace policy = mcam::core::device::policy;
+    constexpr uint32_t kTagEisMode = 0x10011;
     struct Case {
         const char* why;
-        NSCam::IEntry eisMode;
+        IEntry eisMode;
         bool eisOn;
-        bool reportedAbsent;
     };
     const Case kCases[] = {
-        {"32-bit items", NSCam::IEntry::of<int32_t>(kTagEisMode, {1}), false, true},
-        {"64-bit items", NSCam::IEntry::of<int64_t>(kTagEisMode, {1}), false, true},
-        {"empty entry", NSCam::IEntry(kTagEisMode), false, true},
-        {"control: one byte", NSCam::IEntry::of<uint8_t>(kTagEisMode, {1}), true, false},
+        {"32-bit items", IEntry::of<int32_t>(kTagEisMode, {1}), false},
+        {"empty entry", IEntry(kTagEisMode), false},
+        {"control: one byte", IEntry::of<uint8_t>(kTagEisMode, {1}), true},
     };
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         hostplatform::reset();
         hostplatform::sensor(0).newRrzoPolicy = true;
-        auto app = std::make_shared<PolicyParsedAppConfiguration>();
-        auto streams = std::make_shared<PolicyParsedAppImageStreamInfo>();
+        auto app = std::make_shared<policy::PolicyParsedAppConfiguration>();
+        app->sessionParams.update(c.eisMode);
         auto settings = std::make_shared<CustSensorSettingMap>();
         (*settings)[0].sensorSize = MSize(4000, 3000);
-        app->sessionParams.update(c.eisMode);
-        StreamRecord record;
-        ConfigurationOutputParams out{&record};
-        ConfigurationInputParams in{app, streams};
+        policy::featuresetting::StreamRecord record;
+        policy::featuresetting::ConfigurationOutputParams out{&record};
+        policy::featuresetting::ConfigurationInputParams in{
+            app, std::make_shared<policy::PolicyParsedAppImageStreamInfo>()};
         MSize target(1920, 1080);
-        CustRrzoAlgoAdaptor adaptor(0);
-        adaptor.calculateTargetSize(0, target, 0, settings, false, false, 0, &out, &in);
+        CustRrzoAlgoAdaptor(0).calculateTargetSize(0, target, 0, settings, false, false, 0, &out,
+                                                   &in);
 
         const auto& calls = hostplatform::state().recorded.featureChip;
         ASSERT_FALSE(calls.empty());
@@ -289,7 +206,7 @@ TEST(UntrustedRrzoInputs, StabilisationModeOfAnotherTypeReadsAsAbsent) {
             absent +=
                 text.rfind("[calculateTargetSize] No MTK_CONTROL_VIDEO_STABILIZATION_MODE", 0) == 0;
         }
-        EXPECT_EQ(absent, c.reportedAbsent ? 1u : 0u);
+        EXPECT_EQ(absent, c.eisOn ? 0u : 1u);
     }
 }
 
