@@ -326,81 +326,44 @@ TEST_F(RrzoLegacyTest, FirstMatchingRowOfTheFirstLocaleWins) {
     }
 }
 
-TEST_F(RrzoLegacyTest, ServiceIsAskedBetweenTheTwoTables) {
-    struct Case {
-        std::optional<MSize> answer;
-        std::string config;
-        MSize expected;
-        const char* why;
-    };
-    const Case kCases[] = {
-        {std::nullopt, "", kWidened16x9, "unanswered: the widened size"},
-        {MSize(1280, 720), table(kSensorTable, "AllCamApp[0] = -1, -1, -1, 0, 2250\n"),
-         MSize(1280, 720), "the answer replaces the widened size"},
-        {MSize(1280, 720), table(kRrzoTable, "AllCamApp[0] = -1, -1, -1, 640, 480\n"),
-         MSize(640, 480), "an RRZO row replaces the answer"},
-    };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.why);
-        resetAll();
-        load(c.config);
-        std::vector<hostconfig::StoreCall> callsBefore;
-        hostplatform::state().featureChip = [&](const CustTransMsgData* request,
-                                                CustTransMsgData*) {
-            callsBefore = hostconfig::calls();
-            const auto* record = static_cast<const CustEvalRequest*>(request->pData);
-            if (c.answer) *static_cast<MSize*>(record->pParam) = *c.answer;
-        };
-        EXPECT_EQ(str(select(0, kSensor4x3, kRequest16x9)), str(c.expected));
-
-        const auto& chip = hostplatform::state().recorded.featureChip;
-        ASSERT_EQ(chip.size(), 1u);
-        ASSERT_TRUE(chip[0].rrzoRequest);
-        EXPECT_EQ(chip[0].rrzoRequest->evalType, 2);
-        EXPECT_EQ(chip[0].rrzoRequest->sensorIdx, 0);
-        const auto after = hostconfig::calls();
-        ASSERT_FALSE(callsBefore.empty());
-        ASSERT_LT(callsBefore.size(), after.size());
-        for (const auto& call : callsBefore) EXPECT_EQ(call.table, kSensorTable);
-        for (size_t i = callsBefore.size(); i < after.size(); ++i) {
-            EXPECT_EQ(after[i].table, kRrzoTable);
-        }
-    }
-}
-
+// The widened size, then the service's answer, then the stabilisation size, then an RRZO row.
 TEST_F(RrzoLegacyTest, StabilisationSizeOnlyForTypeOneOnSensorZeroInMode8028) {
     struct Case {
         int32_t eisType;
         int sensorIdx;
         int32_t capMode;
+        std::optional<MSize> answer;
         std::string config;
         MSize expected;
         const char* why;
     };
-    const MSize kEisSize(1476, 827);
+    const MSize kEisSize(1476, 827), kAnswer(1280, 720);
     const std::string rrzoRow = table(kRrzoTable, "AllCamApp[0] = 0, 0x8028, -1, 640, 480\n");
     const Case kCases[] = {
-        {1, 0, kEisCapMode, "", kEisSize, "replaces the service's answer"},
-        {1, 0, kEisCapMode, rrzoRow, MSize(640, 480), "an RRZO row has the last word"},
-        {1, 1, kEisCapMode, "", MSize(1280, 720), "sensor 1"},
-        {1, 0, 0x8029, "", MSize(1280, 720), "another capture mode"},
-        {0, 0, kEisCapMode, "", MSize(1280, 720), "EIS type 0"},
-        {2, 0, kEisCapMode, "", MSize(1280, 720), "EIS type 2"},
+        {0, 0, kEisCapMode, std::nullopt, "", kWidened16x9, "unanswered: the widened size"},
+        {1, 0, kEisCapMode, kAnswer, "", kEisSize, "replaces the service's answer"},
+        {1, 0, kEisCapMode, kAnswer, rrzoRow, MSize(640, 480), "an RRZO row has the last word"},
+        {1, 1, kEisCapMode, kAnswer, "", kAnswer, "sensor 1"},
+        {1, 0, 0x8029, kAnswer, "", kAnswer, "another capture mode"},
+        {0, 0, kEisCapMode, kAnswer, "", kAnswer, "EIS type 0"},
+        {2, 0, kEisCapMode, kAnswer, "", kAnswer, "EIS type 2"},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.why);
         resetAll(0, c.capMode);
         hostplatform::state().videoEisAlgoType = c.eisType;
-        answerRequest2(MSize(1280, 720));
+        answerRequest2(c.answer);
         load(c.config);
         EXPECT_EQ(str(select(c.sensorIdx, kSensor4x3, kRequest16x9)), str(c.expected));
+        const auto& chip = hostplatform::state().recorded.featureChip;
+        ASSERT_EQ(chip.size(), 1u);
+        EXPECT_EQ(chip[0].rrzoRequest->sensorIdx, c.sensorIdx);
     }
 }
 
 TEST_F(RrzoLegacyTest, CalculateTargetSizeTouchesNothingAndSendsNothing) {
     const std::string row = "AllCamApp[0] = -1, -1, -1, 640, 480\n";
     load(table(kSensorTable, row) + table(kRrzoTable, row));
-    answerRequest2(MSize(1280, 720));
     auto settings = std::make_shared<CustSensorSettingMap>();
     (*settings)[0].sensorSize = kSensor4x3;
     const StreamRecord before{1.5f, 2.5f, 3.5f, 4.5f};
@@ -411,20 +374,16 @@ TEST_F(RrzoLegacyTest, CalculateTargetSizeTouchesNothingAndSendsNothing) {
     MSize target = kRequest16x9;
 
     CustRrzoAlgoAdaptor adaptor(0);
-    hostplatform::state().recorded = {};
-    hostconfig::clearCalls();
     adaptor.calculateTargetSize(0, target, 7, settings, true, true, 9, &out, &in);
     adaptor.calculateTargetSize(0, target, 0, nullptr, false, false, 0, nullptr, nullptr);
 
     EXPECT_EQ(str(target), str(kRequest16x9));
     EXPECT_EQ(std::memcmp(&record, &before, sizeof(record)), 0);
     EXPECT_EQ(settings.use_count(), 1);
-    ASSERT_EQ(settings->size(), 1u);
     EXPECT_EQ(str(settings->at(0).sensorSize), str(kSensor4x3));
-    EXPECT_TRUE(hostplatform::state().recorded.featureChip.empty());
-    EXPECT_TRUE(hostplatform::state().recorded.unifiedLog.empty());
-    EXPECT_TRUE(hostplatform::state().recorded.androidLog.empty());
-    EXPECT_TRUE(hostconfig::calls().empty());
+    const auto& recorded = hostplatform::state().recorded;
+    EXPECT_TRUE(recorded.featureChip.empty() && recorded.unifiedLog.empty() &&
+                recorded.androidLog.empty() && hostconfig::calls().empty());
 }
 
 TEST_F(RrzoLegacyTest, MessagesOfOneSelection) {

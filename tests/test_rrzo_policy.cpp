@@ -31,11 +31,9 @@ const MSize k169(1920, 1080), k43(1440, 1080);
 
 // A configuration of one sensor (index 0) with the given streams, in stream-id order.
 struct Config {
-    std::shared_ptr<PolicyParsedAppConfiguration> app =
-        std::make_shared<PolicyParsedAppConfiguration>();
-    std::shared_ptr<PolicyParsedAppImageStreamInfo> streams =
-        std::make_shared<PolicyParsedAppImageStreamInfo>();
-    std::shared_ptr<CustSensorSettingMap> settings = std::make_shared<CustSensorSettingMap>();
+    std::shared_ptr<PolicyParsedAppConfiguration> app{new PolicyParsedAppConfiguration()};
+    std::shared_ptr<PolicyParsedAppImageStreamInfo> streams{new PolicyParsedAppImageStreamInfo()};
+    std::shared_ptr<CustSensorSettingMap> settings{new CustSensorSettingMap()};
     StreamRecord record;
     ConfigurationOutputParams out{&record};
     ConfigurationInputParams in{app, streams};
@@ -73,11 +71,7 @@ void expectRequestMessage(const CustTransMsgData& m, uint32_t msgId) {
 }
 
 void expectSameFloat(float expected, float actual) {
-    if (std::isnan(expected)) {
-        EXPECT_TRUE(std::isnan(actual)) << actual;
-    } else {
-        EXPECT_EQ(expected, actual);
-    }
+    EXPECT_TRUE(std::isnan(expected) ? std::isnan(actual) : expected == actual) << actual;
 }
 
 size_t countLogs(const std::string& prefix) {
@@ -127,7 +121,6 @@ TEST_F(RrzoPolicyTest, StaticInfoRequestCarriesTheConfigurationFacts) {
         expectRequestMessage(call.reply, 0);
         ASSERT_TRUE(call.rrzoRequest && call.rrzoStaticInfo);
         EXPECT_EQ(call.rrzoRequest->evalType, 0);
-        EXPECT_EQ(call.rrzoRequest->reserved, 0u);
         // The reply carries its own record, all zero but for where the answer is to go.
         CustEvalRequest reply;
         ASSERT_EQ(call.replyPayload.size(), sizeof(reply));
@@ -135,21 +128,13 @@ TEST_F(RrzoPolicyTest, StaticInfoRequestCarriesTheConfigurationFacts) {
         EXPECT_NE(call.reply.pData, call.request.pData);
         EXPECT_NE(reply.pParam, nullptr);
         EXPECT_NE(reply.pParam, call.rrzoRequest->pParam);
-        CustEvalRequest zeroReply{};
-        zeroReply.pParam = reply.pParam;
+        const CustEvalRequest zeroReply{0, 0, reply.pParam, 0};
         EXPECT_EQ(std::memcmp(&reply, &zeroReply, sizeof(reply)), 0);
 
-        CustRrzoStaticInfo expected{};
-        expected.intParam = 7;
-        expected.stereoBit6 = (c.stereoMode & 0x40) != 0;
-        expected.is4kVideo = c.is4k;
-        expected.isSysCam = c.sysCam;
-        expected.targetSize = {1920, 1080};
-        expected.ratioA = c.sentRatioA;
-        expected.ratioB = kUntouched;  // no streams: heightToWidth goes out as it was
-        expected.flagA = true;
-        expected.uintParam = 9;
-        expected.eisOn = c.eisOn;
+        // No streams: heightToWidth goes out as it was.
+        const CustRrzoStaticInfo expected{7, false, (c.stereoMode & 0x40) != 0, c.is4k, c.sysCam,
+                                          {1920, 1080}, c.sentRatioA, kUntouched, true, {}, 9,
+                                          c.eisOn};
         EXPECT_EQ(std::memcmp(&*call.rrzoStaticInfo, &expected, sizeof(expected)), 0);
         EXPECT_EQ(countLogs("[calculateTargetSize] No MTK_CONTROL_VIDEO_STABILIZATION_MODE"),
                   c.eisMode ? 0u : 1u);
@@ -235,11 +220,9 @@ TEST_F(RrzoPolicyTest, TargetSizeAdoptsOnlyPositiveAnswers) {
         EXPECT_EQ(calls()[0].rrzoRequest->sensorIdx, 1);
         const auto& log = hostplatform::state().recorded.unifiedLog;
         ASSERT_EQ(log.size(), 1u);
-        EXPECT_EQ(log[0].tag, "CustRrzoPolicyBase");
-        EXPECT_EQ(log[0].priorityOrLevel, 5);
-        EXPECT_EQ(log[0].text, "[applyTargetSize] rrzo target size " +
-                                   std::to_string(c.expected.w) + " " +
-                                   std::to_string(c.expected.h));
+        EXPECT_EQ(log[0].tag + " " + std::to_string(log[0].priorityOrLevel) + " " + log[0].text,
+                  "CustRrzoPolicyBase 5 [applyTargetSize] rrzo target size " +
+                      std::to_string(c.expected.w) + " " + std::to_string(c.expected.h));
     }
 }
 
@@ -301,11 +284,9 @@ TEST_F(RrzoPolicyTest, StreamLineIsAnInfoMessage) {
     // The stream line and the missing-stabilisation line.
     const auto& log = hostplatform::state().recorded.unifiedLog;
     ASSERT_EQ(log.size(), 2u);
-    EXPECT_EQ(log[0].text,
-              "[calculateTargetSize] calculateTargetSize streamType(0) fmt(0x11) usage(393216) "
-              "useCase(0) imgSize(1920x1080) HeightToWidth(0.562500)");
-    EXPECT_EQ(log[0].tag, "CustRrzoPolicy");
-    EXPECT_EQ(log[0].priorityOrLevel, 3);
+    EXPECT_EQ(log[0].tag + " " + std::to_string(log[0].priorityOrLevel) + " " + log[0].text,
+              "CustRrzoPolicy 3 [calculateTargetSize] calculateTargetSize streamType(0) fmt(0x11) "
+              "usage(393216) useCase(0) imgSize(1920x1080) HeightToWidth(0.562500)");
 }
 
 TEST_F(RrzoPolicyTest, AdaptorChoosesThePolicyAndSurvivesBadInput) {
@@ -341,9 +322,10 @@ TEST_F(RrzoPolicyTest, AdaptorChoosesThePolicyAndSurvivesBadInput) {
         EXPECT_EQ(target, MSize(1920, 1080));
         EXPECT_LE(config.settings.use_count(), 1);  // the call's references are all released
         ASSERT_EQ(calls().size(), c.expectedCalls);
-        if (c.expectedCalls == 0) continue;
-        EXPECT_EQ(calls()[0].rrzoStaticInfo->ratioB, c.expectedRatioB);
-        EXPECT_EQ(calls()[1].rrzoSensorSizes->sizeMap.size(), c.expectedSizes);
+        if (c.expectedCalls == 2) {
+            EXPECT_EQ(calls()[0].rrzoStaticInfo->ratioB, c.expectedRatioB);
+            EXPECT_EQ(calls()[1].rrzoSensorSizes->sizeMap.size(), c.expectedSizes);
+        }
     }
 }
 
