@@ -1,6 +1,5 @@
-// The legacy policy end to end through the adaptor: which decision paths a sensor asks and in
-// which order, the table path, the third-party path with its manager record and its table chain,
-// and the engineering override.
+// The legacy policy end to end through the adaptor: decision paths and their order, the table
+// path, the third-party path with its manager record and table chain, the engineering override.
 
 #include <gtest/gtest.h>
 
@@ -31,6 +30,7 @@ constexpr char kSystemRow[] =
 constexpr char kCommonRow[] = "[CommonSensorSettingMap]\nMode[0] = -1, -1, 2\n";
 constexpr char kThirdAppRow[] =
     "[ThirdCamSensorSettingMap]\nAllCamApp[0] = -1, -1, -1, -1, -1, -1, 0, 5\n";
+constexpr char kSevenWildcards[] = " = -1, -1, -1, -1, -1, -1, -1, ";
 
 enum class Caller { SystemCamera, ThirdParty, ThirdPartySdk };
 
@@ -191,31 +191,24 @@ TEST_F(LegacyDispatch, TablePath) {
 }
 
 TEST_F(LegacyDispatch, NotAThirdPartyCaller) {
-    struct Case {
-        void (*session)(hostplatform::CustomerFacts&, Session&);
-        const char* why;
+    using C = hostplatform::CustomerFacts&;
+    const std::pair<void (*)(C, Session&), const char*> kCases[] = {
+        {[](C f, Session&) { f.systemCam = true; }, "own camera"},
+        {[](C f, Session&) { f.engineerCam = true; }, "engineer camera"},
+        {[](C f, Session&) { f.engineerMode = true; }, "engineer mode"},
+        {[](C, Session& s) { s.appConfig->operationMode = 1; }, "high-speed session"},
     };
-    const Case kCases[] = {
-        {[](hostplatform::CustomerFacts& f, Session&) { f.systemCam = true; }, "own camera"},
-        {[](hostplatform::CustomerFacts& f, Session&) { f.engineerCam = true; }, "engineer camera"},
-        {[](hostplatform::CustomerFacts& f, Session&) { f.engineerMode = true; }, "engineer mode"},
-        {[](hostplatform::CustomerFacts&, Session& s) { s.appConfig->operationMode = 1; },
-         "high-speed session"},
-    };
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.why);
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.second);
         SetUp();
         setCaller(Caller::ThirdParty);
         hostplatform::state().thirdCap = {true, 4};
-        c.session(hostplatform::state().customer, mSession);
+        c.first(hostplatform::state().customer, mSession);
         loadTables(kThirdAppRow);
-        const Outcome outcome = decide();
-        EXPECT_FALSE(outcome.result);
+        EXPECT_FALSE(decide().result);
         EXPECT_EQ(countMessage(Level::Info, kNotThirdParty, "selectSensorSetting4ThirdCase"), 1u);
         EXPECT_TRUE(hostplatform::state().recorded.thirdCap.empty());
-        for (const std::string& table : tablesAsked()) {
-            EXPECT_NE(table, kThirdApp);
-        }
+        EXPECT_EQ(pathsAsked().find("App"), std::string::npos);
     }
 }
 
@@ -257,18 +250,13 @@ TEST_F(LegacyDispatch, ManagerReceivesTheRecord) {
         EXPECT_TRUE(hostconfig::calls().empty()) << "the manager decides without any table";
         ASSERT_EQ(hostplatform::state().recorded.thirdCap.size(), 1u);
         const hostplatform::ThirdCapCall& r = hostplatform::state().recorded.thirdCap.front();
-        EXPECT_EQ(r.sensorIdx, 0);
+        EXPECT_EQ(std::vector<int32_t>({r.sensorIdx, r.capMode, r.maxStreamWidth, r.maxStreamHeight,
+                                        r.maxYuvWidth, r.maxYuvHeight, r.reserved, r.isVideo,
+                                        r.apiValue, r.temperature}),
+                  std::vector<int32_t>({0, 0x8001, 4000, 2250, 1920, 1080, 0, 1, c.api,
+                                        c.temperature}));
         EXPECT_EQ(r.camName, c.camName);
         EXPECT_EQ(r.activityName, "com.app/.Main");
-        EXPECT_EQ(r.capMode, 0x8001);
-        EXPECT_EQ(r.maxStreamWidth, 4000);
-        EXPECT_EQ(r.maxStreamHeight, 2250);
-        EXPECT_EQ(r.maxYuvWidth, 1920);
-        EXPECT_EQ(r.maxYuvHeight, 1080);
-        EXPECT_EQ(r.reserved, 0);
-        EXPECT_EQ(r.isVideo, 1);
-        EXPECT_EQ(r.apiValue, c.api);
-        EXPECT_EQ(r.temperature, c.temperature);
         // The padding after the sensor index and after the temperature reaches the manager zeroed.
         ASSERT_EQ(r.bytes.size(), sizeof(ThirdSensormodeInputParam));
         const std::vector<uint8_t> zeros(4, 0);
@@ -339,14 +327,12 @@ TEST_F(LegacyDispatch, ThirdPartyTableChainOverridesStepByStep) {
         mSession.setTemperature(45);
         std::string text;
         if (c.byName != -1) {
-            text += "[ThirdCamSensorSettingMap]\nAllCamApp[0] = -1, -1, -1, -1, -1, -1, 0, " +
+            text += std::string("[ThirdCamSensorSettingMap]\nAllCamApp[0]") + kSevenWildcards +
                     std::to_string(c.byName) + "\n";
         }
         if (c.byActivity != -1) {
-            text +=
-                "[ThirdCamSensorSettingMapByActivity]\n"
-                "com.app/.Main[0] = -1, -1, -1, -1, -1, -1, -1, 0, " +
-                std::to_string(c.byActivity) + "\n";
+            text += std::string("[ThirdCamSensorSettingMapByActivity]\ncom.app/.Main[0]") + kSevenWildcards +
+                    "-1, " + std::to_string(c.byActivity) + "\n";
         }
         if (c.byThermal != -1) {
             text += "[ThirdCamSensorSettingMapByThermal]\ncom.app/.Main[0] = -1, 40, " +
@@ -360,71 +346,61 @@ TEST_F(LegacyDispatch, ThirdPartyTableChainOverridesStepByStep) {
 }
 
 TEST_F(LegacyDispatch, ApiValueReachesTheActivityTable) {
-    struct Case {
-        bool tag;
-        int32_t expected;
-        const char* message;
-        const char* why;
-    };
-    const Case kCases[] = {
-        {true, 6,
-         "[getThirdCamScenarioIdByActivity] match setting(input):video 0, api 2, thirdOpMode 0x0, "
-         "asepct_Ration 750,maxYuvSize.w 4000,maxYuvSize.h 3000",
-         "API value 2 selects the API-2 row"},
-        {false, 8,
-         "[getThirdCamScenarioIdByActivity] match setting(input):video 0, api -1, thirdOpMode "
-         "0x0, asepct_Ration 750,maxYuvSize.w 4000,maxYuvSize.h 3000",
-         "no tag: -1, which only a wildcard row accepts"},
-    };
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.why);
+    for (const int32_t api : {2, -1}) {
+        SCOPED_TRACE(api);
         SetUp();
         setCaller(Caller::ThirdParty);
         hostplatform::state().customer.activityName = "com.app/.Main";
-        if (c.tag) mSession.setApi(2);
+        if (api != -1) mSession.setApi(api);
         loadTables(R"([ThirdCamSensorSettingMapByActivity]
 com.app/.Main[0] = -1, 2, -1, -1, -1, -1, -1, 0, 6
 com.app/.Main[1] = -1, -1, -1, -1, -1, -1, -1, 0, 8
 )");
-        EXPECT_EQ(chosen(decide()), c.expected);
-        EXPECT_EQ(countMessage(Level::Info, c.message, "getThirdCamScenarioIdByActivity"), 1u);
+        EXPECT_EQ(chosen(decide()), api == 2 ? 6 : 8) << "-1 is accepted only by a wildcard row";
+        EXPECT_EQ(countMessage(Level::Info,
+                               "[getThirdCamScenarioIdByActivity] match setting(input):video 0, api " +
+                                   std::to_string(api) +
+                                   ", thirdOpMode 0x0, asepct_Ration 750,maxYuvSize.w 4000,"
+                                   "maxYuvSize.h 3000",
+                               "getThirdCamScenarioIdByActivity"),
+                  1u);
     }
 }
-
-// ---- Engineering override -------------------------------------------------------------------
 
 constexpr uint32_t kTagTraversalMode = 0x9004003D;
 constexpr uint32_t kTraversalOperationMode = 0x40009007;
 constexpr int kLineEngineerTagMissing = 146;
 
-enum class StaticItem { Zero, One, Empty, Absent, OneByte, NoProvider };
-
 TEST_F(LegacyDispatch, EngineeringOverride) {
+    using M = NSCam::IMetadata&;
+    using N = hostplatform::SensorFacts&;
     struct Case {
         bool engineerCam, engineerMode;
         uint32_t operationMode;
-        StaticItem item;
+        void (*statics)(NSCam::IMetadata&, hostplatform::SensorFacts&);
         int tag;  // -1: absent
         int32_t expected;
         const char* why;
     };
+    const auto zero = [](M m, N) { m.update(NSCam::IEntry::of<int32_t>(kTagTraversalMode, {0})); };
+    const auto one = [](M m, N) { m.update(NSCam::IEntry::of<int32_t>(kTagTraversalMode, {1})); };
     const Case kCases[] = {
-        {false, true, kTraversalOperationMode, StaticItem::Zero, 3, 16,
-         "short-cut to 16, whatever the tag asks"},
-        {true, false, kTraversalOperationMode, StaticItem::One, 3, 3, "static item 1: the tag"},
-        {false, true, 0, StaticItem::Zero, 3, 3, "another operation mode: the tag"},
-        {true, false, 0, StaticItem::One, 200, 200, "200 is handed on unchanged"},
-        {false, true, kTraversalOperationMode, StaticItem::Empty, 5, 5,
+        {false, true, kTraversalOperationMode, zero, 3, 16, "short-cut to 16, whatever the tag asks"},
+        {true, false, kTraversalOperationMode, one, 3, 3, "static item 1: the tag"},
+        {false, true, 0, zero, 3, 3, "another operation mode: the tag"},
+        {true, false, 0, one, 200, 200, "200 is handed on unchanged"},
+        {false, true, kTraversalOperationMode,
+         [](M m, N) { m.update(NSCam::IEntry(kTagTraversalMode)); }, 5, 5,
          "empty static entry: like a nonzero item"},
-        {false, true, kTraversalOperationMode, StaticItem::Absent, 5, 5,
+        {false, true, kTraversalOperationMode, [](M, N) {}, 5, 5,
          "absent static entry: like a nonzero item"},
-        {false, true, kTraversalOperationMode, StaticItem::OneByte, 5, 5,
+        {false, true, kTraversalOperationMode,
+         [](M m, N) { m.update(NSCam::IEntry::of<uint8_t>(kTagTraversalMode, {0})); }, 5, 5,
          "a static entry shorter than one item: like a nonzero item"},
-        {false, true, kTraversalOperationMode, StaticItem::NoProvider, 5, 5,
+        {false, true, kTraversalOperationMode, [](M, N n) { n.hasMetadataProvider = false; }, 5, 5,
          "no metadata provider: like a nonzero item"},
-        {false, true, 0, StaticItem::Zero, -1, -1, "tag absent: error"},
-        {false, false, kTraversalOperationMode, StaticItem::Zero, 3, -1,
-         "no engineering camera or mode"},
+        {false, true, 0, zero, -1, -1, "tag absent: error"},
+        {false, false, kTraversalOperationMode, zero, 3, -1, "no engineering camera or mode"},
     };
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
@@ -432,39 +408,18 @@ TEST_F(LegacyDispatch, EngineeringOverride) {
         hostplatform::state().customer.engineerCam = c.engineerCam;
         hostplatform::state().customer.engineerMode = c.engineerMode;
         mSession.appConfig->operationMode = c.operationMode;
-        NSCam::IMetadata& statics = hostplatform::sensor(1).staticMetadata;
-        switch (c.item) {
-            case StaticItem::Zero:
-                statics.update(NSCam::IEntry::of<int32_t>(kTagTraversalMode, {0}));
-                break;
-            case StaticItem::One:
-                statics.update(NSCam::IEntry::of<int32_t>(kTagTraversalMode, {1}));
-                break;
-            case StaticItem::Empty:
-                statics.update(NSCam::IEntry(kTagTraversalMode));
-                break;
-            case StaticItem::Absent:
-                break;
-            case StaticItem::OneByte:
-                statics.update(NSCam::IEntry::of<uint8_t>(kTagTraversalMode, {0}));
-                break;
-            case StaticItem::NoProvider:
-                hostplatform::sensor(1).hasMetadataProvider = false;
-                break;
-        }
+        c.statics(hostplatform::sensor(1).staticMetadata, hostplatform::sensor(1));
         if (c.tag != -1) {
             mSession.appConfig->sessionParams.update(NSCam::IEntry::of<uint8_t>(
                 kTagEngineerSensorModeSel, {static_cast<uint8_t>(c.tag)}));
         }
         SensorSetting setting = sentinelSetting();
-        const bool result =
-            mPolicy.selectSensorSetting4MipiTraversal(mSession.appConfig, setting, 1);
-        EXPECT_EQ(result, c.expected != -1);
+        EXPECT_EQ(mPolicy.selectSensorSetting4MipiTraversal(mSession.appConfig, setting, 1),
+                  c.expected != -1);
         EXPECT_EQ(parsedScenario(), c.expected);
         const bool engineering = c.engineerCam || c.engineerMode;
-        const std::vector<int32_t> staticQueries =
-            engineering ? std::vector<int32_t>{1} : std::vector<int32_t>{};
-        EXPECT_EQ(hostplatform::state().recorded.staticMetadataQueries, staticQueries);
+        EXPECT_EQ(hostplatform::state().recorded.staticMetadataQueries,
+                  engineering ? std::vector<int32_t>{1} : std::vector<int32_t>{});
         std::vector<std::string> messages;
         if (engineering) {
             char text[96];
