@@ -18,20 +18,16 @@ constexpr char kLogSourcePath[] = "tests/test_logging.cpp";
 constexpr char kTag[] = "CustLogTest";
 constexpr uint32_t kFullDebugMask = 0x101000;
 constexpr size_t kMaxText = 1023;  // both log buffers hold 1024 bytes with the NUL
-// A lone UTF-16 surrogate: "%lc" of it makes the C library's formatting report -1.
-constexpr wint_t kUnencodable = 0xD800;
+constexpr wint_t kUnencodable = 0xD800;  // "%lc" of a lone surrogate fails to format
 
-class LoggingTest : public ::testing::Test {
-protected:
-    void SetUp() override { setLogger(5, kFullDebugMask, 0xB); }
-    static const hostplatform::Recorded& recorded() { return hostplatform::state().recorded; }
-    static void setLogger(int32_t level, uint32_t mask, uint32_t mode) {
-        hostplatform::reset();
-        ULogger::sDetailsLevel = level;
-        ULogger::sNormalDetailsMask = mask;
-        ULogger::sMode = mode;
-    }
-};
+const hostplatform::Recorded& recorded() { return hostplatform::state().recorded; }
+
+void resetLogger(int32_t level = 5, uint32_t mask = kFullDebugMask, uint32_t mode = 0xB) {
+    hostplatform::reset();
+    ULogger::sDetailsLevel = level;
+    ULogger::sNormalDetailsMask = mask;
+    ULogger::sMode = mode;
+}
 
 void reportMissingPixelArray() {
     CUST_LOGE_LINE(kTag, 143, "[%s] no static %s", "MTK_SENSOR_INFO_PIXEL_ARRAY_SIZE");
@@ -52,67 +48,57 @@ const SeverityCase kSeverities[] = {
     {LogSeverity::Debug, 5, true, 3, 5, "debug: from level 5 with the whole mask"},
 };
 
-TEST_F(LoggingTest, SeverityGatesAndRoutesByDetailLevelMaskAndMode) {
+TEST(LoggingTest, SeverityGatesAndRoutesByDetailLevelMaskAndMode) {
     struct Mode { uint32_t bits; bool android, unified; };
     const Mode kModes[] = {{0x0, false, false}, {0x1, true, false}, {0x2, false, true},
                            {0x8, false, true},  {0xB, true, true}};
-    const uint32_t kMasks[] = {kFullDebugMask, 0xFFFFFFFF, 0x100000, 0x1000};
+    struct Mask { uint32_t bits; bool full; };
+    const Mask kMasks[] = {{kFullDebugMask, true}, {0xFFFFFFFF, true}, {0x100000, false},
+                           {0x1000, false}};
     const std::string text = "[gatedFunction] value 7";
-    for (const auto& sev : kSeverities) {
-        for (int32_t level = -1; level <= 6; ++level) {
-            for (const Mode& mode : kModes) {
-                for (uint32_t mask : kMasks) {
-                    SCOPED_TRACE(std::string(sev.why) + ", level " + std::to_string(level) +
-                                 ", mode " + std::to_string(mode.bits) + ", mask " +
-                                 std::to_string(mask));
-                    setLogger(level, mask, mode.bits);
-                    custpolicy::logMessage(sev.severity, kTag, "gatedFunction", 42, kLogSourcePath,
-                                           "[%s] value %d", "gatedFunction", 7);
-                    const bool written = level >= sev.minLevel &&
-                                         (!sev.needsDebugMask || mask == kFullDebugMask ||
-                                          mask == 0xFFFFFFFF);
-                    EXPECT_EQ(custpolicy::logEnabled(sev.severity), written);
-
-                    const auto& android = recorded().androidLog;
-                    ASSERT_EQ(android.size(), written && mode.android ? 1u : 0u);
-                    if (!android.empty()) {
-                        EXPECT_EQ(android[0].priorityOrLevel, sev.androidPriority);
-                        EXPECT_EQ(android[0].tag, kTag);
-                        EXPECT_EQ(android[0].text,
-                                  sev.severity == LogSeverity::Error
-                                      ? text + " (gatedFunction){#42:tests/test_logging.cpp}"
-                                      : text);
-                    }
-                    const auto& unified = recorded().unifiedLog;
-                    ASSERT_EQ(unified.size(), written && mode.unified ? 1u : 0u);
-                    if (!unified.empty()) {
-                        EXPECT_EQ(unified[0].moduleId, 0x101005u);
-                        EXPECT_EQ(unified[0].tag, kTag);
-                        EXPECT_EQ(unified[0].priorityOrLevel, sev.unifiedLevel);
-                        EXPECT_EQ(unified[0].text, text);
-                        EXPECT_EQ(unified[0].length, static_cast<int32_t>(text.size()));
-                    }
-                }
+    for (const auto& sev : kSeverities) for (int32_t level = -1; level <= 6; ++level) {
+        for (const Mode& mode : kModes) for (const Mask& mask : kMasks) {
+            SCOPED_TRACE(std::string(sev.why) + ", level " + std::to_string(level) + ", mode " +
+                         std::to_string(mode.bits) + ", mask " + std::to_string(mask.bits));
+            resetLogger(level, mask.bits, mode.bits);
+            custpolicy::logMessage(sev.severity, kTag, "gatedFunction", 42, kLogSourcePath,
+                                   "[%s] value %d", "gatedFunction", 7);
+            const bool written = level >= sev.minLevel && (!sev.needsDebugMask || mask.full);
+            EXPECT_EQ(custpolicy::logEnabled(sev.severity), written);
+            const auto& android = recorded().androidLog;
+            ASSERT_EQ(android.size(), written && mode.android ? 1u : 0u);
+            if (!android.empty()) {
+                EXPECT_EQ(android[0].priorityOrLevel, sev.androidPriority);
+                EXPECT_EQ(android[0].tag, kTag);
+                EXPECT_EQ(android[0].text, sev.severity != LogSeverity::Error ? text
+                          : text + " (gatedFunction){#42:tests/test_logging.cpp}");
+            }
+            const auto& unified = recorded().unifiedLog;
+            ASSERT_EQ(unified.size(), written && mode.unified ? 1u : 0u);
+            if (!unified.empty()) {
+                EXPECT_EQ(unified[0].moduleId, 0x101005u);
+                EXPECT_EQ(unified[0].tag, kTag);
+                EXPECT_EQ(unified[0].priorityOrLevel, sev.unifiedLevel);
+                EXPECT_EQ(unified[0].text, text);
+                EXPECT_EQ(unified[0].length, static_cast<int32_t>(text.size()));
             }
         }
     }
 }
 
-TEST_F(LoggingTest, MacrosNameTheCallerAndOnlyErrorsGetATail) {
+TEST(LoggingTest, MacrosNameTheCallerAndOnlyErrorsGetATail) {
+    resetLogger();
     reportMissingPixelArray();
     const int errorLine = __LINE__ + 1;
     CUST_LOGE(kTag, "[%s] failed with %d", -1);
     CUST_LOGW(kTag, "[%s] warned %s", "twice");
-
     const auto& android = recorded().androidLog;
     const auto& unified = recorded().unifiedLog;
     ASSERT_EQ(android.size(), 3u);
     ASSERT_EQ(unified.size(), 3u);
-    EXPECT_EQ(android[0].text,
-              "[reportMissingPixelArray] no static MTK_SENSOR_INFO_PIXEL_ARRAY_SIZE "
-              "(reportMissingPixelArray){#143:tests/test_logging.cpp}");
-    EXPECT_EQ(unified[0].text,
-              "[reportMissingPixelArray] no static MTK_SENSOR_INFO_PIXEL_ARRAY_SIZE");
+    EXPECT_EQ(android[0].text, unified[0].text + " (reportMissingPixelArray){#143:" +
+                                   kLogSourcePath + "}");
+    EXPECT_EQ(unified[0].text, "[reportMissingPixelArray] no static MTK_SENSOR_INFO_PIXEL_ARRAY_SIZE");
     EXPECT_EQ(android[1].text, "[TestBody] failed with -1 (TestBody){#" +
                                    std::to_string(errorLine) + ":tests/test_logging.cpp}");
     EXPECT_EQ(unified[1].text, "[TestBody] failed with -1");
@@ -120,18 +106,15 @@ TEST_F(LoggingTest, MacrosNameTheCallerAndOnlyErrorsGetATail) {
     EXPECT_EQ(unified[2].text, "[TestBody] warned twice");
 }
 
-TEST_F(LoggingTest, LongMessagesAreCutAt1024BytesAndReportTheirFullLength) {
+TEST(LoggingTest, LongMessagesAreCutAt1024BytesAndReportTheirFullLength) {
     const std::string tail = " (longFunction){#7:tests/test_logging.cpp}";
     const std::string prefix = "[longFunction] ";
-    struct Case { size_t length; const char* why; };
-    const Case kCases[] = {{1000, "fits, the error tail is cut"}, {1022, "one byte to spare"},
-                           {1023, "exactly fills the buffer"}, {1024, "one too long"}};
-    for (const Case& c : kCases) {
+    for (size_t length : {1000, 1022, 1023, 1024}) {  // 1000: the error tail is cut
         for (LogSeverity severity : {LogSeverity::Error, LogSeverity::Info}) {
             const bool isError = severity == LogSeverity::Error;
-            SCOPED_TRACE(std::string(c.why) + (isError ? ", error" : ", info"));
-            setLogger(5, kFullDebugMask, 0xB);
-            const std::string padding(c.length - prefix.size(), 'x');
+            SCOPED_TRACE(std::to_string(length) + (isError ? " error" : " info"));
+            resetLogger();
+            const std::string padding(length - prefix.size(), 'x');
             const std::string text = prefix + padding;
             custpolicy::logMessage(severity, kTag, "longFunction", 7, kLogSourcePath, "[%s] %s",
                                    "longFunction", padding.c_str());
@@ -145,19 +128,19 @@ TEST_F(LoggingTest, LongMessagesAreCutAt1024BytesAndReportTheirFullLength) {
     }
 }
 
-TEST_F(LoggingTest, UnformattableMessageOrAbsentLoggerReachesOnlyAndroid) {
+TEST(LoggingTest, UnformattableMessageOrAbsentLoggerReachesOnlyAndroid) {
     char probe[16];
     ASSERT_LT(std::snprintf(probe, sizeof(probe), "%lc", kUnencodable), 0)
         << "this C library formats a lone surrogate; pick another failing format";
     for (bool absentLogger : {false, true}) {
         for (const auto& sev : kSeverities) {
             SCOPED_TRACE(std::string(sev.why) + (absentLogger ? ", no logger" : ", bad format"));
-            setLogger(5, kFullDebugMask, 0xB);
+            resetLogger();
             if (absentLogger) {
                 ULogger::sULogger = nullptr;
-                custpolicy::logMessage(sev.severity, kTag, "f", 3, kLogSourcePath, "[%s] %d", "f", 1);
+                custpolicy::logMessage(sev.severity, kTag, "f", 3, kLogSourcePath, "%d", 1);
             } else {
-                custpolicy::logMessage(sev.severity, kTag, "f", 9, kLogSourcePath, "[%s] %lc", "f",
+                custpolicy::logMessage(sev.severity, kTag, "f", 9, kLogSourcePath, "%lc",
                                        kUnencodable);
             }
             EXPECT_TRUE(recorded().unifiedLog.empty());

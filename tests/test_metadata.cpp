@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <tuple>
 #include <vector>
 
 #include "platform/IMetadata.h"
@@ -45,13 +46,18 @@ TEST(MetadataTest, EveryItemTypeRoundTripsWithItsRawBytes) {
     expectRoundTrip<MSize>({{4000, 3000}, {-1, 0}}, MetaType::Size);
 }
 
-TEST(MetadataTest, ItemReadAsAnotherTypeOrFromAbsentTagIsZero) {
+TEST(MetadataTest, EntryHoldsOneTypeAndOtherTypesOrAbsentTagsReadAsZero) {
+    IEntry mixed(kTagFpsRanges);
+    mixed.push_back<int32_t>(30);
+    mixed.push_back<int64_t>(7);
+    EXPECT_EQ(mixed.type(), MetaType::Int64);
+    ASSERT_EQ(mixed.count(), 1u) << "a new item type replaces the old items";
+    EXPECT_EQ(mixed.itemAt<int64_t>(0), 7);
+
     const IEntry ints = IEntry::of<int32_t>(kTagFpsRanges, {30, 60});
-    EXPECT_EQ(ints.itemAt<uint8_t>(0), 0);
-    EXPECT_EQ(ints.itemAt<int64_t>(0), 0);
-    EXPECT_EQ(ints.itemAt<float>(0), 0.0f);
-    EXPECT_EQ(ints.itemAt<double>(0), 0.0);
-    EXPECT_EQ(ints.itemAt<MSize>(0), MSize(0, 0));
+    EXPECT_EQ(std::make_tuple(ints.itemAt<uint8_t>(0), ints.itemAt<int64_t>(0), ints.itemAt<float>(0),
+                              ints.itemAt<double>(0), ints.itemAt<MSize>(0)),
+              std::make_tuple(uint8_t{0}, int64_t{0}, 0.0f, 0.0, MSize(0, 0)));
     EXPECT_EQ(IEntry::of<MSize>(kTagPixelArray, {{4000, 3000}}).itemAt<int32_t>(0), 0)
         << "an MSize is not two int32 items";
 
@@ -59,19 +65,8 @@ TEST(MetadataTest, ItemReadAsAnotherTypeOrFromAbsentTagIsZero) {
     metadata.update(ints);
     const IEntry absent = metadata.entryFor(kTagAbsent);
     EXPECT_TRUE(absent.isEmpty());
-    EXPECT_EQ(absent.count(), 0u);
-    EXPECT_EQ(absent.data(), nullptr);
-    EXPECT_EQ(absent.dataSize(), 0u);
-    EXPECT_EQ(absent.itemAt<int32_t>(0), 0);
-}
-
-TEST(MetadataTest, EntryHoldsOneTypeOnly) {
-    IEntry entry(kTagFpsRanges);
-    entry.push_back<int32_t>(30);
-    entry.push_back<int64_t>(7);
-    EXPECT_EQ(entry.type(), MetaType::Int64);
-    ASSERT_EQ(entry.count(), 1u) << "a new item type replaces the old items";
-    EXPECT_EQ(entry.itemAt<int64_t>(0), 7);
+    EXPECT_EQ(std::make_tuple(absent.count(), absent.data(), absent.dataSize(), absent.itemAt<int32_t>(0)),
+              std::make_tuple(size_t{0}, static_cast<const void*>(nullptr), size_t{0}, 0));
 }
 
 TEST(MetadataTest, CopiesAreIndependent) {

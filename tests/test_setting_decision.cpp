@@ -7,6 +7,7 @@
 #include <cstring>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "platform/ULogger.h"
@@ -70,9 +71,8 @@ TEST_F(SettingAdaptor, ChoosesPolicyOnceAtConstructionAndForwardsEveryArgument) 
                   std::vector<std::string>{
                       "[selectSensorSetting] Using New Customized SensorSetting Decision Policy"});
         ASSERT_EQ(rec.maxStreamSize.size(), 1u);
-        EXPECT_EQ(rec.maxStreamSize[0].sensorIdx, 2);
-        EXPECT_EQ(rec.maxStreamSize[0].floatParam0, 1.25f);
-        EXPECT_EQ(rec.maxStreamSize[0].floatParam1, -3.5f);
+        const auto& q = rec.maxStreamSize[0];
+        EXPECT_EQ(std::make_tuple(q.sensorIdx, q.floatParam0, q.floatParam1), std::make_tuple(2, 1.25f, -3.5f));
         EXPECT_EQ(sentSelectIn().maxRatio, 562);
         const std::string selectLine = androidLines(kAndroidDebug).at(0);
         EXPECT_NE(selectLine.find("hdrMode = 0x40 "), std::string::npos) << selectLine;

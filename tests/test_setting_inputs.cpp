@@ -6,6 +6,7 @@
 #include <cstring>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "test_setting_support.h"
@@ -135,24 +136,15 @@ TEST_F(SelectInInputs, RecordFieldsFollowTheConfiguration) {
              i.streamInfo = nullptr;
          },
          [](R r) {
-             EXPECT_EQ(r.maxFps, 0);
-             EXPECT_EQ(r.maxStreamSize, MSize(0, 0));
-             EXPECT_EQ(r.maxRatio, 750);
-             EXPECT_EQ(r.pixelArraySize, MSize(0, 0));
-             EXPECT_EQ(r.highFpsThres, 0);
+             EXPECT_EQ(std::make_tuple(r.maxFps, r.maxStreamSize, r.maxRatio, r.pixelArraySize,
+                                       r.highFpsThres), std::make_tuple(0, MSize(), 750, MSize(), 0));
              EXPECT_EQ(androidLines(kAndroidError).size(), 3u);
          }},
     };
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
-        qovix_aaa_ae_vhdr_info& vhdr = hostplatform::sensor(0).defaultVhdrInfo;
-        vhdr.sceneHdrEnable = true;
-        vhdr.sceneInfos = {{0x9000, 11}, {0x8001, 22}};
-        vhdr.vhdrValue0 = 1;
-        vhdr.startExpNum = 3;
-        vhdr.vhdrValue2 = 2;
-        vhdr.vhdrValue3 = 3;
+        hostplatform::sensor(0).defaultVhdrInfo = {true, {{0x9000, 11}, {0x8001, 22}}, 1, 3, 2, 3};
         Inputs inputs;
         c.arrange(inputs);
         EXPECT_TRUE(decide(inputs).result);
