@@ -146,6 +146,7 @@ TEST_F(RrzoLegacyTest, WidensTheRequestToTheSensorAspectRatio) {
         {kSensor4x3, kRequest16x9, kWidened16x9, "16:9 on 4:3: the height grows"},
         {kSensor4x3, {1000, 1000}, {1333, 1000}, "square on 4:3: the width grows, truncated"},
         {kSensor4x3, {1440, 1080}, {1440, 1080}, "equal products recompute the width unchanged"},
+        {{0, 0}, kRequest16x9, {0, 1080}, "empty sensor: equal products, zero divisor gives 0"},
         {{0, 3000}, kRequest16x9, {1920, 0}, "zero sensor width divides the height to 0"},
         {{4000, 0}, kRequest16x9, {0, 1080}, "zero sensor height divides the width to 0"},
         {{40000, 30000}, {100000, 50000}, {66666, 50000}, "3e9 wraps negative: width grows"},
