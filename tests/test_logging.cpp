@@ -98,7 +98,8 @@ TEST(LoggingTest, MacrosNameTheCallerAndOnlyErrorsGetATail) {
     ASSERT_EQ(unified.size(), 3u);
     EXPECT_EQ(android[0].text, unified[0].text + " (reportMissingPixelArray){#143:" +
                                    kLogSourcePath + "}");
-    EXPECT_EQ(unified[0].text, "[reportMissingPixelArray] no static MTK_SENSOR_INFO_PIXEL_ARRAY_SIZE");
+    EXPECT_EQ(unified[0].text,
+              "[reportMissingPixelArray] no static MTK_SENSOR_INFO_PIXEL_ARRAY_SIZE");
     EXPECT_EQ(android[1].text, "[TestBody] failed with -1 (TestBody){#" +
                                    std::to_string(errorLine) + ":tests/test_logging.cpp}");
     EXPECT_EQ(unified[1].text, "[TestBody] failed with -1");

@@ -55,8 +55,8 @@ TEST(MetadataTest, EntryHoldsOneTypeAndOtherTypesOrAbsentTagsReadAsZero) {
     EXPECT_EQ(mixed.itemAt<int64_t>(0), 7);
 
     const IEntry ints = IEntry::of<int32_t>(kTagFpsRanges, {30, 60});
-    EXPECT_EQ(std::make_tuple(ints.itemAt<uint8_t>(0), ints.itemAt<int64_t>(0), ints.itemAt<float>(0),
-                              ints.itemAt<double>(0), ints.itemAt<MSize>(0)),
+    EXPECT_EQ(std::make_tuple(ints.itemAt<uint8_t>(0), ints.itemAt<int64_t>(0),
+                              ints.itemAt<float>(0), ints.itemAt<double>(0), ints.itemAt<MSize>(0)),
               std::make_tuple(uint8_t{0}, int64_t{0}, 0.0f, 0.0, MSize(0, 0)));
     EXPECT_EQ(IEntry::of<MSize>(kTagPixelArray, {{4000, 3000}}).itemAt<int32_t>(0), 0)
         << "an MSize is not two int32 items";
@@ -65,7 +65,8 @@ TEST(MetadataTest, EntryHoldsOneTypeAndOtherTypesOrAbsentTagsReadAsZero) {
     metadata.update(ints);
     const IEntry absent = metadata.entryFor(kTagAbsent);
     EXPECT_TRUE(absent.isEmpty());
-    EXPECT_EQ(std::make_tuple(absent.count(), absent.data(), absent.dataSize(), absent.itemAt<int32_t>(0)),
+    EXPECT_EQ(std::make_tuple(absent.count(), absent.data(), absent.dataSize(),
+                              absent.itemAt<int32_t>(0)),
               std::make_tuple(size_t{0}, static_cast<const void*>(nullptr), size_t{0}, 0));
 }
 

@@ -16,20 +16,19 @@
 namespace settingtest {
 namespace {
 
-using Q = hostplatform::SensorInfoQuery;
+namespace hp = hostplatform;
+
+using Q = hp::SensorInfoQuery;
 
 std::vector<Q> sensorInfoQueries() {
     std::vector<Q> queries;
-    for (const auto& call : hostplatform::state().recorded.sensorInfo) queries.push_back(call.query);
+    for (const auto& call : hp::state().recorded.sensorInfo) queries.push_back(call.query);
     return queries;
 }
 
 void expectSetting(const SensorSetting& s, uint32_t mode, uint32_t fps, MSize size, uint32_t raw) {
-    EXPECT_EQ(s.sensorMode, mode);
-    EXPECT_EQ(s.sensorFps, fps);
-    EXPECT_EQ(s.sensorSize, size);
-    EXPECT_EQ(s.sensorPattern, kSentinel);
-    EXPECT_EQ(s.rawFmtType, raw);
+    EXPECT_EQ(std::tie(s.sensorMode, s.sensorFps, s.sensorSize, s.sensorPattern, s.rawFmtType),
+              std::make_tuple(mode, fps, size, kSentinel, raw));
 }
 void expectUntouched(const SensorSetting& s) {
     expectSetting(s, kSentinel, kSentinel, MSize(-7, -7), kSentinel);
@@ -42,8 +41,8 @@ TEST_F(SettingAdaptor, ChoosesPolicyOnceAtConstructionAndForwardsEveryArgument) 
         SCOPED_TRACE(newPolicy ? "new policy" : "legacy policy");
         SetUp();
         installDefaultSensor(2);
-        hostplatform::sensor(2).modes[kKnownScenario] = {24, MSize(2000, 1500), 9};
-        hostplatform::sensor(2).newSettingPolicy = newPolicy;
+        hp::sensor(2).modes[kKnownScenario] = {24, MSize(2000, 1500), 9};
+        hp::sensor(2).newSettingPolicy = newPolicy;
         Inputs in;
         in.sensorIdx = 2;
         in.floatParam0 = 1.25f;
@@ -52,13 +51,13 @@ TEST_F(SettingAdaptor, ChoosesPolicyOnceAtConstructionAndForwardsEveryArgument) 
         in.userConfig = userConfigOf({{1920, 1080}});
         const long appUses = in.appConfig.use_count();
         CustSettingAlgoAdaptor adaptor(2);
-        hostplatform::sensor(2).newSettingPolicy = !newPolicy;  // a later answer does not count
+        hp::sensor(2).newSettingPolicy = !newPolicy;  // a later answer does not count
         Outcome o;
         o.result = adaptor.selectSensorSetting(in.appConfig, in.streamInfo, o.setting, 2,
                                                o.outValue, in.userConfig, in.floatParam0,
                                                in.floatParam1, in.hdrMode);
         EXPECT_EQ(in.appConfig.use_count(), appUses);
-        const auto& rec = hostplatform::state().recorded;
+        const auto& rec = hp::state().recorded;
         if (!newPolicy) {
             EXPECT_TRUE(rec.featureChip.empty());
             EXPECT_TRUE(androidLines(kAndroidDebug, "CustSettingPolicy").empty());
@@ -72,7 +71,8 @@ TEST_F(SettingAdaptor, ChoosesPolicyOnceAtConstructionAndForwardsEveryArgument) 
                       "[selectSensorSetting] Using New Customized SensorSetting Decision Policy"});
         ASSERT_EQ(rec.maxStreamSize.size(), 1u);
         const auto& q = rec.maxStreamSize[0];
-        EXPECT_EQ(std::make_tuple(q.sensorIdx, q.floatParam0, q.floatParam1), std::make_tuple(2, 1.25f, -3.5f));
+        EXPECT_EQ(std::make_tuple(q.sensorIdx, q.floatParam0, q.floatParam1),
+                  std::make_tuple(2, 1.25f, -3.5f));
         EXPECT_EQ(sentSelectIn().maxRatio, 562);
         const std::string selectLine = androidLines(kAndroidDebug).at(0);
         EXPECT_NE(selectLine.find("hdrMode = 0x40 "), std::string::npos) << selectLine;
@@ -82,15 +82,15 @@ TEST_F(SettingAdaptor, ChoosesPolicyOnceAtConstructionAndForwardsEveryArgument) 
 using NewPolicyDecision = SettingTest;
 
 TEST_F(NewPolicyDecision, RequestMessageLaidOutExactly) {
-    hostplatform::sensor(0).deviceMask = 8;
+    hp::sensor(0).deviceMask = 8;
     std::optional<int32_t> replyBeforeAnswer;
-    hostplatform::state().featureChip = [&](const CustTransMsgData*, CustTransMsgData* reply) {
+    hp::state().featureChip = [&](const CustTransMsgData*, CustTransMsgData* reply) {
         replyBeforeAnswer = *static_cast<const int32_t*>(reply->pData);
         *static_cast<int32_t*>(reply->pData) = kKnownScenario;
     };
     decide(Inputs());
-    ASSERT_EQ(hostplatform::state().recorded.featureChip.size(), 1u);
-    const hostplatform::FeatureChipCall& call = hostplatform::state().recorded.featureChip[0];
+    ASSERT_EQ(hp::state().recorded.featureChip.size(), 1u);
+    const hp::FeatureChipCall& call = hp::state().recorded.featureChip[0];
 
     uint8_t expected[sizeof(CustTransMsgData)] = {};
     expected[12] = 0x05;  // message id 0x1005
@@ -136,9 +136,9 @@ TEST_F(NewPolicyDecision, ReplyNamesTheScenario) {
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
-        hostplatform::sensor(0).modes[0] = {120, MSize(1280, 720), 4};
-        hostplatform::sensor(0).modes[3] = {60, MSize(4000, 2250), 1};
-        hostplatform::state().featureChip = nullptr;
+        hp::sensor(0).modes[0] = {120, MSize(1280, 720), 4};
+        hp::sensor(0).modes[3] = {60, MSize(4000, 2250), 1};
+        hp::state().featureChip = nullptr;
         if (c.answer) answerScenario(*c.answer);
         const int32_t scenario = c.answer.value_or(0);
 
@@ -146,10 +146,10 @@ TEST_F(NewPolicyDecision, ReplyNamesTheScenario) {
         EXPECT_EQ(o.result, c.result);
         EXPECT_EQ(o.outValue, kSentinel);
         EXPECT_EQ(sensorInfoQueries(), c.queries);
-        for (const auto& call : hostplatform::state().recorded.sensorInfo) {
+        for (const auto& call : hp::state().recorded.sensorInfo) {
             EXPECT_EQ(call.scenarioId, scenario);
         }
-        const hostplatform::SensorMode mode = hostplatform::sensor(0).modes[scenario];
+        const hp::SensorMode mode = hp::sensor(0).modes[scenario];
         std::vector<std::string> info, debug;
         if (c.filled) {
             expectSetting(o.setting, scenario, mode.fps, mode.size, mode.rawFmtType);
@@ -159,8 +159,9 @@ TEST_F(NewPolicyDecision, ReplyNamesTheScenario) {
             expectUntouched(o.setting);
         }
         if (c.result) {
+            const int shown = c.filled ? scenario : static_cast<int>(kSentinel);
             debug.push_back("[selectSensorSetting4Normal] scenarioId(" + std::to_string(scenario) +
-                            ") sensorMode(" + std::to_string(c.filled ? scenario : -559038737) + ")");
+                            ") sensorMode(" + std::to_string(shown) + ")");
         }
         EXPECT_EQ(androidLines(kAndroidInfo), info);
         const auto debugLines = androidLines(kAndroidDebug);
@@ -171,21 +172,21 @@ TEST_F(NewPolicyDecision, ReplyNamesTheScenario) {
 
 TEST_F(NewPolicyDecision, SensorInfoQueryFailureWritesNothing) {
     struct Case {
-        bool hostplatform::SensorMode::*fails;
+        bool hp::SensorMode::*fails;
         std::vector<Q> queries;
         const char* warning;
     };
     const Case kCases[] = {
-        {&hostplatform::SensorMode::fpsFails, {Q::Fps}, "[parseSensorSetting] getSensorFps fail"},
-        {&hostplatform::SensorMode::sizeFails, {Q::Fps, Q::Size},
+        {&hp::SensorMode::fpsFails, {Q::Fps}, "[parseSensorSetting] getSensorFps fail"},
+        {&hp::SensorMode::sizeFails, {Q::Fps, Q::Size},
          "[parseSensorSetting] getSensorSize fail"},
-        {&hostplatform::SensorMode::rawFmtTypeFails, {Q::Fps, Q::Size, Q::RawFmtType},
+        {&hp::SensorMode::rawFmtTypeFails, {Q::Fps, Q::Size, Q::RawFmtType},
          "[parseSensorSetting] rawFmtType fail"},
     };
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.warning);
         SetUp();
-        hostplatform::sensor(0).modes[5].*c.fails = true;
+        hp::sensor(0).modes[5].*c.fails = true;
         answerScenario(5);
         const Outcome o = decide(Inputs());
         EXPECT_TRUE(o.result);
@@ -215,9 +216,9 @@ TEST_F(NewPolicyDecision, MissingStaticEntriesAreErrorsEvenAtDetailLevel0) {
         SCOPED_TRACE(c.text);
         SetUp();
         NSCam::Utils::ULog::ULogger::sDetailsLevel = 0;
-        hostplatform::sensor(0).staticMetadata.remove(c.tag);
+        hp::sensor(0).staticMetadata.remove(c.tag);
         EXPECT_TRUE(decide(Inputs()).result);
-        const auto& rec = hostplatform::state().recorded;
+        const auto& rec = hp::state().recorded;
         ASSERT_EQ(rec.androidLog.size(), 1u);
         EXPECT_EQ(rec.androidLog[0].priorityOrLevel, kAndroidError);
         EXPECT_EQ(rec.androidLog[0].tag, kBaseTag);

@@ -14,24 +14,29 @@
 namespace settingtest {
 namespace {
 
-using hostplatform::MaxStreamSizeCall;
+namespace hp = hostplatform;
+
+using hp::MaxStreamSizeCall;
 using R = const CustSelectIn4Setting&;
 using I = Inputs&;
 
-const MaxStreamSizeCall& maxSizeCall() { return hostplatform::state().recorded.maxStreamSize.at(0); }
+const MaxStreamSizeCall& maxSizeCall() { return hp::state().recorded.maxStreamSize.at(0); }
 
 void setSession(I i, uint32_t tag, std::initializer_list<int32_t> items) {
     i.appConfig->sessionParams.update(NSCam::IEntry::of<int32_t>(tag, items));
 }
-void setFpsRange(I i, std::initializer_list<int32_t> range) { setSession(i, kTagAeTargetFpsRange, range); }
+void setFpsRange(I i, std::initializer_list<int32_t> range) {
+    setSession(i, kTagAeTargetFpsRange, range);
+}
 void setDurations(std::initializer_list<int64_t> items) {
     setStatic<int64_t>(0, kTagMinFrameDurations, items);
 }
 // Per-sensor stream lists, led by an absent info that must be skipped.
-void setStreamsOf(mcam::core::device::policy::StreamsBySensor& map, int sensorIdx,
-                  const std::vector<MSize>& sizes) {
-    map[sensorIdx] = streams(sizes);
-    map[sensorIdx].insert(map[sensorIdx].begin(), nullptr);
+void setStreams(I i, bool raw, int sensorIdx, const std::vector<MSize>& sizes) {
+    auto& map = raw ? i.streamInfo->rawStreamsBySensor : i.streamInfo->outputStreamsBySensor;
+    auto& list = map[sensorIdx];
+    list = streams(sizes);
+    list.insert(list.begin(), nullptr);
 }
 void setOpMode(I i) { i.appConfig->operationMode = 0x8001; }
 
@@ -48,7 +53,10 @@ TEST_F(SelectInInputs, RecordFieldsFollowTheConfiguration) {
          [](I i) { setFpsRange(i, {15, 24}); setDurations({0x23, 640, 480, 8333333}); },
          [](R r) { EXPECT_EQ(r.maxFps, 24); EXPECT_EQ(maxSizeCall().maxFps, 24); }},
         {"upper bound 0 falls through to the shortest duration",
-         [](I i) { setFpsRange(i, {15, 0}); setDurations({0x23, 1, 1, 33333333, 0x23, 1, 1, 16666666}); },
+         [](I i) {
+             setFpsRange(i, {15, 0});
+             setDurations({0x23, 1, 1, 33333333, 0x23, 1, 1, 16666666});
+         },
          [](R r) { EXPECT_EQ(r.maxFps, 60); }},
         {"a one-item session range reads its upper bound as 0", [](I i) { setFpsRange(i, {60}); },
          [](R r) { EXPECT_EQ(r.maxFps, 30); }},
@@ -62,36 +70,37 @@ TEST_F(SelectInInputs, RecordFieldsFollowTheConfiguration) {
          [](I i) { i.streamInfo->maxStreamSize = MSize(5000, 2500); },
          [](R r) { EXPECT_EQ(r.maxStreamSize, MSize(5000, 2500)); }},
         {"wider but lower stream does not replace",
-         [](I i) { setStreamsOf(i.streamInfo->outputStreamsBySensor, 0, {{4000, 3000}, {4096, 2160}}); },
+         [](I i) { setStreams(i, false, 0, {{4000, 3000}, {4096, 2160}}); },
          [](R r) { EXPECT_EQ(r.maxStreamSize, MSize(4000, 3000)); }},
         {"lists only for another sensor: (0, 0)",
-         [](I i) { setStreamsOf(i.streamInfo->outputStreamsBySensor, 1, {{4000, 3000}}); },
+         [](I i) { setStreams(i, false, 1, {{4000, 3000}}); },
          [](R r) { EXPECT_EQ(r.maxStreamSize, MSize(0, 0)); }},
         {"the service has the last word on the stream size",
          [](I i) {
-             setStreamsOf(i.streamInfo->outputStreamsBySensor, 0, {{1920, 1080}, {3840, 2160}});
+             setStreams(i, false, 0, {{1920, 1080}, {3840, 2160}});
              i.streamInfo->maxYuvSize = MSize(3000, 2000);
-             hostplatform::state().maxStreamSize = [](const MaxStreamSizeCall&, int32_t& w,
+             hp::state().maxStreamSize = [](const MaxStreamSizeCall&, int32_t& w,
                                                       int32_t& h) { w = 640; h = 480; };
          },
          [](R r) {
              EXPECT_EQ(MSize(maxSizeCall().width, maxSizeCall().height), MSize(3840, 2160));
-             EXPECT_EQ(MSize(maxSizeCall().maxYuvWidth, maxSizeCall().maxYuvHeight), MSize(3000, 2000));
+             const MaxStreamSizeCall& q = maxSizeCall();
+             EXPECT_EQ(MSize(q.maxYuvWidth, q.maxYuvHeight), MSize(3000, 2000));
              EXPECT_EQ(r.maxStreamSize, MSize(640, 480));
          }},
         {"raw streams of another sensor only",
-         [](I i) { setStreamsOf(i.streamInfo->rawStreamsBySensor, 1, {{4000, 3000}}); },
+         [](I i) { setStreams(i, true, 1, {{4000, 3000}}); },
          [](R r) { EXPECT_EQ(r.maxRawSize.width, 0); }},
         {"largest raw in both sides",
-         [](I i) { setStreamsOf(i.streamInfo->rawStreamsBySensor, 0, {{1920, 1080}, {4000, 3000}, {8000, 2000}}); },
+         [](I i) { setStreams(i, true, 0, {{1920, 1080}, {4000, 3000}, {8000, 2000}}); },
          [](R r) { EXPECT_EQ(MSize(r.maxRawSize.width, r.maxRawSize.height), MSize(4000, 3000)); }},
         {"highest AE upper bound, lower bounds and a dangling bound ignored",
-         [](I) { setStatic<int32_t>(0, kTagAeAvailableTargetFpsRanges, {15, 30, 90, 60, 7, 24, 240}); },
+         [](I) { setStatic<int32_t>(0, kTagAeAvailableTargetFpsRanges, {15, 30, 90, 60, 240}); },
          [](R r) { EXPECT_EQ(r.highFpsThres, 60); }},
         {"scene for this mode without HDR mode resets startExpNum to 1", setOpMode,
          [](R r) { EXPECT_EQ(r.vhdrInfo.startExpNum, 1); }},
         {"scene HDR not in force",
-         [](I i) { setOpMode(i); hostplatform::sensor(0).defaultVhdrInfo.sceneHdrEnable = false; },
+         [](I i) { setOpMode(i); hp::sensor(0).defaultVhdrInfo.sceneHdrEnable = false; },
          [](R r) { EXPECT_EQ(r.vhdrInfo.startExpNum, 3); }},
         {"the session asks for an HDR mode", [](I i) { setOpMode(i); i.hdrMode = 2; },
          [](R r) { EXPECT_EQ(r.vhdrInfo.startExpNum, 3); }},
@@ -108,43 +117,54 @@ TEST_F(SelectInInputs, RecordFieldsFollowTheConfiguration) {
          [](R r) { EXPECT_EQ(r.custSensorSettingInfo, 1); }},
         {"the service's custom info, asked with the configuration",
          [](I i) {
-             hostplatform::sensor(0).custSensorSettingInfo = -4;
+             hp::sensor(0).custSensorSettingInfo = -4;
              i.appConfig->operationMode = 0x10;
              i.streamInfo->maxStreamSize = MSize(3000, 1500);
          },
          [](R r) {
              EXPECT_EQ(r.custSensorSettingInfo, -4);
-             const auto& call = hostplatform::state().recorded.custSensorSettingInfo.at(0);
+             const auto& call = hp::state().recorded.custSensorSettingInfo.at(0);
              EXPECT_EQ(call.operationMode, 0x10u);
              EXPECT_EQ(MSize(call.maxStreamWidth, call.maxStreamHeight), MSize(3000, 1500));
              EXPECT_EQ(call.info, 1);
          }},
         {"extension record present",
-         [](I i) { i.appConfig->pExtra = std::make_shared<mcam::core::device::policy::PolicyParsedAppConfigurationExtra>(); },
-         [](R r) { EXPECT_TRUE(r.configExtraPresent); EXPECT_TRUE(maxSizeCall().configExtraPresent); }},
-        {"8K video", [](I i) { i.streamInfo->videoWidth = 7680; }, [](R r) { EXPECT_TRUE(r.is8kVideo); }},
-        {"just below 8K", [](I i) { i.streamInfo->videoWidth = 7679; }, [](R r) { EXPECT_FALSE(r.is8kVideo); }},
+         [](I i) {
+             i.appConfig->pExtra =
+                 std::make_shared<mcam::core::device::policy::PolicyParsedAppConfigurationExtra>();
+         },
+         [](R r) {
+             EXPECT_TRUE(r.configExtraPresent);
+             EXPECT_TRUE(maxSizeCall().configExtraPresent);
+         }},
+        {"8K video", [](I i) { i.streamInfo->videoWidth = 7680; },
+         [](R r) { EXPECT_TRUE(r.is8kVideo); }},
+        {"just below 8K", [](I i) { i.streamInfo->videoWidth = 7679; },
+         [](R r) { EXPECT_FALSE(r.is8kVideo); }},
         {"AOV session parameter", [](I i) { setSession(i, kTagAovMode, {2}); },
          [](R r) { EXPECT_EQ(r.aovMode, 2); }},
         {"AOV parameter of another type reads as absent",
-         [](I i) { i.appConfig->sessionParams.update(NSCam::IEntry::of<int64_t>(kTagAovMode, {2})); },
+         [](I i) {
+             i.appConfig->sessionParams.update(NSCam::IEntry::of<int64_t>(kTagAovMode, {2}));
+         },
          [](R r) { EXPECT_EQ(r.aovMode, 0); }},
         {"no configuration, stream info or metadata provider: empty values, three errors",
          [](I i) {
-             hostplatform::sensor(0).hasMetadataProvider = false;
+             hp::sensor(0).hasMetadataProvider = false;
              i.appConfig = nullptr;
              i.streamInfo = nullptr;
          },
          [](R r) {
              EXPECT_EQ(std::make_tuple(r.maxFps, r.maxStreamSize, r.maxRatio, r.pixelArraySize,
-                                       r.highFpsThres), std::make_tuple(0, MSize(), 750, MSize(), 0));
+                                       r.highFpsThres),
+                       std::make_tuple(0, MSize(), 750, MSize(), 0));
              EXPECT_EQ(androidLines(kAndroidError).size(), 3u);
          }},
     };
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
-        hostplatform::sensor(0).defaultVhdrInfo = {true, {{0x9000, 11}, {0x8001, 22}}, 1, 3, 2, 3};
+        hp::sensor(0).defaultVhdrInfo = {true, {{0x9000, 11}, {0x8001, 22}}, 1, 3, 2, 3};
         Inputs inputs;
         c.arrange(inputs);
         EXPECT_TRUE(decide(inputs).result);
@@ -176,7 +196,7 @@ TEST_F(SelectInInputs, RatioClassAndDeviceIndex) {
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
-        hostplatform::sensor(0).staticMetadata.remove(kTagPixelArraySize);
+        hp::sensor(0).staticMetadata.remove(kTagPixelArraySize);
         if (c.pixelArray != MSize()) setStatic<MSize>(0, kTagPixelArraySize, {c.pixelArray});
         Inputs inputs;
         inputs.userConfig = userConfigOf(c.streams);
@@ -184,19 +204,21 @@ TEST_F(SelectInInputs, RatioClassAndDeviceIndex) {
         decide(inputs);
         EXPECT_EQ(sentSelectIn().maxRatio, c.expected);
         EXPECT_EQ(sentSelectIn().pixelArraySize, c.pixelArray);
-        EXPECT_EQ(MSize(maxSizeCall().pixelArrayWidth, maxSizeCall().pixelArrayHeight), c.pixelArray);
+        EXPECT_EQ(MSize(maxSizeCall().pixelArrayWidth, maxSizeCall().pixelArrayHeight),
+                  c.pixelArray);
     }
 
     struct MaskCase { bool hasSensorList; uint32_t mask; int32_t expected; };
-    for (const MaskCase& c : {MaskCase{true, 1, 0}, MaskCase{true, 2048, 11}, MaskCase{true, 6, 1},
-                              MaskCase{true, 0, 13}, MaskCase{true, 4096, 13}, MaskCase{false, 4, 0}}) {
-        SCOPED_TRACE("device mask " + std::to_string(c.mask) + (c.hasSensorList ? "" : ", no list"));
+    const MaskCase kMasks[] = {{true, 1, 0},  {true, 2048, 11}, {true, 6, 1},
+                               {true, 0, 13}, {true, 4096, 13}, {false, 4, 0}};
+    for (const MaskCase& c : kMasks) {
+        SCOPED_TRACE("mask " + std::to_string(c.mask) + (c.hasSensorList ? "" : ", no list"));
         SetUp();
-        hostplatform::state().hasSensorList = c.hasSensorList;
-        hostplatform::sensor(0).deviceMask = c.mask;
+        hp::state().hasSensorList = c.hasSensorList;
+        hp::sensor(0).deviceMask = c.mask;
         decide(Inputs());
         EXPECT_EQ(sentSelectIn().drvId, c.expected);
-        EXPECT_EQ(hostplatform::state().recorded.featureChip.at(0).settingRequest->drvId, c.expected);
+        EXPECT_EQ(hp::state().recorded.featureChip.at(0).settingRequest->drvId, c.expected);
     }
 }
 
@@ -205,7 +227,7 @@ TEST_F(SelectInInputs, PixelArrayCacheKeepsLastReadValue) {
     in.userConfig = userConfigOf({{1000, 1000}});
     CustSettingAlgoAdaptor adaptor(0);
     auto call = [&] {
-        hostplatform::state().recorded = hostplatform::Recorded();
+        hp::state().recorded = hp::Recorded();
         Outcome o;
         adaptor.selectSensorSetting(in.appConfig, in.streamInfo, o.setting, 0, o.outValue,
                                     in.userConfig, 0.0f, 0.0f, 0);
@@ -213,7 +235,7 @@ TEST_F(SelectInInputs, PixelArrayCacheKeepsLastReadValue) {
         return std::make_pair(r.pixelArraySize, r.maxRatio);
     };
     EXPECT_EQ(call(), std::make_pair(MSize(8192, 6144), 750));
-    hostplatform::sensor(0).staticMetadata.remove(kTagPixelArraySize);
+    hp::sensor(0).staticMetadata.remove(kTagPixelArraySize);
     EXPECT_EQ(call(), std::make_pair(MSize(8192, 6144), 750)) << "a failed read keeps the cache";
     EXPECT_EQ(maxSizeCall().pixelArrayWidth, 8192);
     setStatic<MSize>(0, kTagPixelArraySize, {MSize(4000, 2000)});
@@ -228,11 +250,11 @@ TEST_F(SelectInInputs, RecordBytesAndDebugLine) {
     in.userConfig = userConfigOf({{1920, 1080}});
     setOpMode(in);
     setSession(in, kTagAovMode, {1});
-    hostplatform::sensor(0).deviceMask = 4;
-    hostplatform::sensor(0).custSensorSettingInfo = 9;
+    hp::sensor(0).deviceMask = 4;
+    hp::sensor(0).custSensorSettingInfo = 9;
     decide(in);
 
-    const std::vector<uint8_t>& bytes = hostplatform::state().recorded.featureChip.at(0).selectInBytes;
+    const std::vector<uint8_t>& bytes = hp::state().recorded.featureChip.at(0).selectInBytes;
     ASSERT_EQ(bytes.size(), 104u);
     std::vector<int32_t> words(bytes.size() / sizeof(int32_t));
     std::memcpy(words.data(), bytes.data(), bytes.size());
