@@ -68,10 +68,8 @@ protected:
 
 // The scenario an outcome carries: the host helper knows scenarios 0 to 20 and fills the setting
 // for them; -1 for an untouched setting.
-int32_t chosen(const Outcome& outcome) {
-    return outcome.setting.sensorMode == kSentinel
-               ? -1
-               : static_cast<int32_t>(outcome.setting.sensorMode);
+int32_t chosen(const Outcome& o) {
+    return o.setting.sensorMode == kSentinel ? -1 : static_cast<int32_t>(o.setting.sensorMode);
 }
 
 // The tables asked, in order, by short name: "System Common App Activity Thermal".
@@ -89,50 +87,58 @@ std::string pathsAsked() {
     return asked;
 }
 
-TEST_F(LegacyDispatch, PathOrderDependsOnPrivateSelection) {
+TEST_F(LegacyDispatch, PathOrderAndManagerAnswer) {
+    constexpr int32_t kNoManager = -2;
     const std::string kAll = std::string(kSystemRow) + kCommonRow + kThirdAppRow;
+    const std::string kCommonApp = std::string(kCommonRow) + kThirdAppRow;
     struct Case {
         bool privateSelection;
         Caller caller;
         std::string tables;
-        bool manager;      // the capability manager is supported and answers 4
-        int32_t expected;  // -1: result false
+        int32_t manager;   // the capability manager's answer; kNoManager: not supported
+        int32_t expected;  // scenario handed on; -1: result false
         const char* asked;
         size_t normalCalls;
         const char* why;
     };
     const Case kCases[] = {
-        {false, Caller::ThirdParty, kAll, false, 5, "App Activity Thermal", 0,
+        {false, Caller::ThirdParty, kAll, kNoManager, 5, "App Activity Thermal", 0,
          "ordinary sensor: the third-party path decides before any other table is read"},
-        {true, Caller::ThirdPartySdk, kAll, true, 1, "System", 0,
+        {true, Caller::ThirdPartySdk, kAll, 4, 1, "System", 0,
          "private sensor: the table path decides, the third-party path is never asked"},
-        {true, Caller::ThirdParty, kThirdAppRow, false, 5, "Common App Activity Thermal", 0,
+        {true, Caller::ThirdParty, kThirdAppRow, kNoManager, 5, "Common App Activity Thermal", 0,
          "private sensor: tables without a match, then the third-party tables"},
-        {true, Caller::ThirdParty, "", true, 4, "Common", 0,
+        {true, Caller::ThirdParty, "", 4, 4, "Common", 0,
          "private sensor: tables without a match, then the manager"},
-        {true, Caller::SystemCamera, "", false, kNormalScenario, "System Common", 1,
+        {true, Caller::SystemCamera, "", kNoManager, kNormalScenario, "System Common", 1,
          "private sensor: nothing in the tables, the normal matching decides"},
-        {false, Caller::SystemCamera, "", false, -1, "System Common", 0,
+        {false, Caller::SystemCamera, "", kNoManager, -1, "System Common", 0,
          "ordinary sensor: never the normal matching, though it would find a scenario"},
-        {false, Caller::SystemCamera, kAll, true, 1, "System", 0,
+        {false, Caller::SystemCamera, kAll, 4, 1, "System", 0,
          "ordinary sensor, own camera: the third-party path declines, the tables decide"},
-        {false, Caller::ThirdParty, std::string(kCommonRow) + kSystemRow, false, 2,
+        {false, Caller::ThirdParty, std::string(kCommonRow) + kSystemRow, kNoManager, 2,
          "App Activity Thermal Common", 0,
          "ordinary sensor: third-party tables without a match, then the common table"},
+        {false, Caller::ThirdParty, kCommonApp, 300, 300, "", 0, "300 is not checked on this path"},
+        {false, Caller::ThirdParty, kCommonApp, 0, 0, "", 0, "manager answers scenario 0"},
+        {false, Caller::ThirdParty, kCommonApp, -1, 2, "Common", 0,
+         "manager answers -1: no decision, the table path decides"},
     };
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
         hostplatform::sensor(0).privateSelectSensorMode = c.privateSelection;
         setCaller(c.caller);
-        hostplatform::state().thirdCap = {c.manager, 4};
+        hostplatform::state().thirdCap = {c.manager != kNoManager, c.manager};
         if (!c.tables.empty()) loadTables(c.tables);
         const Outcome outcome = decide();
         EXPECT_EQ(outcome.result, c.expected != -1);
-        EXPECT_EQ(chosen(outcome), c.expected);
+        EXPECT_EQ(parsedScenario(), c.expected);
+        EXPECT_EQ(chosen(outcome), c.expected <= 20 ? c.expected : -1);
         EXPECT_EQ(pathsAsked(), c.asked);
         EXPECT_EQ(featureChipCalls(), c.normalCalls);
-        EXPECT_EQ(hostplatform::state().recorded.thirdCap.size(), c.expected == 4 ? 1u : 0u);
+        EXPECT_EQ(hostplatform::state().recorded.thirdCap.size(),
+                  c.caller == Caller::ThirdParty && c.manager != kNoManager ? 1u : 0u);
     }
 }
 
@@ -221,9 +227,8 @@ TEST_F(LegacyDispatch, ManagerReceivesTheRecord) {
         const char* why;
     };
     const Case kCases[] = {
-        {false, true, "com.app", 2, 45, "application's own name"},
-        {true, true, "android.camera.cts", 2, 45, "GSI replaces a known name"},
-        {false, false, "com.app", -1, -1, "no API value, no temperature"},
+        {false, true, "com.app", 2, 45, "application's own name, API value and temperature"},
+        {true, false, "android.camera.cts", -1, -1, "GSI replaces a known name; no session facts"},
     };
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
@@ -279,32 +284,6 @@ TEST_F(LegacyDispatch, ManagerReceivesTheRecord) {
     }
 }
 
-TEST_F(LegacyDispatch, ManagerAnswerIsPassedOnUnlessMinusOne) {
-    struct Case {
-        int32_t answer;
-        bool result;
-        int32_t parsed;  // scenario handed to the sensor-info helper
-        const char* asked;
-        const char* why;
-    };
-    const Case kCases[] = {
-        {300, true, 300, "", "300 is not checked on this path"},
-        {0, true, 0, "", "scenario 0"},
-        {-1, true, 2, "Common", "-1: no decision, the table path decides"},
-    };
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.why);
-        SetUp();
-        setCaller(Caller::ThirdParty);
-        hostplatform::state().thirdCap = {true, c.answer};
-        loadTables(std::string(kCommonRow) + kThirdAppRow);
-        const Outcome outcome = decide();
-        EXPECT_EQ(outcome.result, c.result);
-        EXPECT_EQ(parsedScenario(), c.parsed);
-        EXPECT_EQ(pathsAsked(), c.asked);
-    }
-}
-
 TEST_F(LegacyDispatch, ThirdPartyTableChainOverridesStepByStep) {
     struct Case {
         int32_t byName, byActivity, byThermal;  // -1: no row
@@ -357,13 +336,6 @@ com.app/.Main[0] = -1, 2, -1, -1, -1, -1, -1, 0, 6
 com.app/.Main[1] = -1, -1, -1, -1, -1, -1, -1, 0, 8
 )");
         EXPECT_EQ(chosen(decide()), api == 2 ? 6 : 8) << "-1 is accepted only by a wildcard row";
-        EXPECT_EQ(countMessage(Level::Info,
-                               "[getThirdCamScenarioIdByActivity] match setting(input):video 0, api " +
-                                   std::to_string(api) +
-                                   ", thirdOpMode 0x0, asepct_Ration 750,maxYuvSize.w 4000,"
-                                   "maxYuvSize.h 3000",
-                               "getThirdCamScenarioIdByActivity"),
-                  1u);
     }
 }
 
@@ -478,14 +450,8 @@ TEST_F(LegacyDispatch, MissingHandlesDecideNothing) {
 
 TEST(LegacyScenarioNumbers, ValidExactlyFrom0To255) {
     CustSettingPolicyLegacy policy;
-    struct Case {
-        int scenario;
-        bool valid;
-    };
-    const Case kCases[] = {{0, true}, {255, true}, {256, false}, {-1, false}, {-2, false}};
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.scenario);
-        EXPECT_EQ(policy.isValidScenarioId(c.scenario), c.valid);
+    for (const auto& [scenario, valid] : {std::pair{0, true}, {255, true}, {256, false}, {-1, false}}) {
+        EXPECT_EQ(policy.isValidScenarioId(scenario), valid) << scenario;
     }
 }
 
