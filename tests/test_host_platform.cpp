@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <vector>
 
 #include "host_platform.h"
 #include "platform/CustFeatureServices.h"
@@ -26,38 +25,21 @@ int32_t askFeatureChip() {
     return answer;
 }
 
-std::vector<size_t> recordSizes() {
-    const auto& r = hostplatform::state().recorded;
-    return {r.featureChip.size(),
-            r.seamless.size(),
-            r.sensorInfo.size(),
-            r.maxStreamSize.size(),
-            r.custSensorSettingInfo.size(),
-            r.thirdCap.size(),
-            r.staticMetadataQueries.size(),
-            r.androidLog.size(),
-            r.unifiedLog.size()};
-}
-
 TEST(HostPlatformTest, ResetRestoresDefaultsAndClearsTraffic) {
     hostplatform::reset();
-    // One call of every recording service, then one answer of each kind moved off its default.
-    askFeatureChip();
-    CustomerData::getInstance()->getCustomCommon()->setConfigSensorScenario(kSensor, 3);
-    uint32_t fps = 0;
-    NSCam::utility::ICamsysSensorInfoHelper::getInstance()->getSensorFps(kSensor, 0, fps);
-    int32_t width = 1920, height = 1080, info = 0;
-    ICustFeatureCapability::getMaxStreamSize(kSensor, 1920, 1080, width, height, 1.0f, 1.0f, 30,
-                                             4000, 3000, false);
-    ICustFeatureCapability::getCustSensorSettingInfo(kSensor, 0, 1920, 1080, info);
-    ThirdCapManager::GetInstance()->getThirdSensormode(ThirdSensormodeInputParam{});
-    NSCam::NSMetadataProviderManager::valueForByDeviceId(kSensor);
-    __android_log_print(ANDROID_LOG_ERROR, "HostPlatformTest", "traffic");
-    ULogger::sULogger->print(0x101005, "HostPlatformTest", 1, "traffic", 7);
-    for (size_t size : recordSizes()) ASSERT_GT(size, 0u);
-
-    hostplatform::sensor(kSensor).newSettingPolicy = true;
     auto& s = hostplatform::state();
+    auto& r = s.recorded;
+    r.featureChip.emplace_back();
+    r.seamless.emplace_back();
+    r.sensorInfo.emplace_back();
+    r.maxStreamSize.emplace_back();
+    r.custSensorSettingInfo.emplace_back();
+    r.thirdCap.emplace_back();
+    r.staticMetadataQueries.emplace_back();
+    r.androidLog.emplace_back();
+    ULogger::sULogger->print(0x101005, "HostPlatformTest", 1, "traffic", 7);
+    ASSERT_EQ(hostplatform::unifiedTexts().size(), 1u);
+    hostplatform::sensor(kSensor).newSettingPolicy = true;
     s.hasSensorList = false;
     s.customer.systemCam = false;
     s.customer.curCamName = "cam";
@@ -71,7 +53,11 @@ TEST(HostPlatformTest, ResetRestoresDefaultsAndClearsTraffic) {
     __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
 
     hostplatform::reset();
-    for (size_t size : recordSizes()) EXPECT_EQ(size, 0u);
+    for (size_t size : {r.featureChip.size(), r.seamless.size(), r.sensorInfo.size(),
+                        r.maxStreamSize.size(), r.custSensorSettingInfo.size(), r.thirdCap.size(),
+                        r.staticMetadataQueries.size(), r.androidLog.size(), r.unifiedLog.size()}) {
+        EXPECT_EQ(size, 0u);
+    }
     EXPECT_TRUE(hostplatform::unifiedTexts().empty());
     const CustomMetadata& metadata = *CustomerData::getInstance()->getCustomMetadata();
     EXPECT_FALSE(ICustFeatureCapability::isPolicyCustSettingSupport(kSensor));
