@@ -121,6 +121,7 @@ TEST_F(RrzoPolicyTest, StaticInfoRequestCarriesTheConfigurationFacts) {
         expectRequestMessage(call.reply, 0);
         ASSERT_TRUE(call.rrzoRequest && call.rrzoStaticInfo);
         EXPECT_EQ(call.rrzoRequest->evalType, 0);
+        EXPECT_EQ(call.rrzoRequest->reserved, 0u);
         // The reply carries its own record, all zero but for where the answer is to go.
         CustEvalRequest reply;
         ASSERT_EQ(call.replyPayload.size(), sizeof(reply));
