@@ -108,13 +108,13 @@ TEST_F(NewPolicyDecision, RequestMessageLaidOutExactly) {
 
     // Payload: version 1, drvId 3, the selection record's address, 8 zero bytes.
     ASSERT_EQ(call.requestPayload.size(), 24u);
-    EXPECT_EQ(std::vector<uint8_t>(call.requestPayload.begin(), call.requestPayload.begin() + 8),
-              (std::vector<uint8_t>{1, 0, 0, 0, 3, 0, 0, 0}));
     void* selectIn = nullptr;
     std::memcpy(&selectIn, call.requestPayload.data() + 8, sizeof(selectIn));
     EXPECT_NE(selectIn, nullptr);
-    EXPECT_EQ(std::vector<uint8_t>(call.requestPayload.begin() + 16, call.requestPayload.end()),
-              std::vector<uint8_t>(8, 0));
+    std::vector<uint8_t> payload = {1, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                                    0, 0, 0, 0, 0, 0, 0, 0};
+    std::memcpy(payload.data() + 8, &selectIn, sizeof(selectIn));
+    EXPECT_EQ(call.requestPayload, payload);
     EXPECT_EQ(call.replyPayload, (std::vector<uint8_t>{3, 0, 0, 0}));
 }
 
@@ -200,20 +200,17 @@ TEST_F(NewPolicyDecision, SensorInfoQueryFailureWritesNothing) {
 TEST_F(NewPolicyDecision, MissingStaticEntriesAreErrorsEvenAtDetailLevel0) {
     struct Case {
         uint32_t tag;
-        const char* text;
-        const char* tail;
+        std::string function, line, entry;
     };
     const Case kCases[] = {
-        {kTagMinFrameDurations, "[getMaxFps] no static MTK_SCALER_AVAILABLE_MIN_FRAME_DURATIONS",
-         " (getMaxFps){#178:CustPolicy/cust_setting_policy_base.cpp}"},
-        {kTagPixelArraySize, "[getMaxRatio] no static MTK_SENSOR_INFO_PIXEL_ARRAY_SIZE",
-         " (getMaxRatio){#143:CustPolicy/cust_setting_policy_base.cpp}"},
-        {kTagAeAvailableTargetFpsRanges,
-         "[getHighFpsThres] no static MTK_CONTROL_AE_AVAILABLE_TARGET_FPS_RANGES",
-         " (getHighFpsThres){#234:CustPolicy/cust_setting_policy_base.cpp}"},
+        {kTagMinFrameDurations, "getMaxFps", "178", "MTK_SCALER_AVAILABLE_MIN_FRAME_DURATIONS"},
+        {kTagPixelArraySize, "getMaxRatio", "143", "MTK_SENSOR_INFO_PIXEL_ARRAY_SIZE"},
+        {kTagAeAvailableTargetFpsRanges, "getHighFpsThres", "234",
+         "MTK_CONTROL_AE_AVAILABLE_TARGET_FPS_RANGES"},
     };
     for (const Case& c : kCases) {
-        SCOPED_TRACE(c.text);
+        SCOPED_TRACE(c.entry);
+        const std::string text = "[" + c.function + "] no static " + c.entry;
         SetUp();
         NSCam::Utils::ULog::ULogger::sDetailsLevel = 0;
         hp::sensor(0).staticMetadata.remove(c.tag);
@@ -222,9 +219,10 @@ TEST_F(NewPolicyDecision, MissingStaticEntriesAreErrorsEvenAtDetailLevel0) {
         ASSERT_EQ(rec.androidLog.size(), 1u);
         EXPECT_EQ(rec.androidLog[0].priorityOrLevel, kAndroidError);
         EXPECT_EQ(rec.androidLog[0].tag, kBaseTag);
-        EXPECT_EQ(rec.androidLog[0].text, std::string(c.text) + c.tail);
+        EXPECT_EQ(rec.androidLog[0].text, text + " (" + c.function + "){#" + c.line +
+                                              ":CustPolicy/cust_setting_policy_base.cpp}");
         ASSERT_EQ(rec.unifiedLog.size(), 1u);
-        EXPECT_EQ(rec.unifiedLog[0].text, c.text);
+        EXPECT_EQ(rec.unifiedLog[0].text, text);
     }
 }
 

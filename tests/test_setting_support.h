@@ -57,7 +57,6 @@ void setStatic(int32_t sensorIdx, uint32_t tag, std::initializer_list<T> items) 
     hostplatform::sensor(sensorIdx).staticMetadata.update(NSCam::IEntry::of<T>(tag, items));
 }
 
-// One 4000x3000 stream on a 4:3 sensor with complete static metadata.
 struct Inputs {
     std::shared_ptr<PolicyParsedAppConfiguration> appConfig =
         std::make_shared<PolicyParsedAppConfiguration>();
