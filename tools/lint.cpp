@@ -9,6 +9,7 @@
 #include <optional>
 #include <sstream>
 
+#include "edit_distance.h"
 #include "host_config_parser.h"
 
 namespace custsim {
@@ -143,22 +144,6 @@ bool isCanonicalKey(std::string_view key, int32_t& index) {
         index = index * 10 + (c - '0');
     }
     return true;
-}
-
-size_t editDistance(std::string_view a, std::string_view b) {
-    std::vector<size_t> row(b.size() + 1);
-    for (size_t j = 0; j <= b.size(); ++j) row[j] = j;
-    for (size_t i = 1; i <= a.size(); ++i) {
-        size_t diagonal = row[0];
-        row[0] = i;
-        for (size_t j = 1; j <= b.size(); ++j) {
-            const size_t above = row[j];
-            row[j] =
-                std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] == b[j - 1] ? 0 : 1)});
-            diagonal = above;
-        }
-    }
-    return row[b.size()];
 }
 
 std::string lowercase(std::string_view text) {

@@ -7,26 +7,11 @@
 #include <limits>
 #include <sstream>
 
+#include "edit_distance.h"
+
 namespace custsim {
 
 namespace {
-
-// Edit distance, to suggest the key a misspelt one probably meant.
-size_t editDistance(std::string_view a, std::string_view b) {
-    std::vector<size_t> row(b.size() + 1);
-    for (size_t j = 0; j <= b.size(); ++j) row[j] = j;
-    for (size_t i = 1; i <= a.size(); ++i) {
-        size_t diagonal = row[0];
-        row[0] = i;
-        for (size_t j = 1; j <= b.size(); ++j) {
-            const size_t above = row[j];
-            const size_t substitution = diagonal + (a[i - 1] == b[j - 1] ? 0 : 1);
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, substitution});
-            diagonal = above;
-        }
-    }
-    return row[b.size()];
-}
 
 std::string inQuotes(std::string_view text) { return "'" + std::string(text) + "'"; }
 
