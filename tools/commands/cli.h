@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-// The command line of the simulator: subcommands simulate, demo and lint.
+// The command line of the simulator: the command word picks one of commands.h.
 namespace custsim {
 
 // Exit codes, as docs/simulator.md lists them.

@@ -36,6 +36,15 @@ bool shownAtDetailLevel(int32_t priority, int32_t detailLevel);
 
 using mcam::core::device::policy::SensorSetting;
 
+// The configuration-table row that decided, as the store defined it.
+struct MatchedRow {
+    std::string table;   // "SystemCamSensorSettingMap"
+    std::string locale;  // "Mode", "AllCamApp", ...
+    std::string key;     // the row index, "0", "1", ...
+    std::string file;    // the configuration file
+    int32_t line = 0;    // where the row is defined
+};
+
 struct SensorRun {
     int32_t sensorIdx = 0;
     std::string sensorName;
@@ -51,6 +60,7 @@ struct SensorRun {
     std::optional<uint32_t> seamlessScenario;  // last one recorded for this sensor
     std::optional<LogLine> decidedBy;          // the message that explains the decision
     bool decidedByIsLastMessage = false;       // no decision: decidedBy is merely the last message
+    std::optional<MatchedRow> match;           // the table row that named the scenario
 
     // What the RRZO calls were given and answered.
     bool halFallback = false;  // no decision: the HAL's fallback scenario stood in
