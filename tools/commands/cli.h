@@ -11,6 +11,7 @@ namespace custsim {
 constexpr int kExitOk = 0;          // decided: every session ran / lint found no error
 constexpr int kExitFindings = 1;    // lint found errors, or the command line was wrong
 constexpr int kExitInputError = 2;  // an input file is unreadable or invalid; nothing was run
+constexpr int kExitStrict = 3;      // --strict: a configuration error or a decision warning
 
 // The environment variable that points the demo at another examples directory.
 inline constexpr char kExamplesEnvVar[] = "CUSTPOLICY_EXAMPLES";

@@ -22,6 +22,8 @@ bool parseRunOptions(const std::vector<std::string>& args, RunOptions& options, 
             filesOnly = true;
         } else if (arg == "--json") {
             options.json = true;
+        } else if (arg == "--strict") {
+            options.strict = true;
         } else if (arg == "-h" || arg == "--help") {
             options.help = true;
         } else if (arg == "-v" || arg == "--verbose") {

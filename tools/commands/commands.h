@@ -24,6 +24,7 @@ extern const char kLintHelp[];
 
 struct RunOptions {
     bool json = false;
+    bool strict = false;  // a configuration error or a decision warning fails the run
     std::optional<int32_t> detailLevel;
     bool help = false;
     std::vector<std::string> files;

@@ -7,6 +7,7 @@
 #include "commands.h"
 #include "device_profile.h"
 #include "host_config_store.h"
+#include "lint.h"
 #include "report.h"
 #include "runner.h"
 #include "session_file.h"
@@ -19,7 +20,7 @@
 namespace custsim {
 
 const char kSimulateHelp[] =
-    "usage: custpolicy simulate [--json] [-v[LEVEL]] DEVICE SESSION...\n"
+    "usage: custpolicy simulate [--json] [--strict] [-v[LEVEL]] DEVICE SESSION...\n"
     "\n"
     "Loads the device profile DEVICE (TOML) and its configuration file, checks every SESSION\n"
     "(TOML), then runs them in order. Per sensor the HAL's calls are made as on the device:\n"
@@ -27,10 +28,14 @@ const char kSimulateHelp[] =
     "selectSensorSetting for every sensor, then calculateTargetSize and selectTargetSize.\n"
     "Prints per session and sensor the policies that served, the decision or \"no decision\",\n"
     "the seamless flags and recorded seamless scenario, the RRZO size and the message that\n"
-    "decided them.\n"
+    "decided them, with the configuration row (file:line) that decided. The configuration\n"
+    "file's lint findings come first; under each sensor, the errors the library logged and\n"
+    "warnings about the decision (codes in docs/simulator.md).\n"
     "\n"
     "options:\n"
     "  --json            print a JSON document instead of text\n"
+    "  --strict          exit with 3 when the configuration has a lint error or any session\n"
+    "                    or decision has a warning\n"
     "  -v, --verbose     also print every captured log message, logcat style, as the device\n"
     "                    writes them at detail level 5\n"
     "  -vLEVEL, --verbose=LEVEL\n"
@@ -39,10 +44,13 @@ const char kSimulateHelp[] =
     "  -h, --help        show this help\n"
     "\n"
     "Nothing runs unless every input is valid: problems are listed with file, line, column and\n"
-    "key path, and the exit code is 2.\n";
+    "key path, and the exit code is 2.\n"
+    "\n"
+    "Exit codes: 0 every session ran, 1 command-line error, 2 invalid input, 3 --strict and\n"
+    "a configuration error or a warning.\n";
 
 const char kDemoHelp[] =
-    "usage: custpolicy demo [--json] [-v[LEVEL]]\n"
+    "usage: custpolicy demo [--json] [--strict] [-v[LEVEL]]\n"
     "\n"
     "Simulates the bundled example device (examples/device/device.toml) over every bundled\n"
     "session (examples/sessions/*.toml, in name order). The examples directory is the\n"
@@ -50,6 +58,46 @@ const char kDemoHelp[] =
     "Options as for simulate.\n";
 
 namespace {
+
+// The configuration file as the reports cite it: beside the profile as the user named it, so that
+// a relative name stays relative (and the demo's output does not depend on where it runs).
+std::string configDisplayName(const DeviceProfile& device, const InputFile& deviceFile) {
+    const auto directoryOf = [](const std::string& path) {
+        const size_t slash = path.find_last_of('/');
+        return slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
+    };
+    const std::string real = directoryOf(deviceFile.path);
+    if (device.configFile.compare(0, real.size(), real) != 0) return device.configFile;
+    return directoryOf(deviceFile.display) + device.configFile.substr(real.size());
+}
+
+// The lint findings of the configuration, checked against the device.
+std::vector<LintFinding> configFindings(const DeviceProfile& device) {
+    if (device.configFile.empty()) return {};
+    LintResult lint = lintConfigFile(device.configFile, &device);
+    if (lint.loaded) return std::move(lint.findings);
+    // The store took the file, so this is not expected; it is reported, not hidden.
+    LintFinding finding;
+    finding.message = "lint could not read the file: " + lint.loadError;
+    return {finding};
+}
+
+bool anyWarning(const std::vector<SessionRun>& runs) {
+    for (const SessionRun& run : runs) {
+        if (!run.warnings.empty()) return true;
+        for (const SensorRun& sensor : run.sensors) {
+            if (!sensor.warnings.empty()) return true;
+        }
+    }
+    return false;
+}
+
+bool anyError(const std::vector<LintFinding>& findings) {
+    for (const LintFinding& finding : findings) {
+        if (finding.severity == LintFinding::Severity::Error) return true;
+    }
+    return false;
+}
 
 int simulate(const InputFile& deviceFile, const std::vector<InputFile>& sessionFiles,
              const RunOptions& options, std::ostream& out, std::ostream& err) {
@@ -80,16 +128,20 @@ int simulate(const InputFile& deviceFile, const std::vector<InputFile>& sessionF
         return kExitInputError;
     }
 
-    Simulator simulator(device);
-    std::vector<SessionRun> runs;
-    for (const SessionSpec& session : sessions) runs.push_back(simulator.run(session));
     ReportOptions report;
     report.logDetailLevel = options.detailLevel;
+    report.configName = configDisplayName(device, deviceFile);
+    report.configFindings = configFindings(device);
+    Simulator simulator(device);
+    simulator.setConfigName(report.configName);
+    std::vector<SessionRun> runs;
+    for (const SessionSpec& session : sessions) runs.push_back(simulator.run(session));
     if (options.json) {
         writeJsonReport(out, device, runs, report);
     } else {
         writeTextReport(out, device, runs, report);
     }
+    if (options.strict && (anyError(report.configFindings) || anyWarning(runs))) return kExitStrict;
     return kExitOk;
 }
 
