@@ -589,7 +589,8 @@ void Simulator::explainSetting(SensorRun& run,
     }
 }
 
-void Simulator::warnAboutDecision(const SessionSpec& session, SensorRun& run) const {
+// The error lines of both calls, and the warnings about the decision and the RRZO size.
+void Simulator::reviewSensor(const SessionSpec& session, SensorRun& run) const {
     collectErrors(run.settingLog, session.app.activity, run.errors);
     collectErrors(run.rrzoLog, session.app.activity, run.errors);
     if (run.decided && !run.filled && run.namedScenario) {
@@ -609,8 +610,10 @@ void Simulator::warnAboutDecision(const SessionSpec& session, SensorRun& run) co
     }
     const MSize rrzo = run.rrzoSize;
     const MSize sensor = run.rrzoSensorSize;
-    if (rrzo.w == 0 || rrzo.h == 0) {
-        run.warnings.push_back({"rrzo-zero-side", "RRZO " + sizeText(rrzo) + " has a zero side"});
+    // A size table replaces the RRZO as its row stands, so a side can even be negative.
+    if (rrzo.w <= 0 || rrzo.h <= 0) {
+        run.warnings.push_back(
+            {"rrzo-zero-side", "RRZO " + sizeText(rrzo) + " has a side of zero or less"});
     } else if (sensor.w > 0 && sensor.h > 0 && (rrzo.w > sensor.w || rrzo.h > sensor.h)) {
         run.warnings.push_back(
             {"rrzo-exceeds-sensor",
@@ -699,7 +702,7 @@ SessionRun Simulator::run(const SessionSpec& session) {
     }
     for (SensorRun& run : result.sensors) {
         selectRrzo(session, run, configuration);
-        warnAboutDecision(session, run);
+        reviewSensor(session, run);
     }
     mSettingsForRrzo.reset();
     result.warnings = sessionWarnings(session);

@@ -138,7 +138,7 @@ private:
     void selectRrzo(const SessionSpec& session, SensorRun& run,
                     const BuiltConfiguration& configuration);
     void explainSetting(SensorRun& run, const std::vector<hostconfig::RowRead>& reads) const;
-    void warnAboutDecision(const SessionSpec& session, SensorRun& run) const;
+    void reviewSensor(const SessionSpec& session, SensorRun& run) const;
 
     const DeviceProfile* mDevice;
     ReferenceEvaluator mEvaluator;
