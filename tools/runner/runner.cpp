@@ -435,15 +435,14 @@ void collectErrors(const std::vector<LogLine>& log, const std::string& activity,
 Simulator::Simulator(const DeviceProfile& device) : mDevice(&device), mEvaluator(device) {
     hostplatform::reset();
     applyDevice();
-    // The reports name the row that decided; the row-read record is cheap enough to stay on.
-    hostconfig::setRowReadRecording(true);
     for (const SensorSpec& sensor : mDevice->sensors) {
         mSettingAdaptors[sensor.index] = std::make_unique<CustSettingAlgoAdaptor>(sensor.index);
         mRrzoAdaptors[sensor.index] = std::make_unique<CustRrzoAlgoAdaptor>(sensor.index);
     }
 }
 
-Simulator::~Simulator() = default;
+// Nothing else reads the row-read record, which would otherwise grow with every later read.
+Simulator::~Simulator() { hostconfig::setRowReadRecording(false); }
 
 void Simulator::applyDevice() {
     hostplatform::State& state = hostplatform::state();
@@ -656,6 +655,8 @@ SessionRun Simulator::run(const SessionSpec& session) {
     hostplatform::reset();
     applyDevice();
     applySession(session);
+    // The reports name the row that decided; the row-read record is cheap enough to keep on.
+    hostconfig::setRowReadRecording(true);
     mEvaluator.resetRrzoState();
     const BuiltConfiguration configuration = buildConfiguration(session);
 
