@@ -176,6 +176,7 @@ void writeSensor(std::ostream& out, const SessionRun& sessionRun, const SensorRu
         << ", \"size\": " << jsonSize(run.rrzoSize) << "},\n";
     out << in << "\"rrzo_decided_by\": "
         << (run.rrzoDecidedBy ? jsonLogLine(*run.rrzoDecidedBy, false) : "null") << ",\n";
+    out << in << "\"rrzo_match\": " << jsonMatch(run.rrzoMatch) << ",\n";
     out << in << "\"service_notes\": " << jsonStrings(run.notes, in) << ",\n";
     out << in << "\"rrzo_service_notes\": " << jsonStrings(run.rrzoNotes, in) << ",\n";
     out << in << "\"facts\": " << jsonFacts(run.facts) << ",\n";

@@ -52,9 +52,9 @@ std::string decisionText(const SensorRun& run) {
 }
 
 // The thermal table's message names no row, so its row is named here.
-std::string matchSuffix(const SensorRun& run) {
-    if (!run.match) return {};
-    const MatchedRow& row = *run.match;
+std::string matchSuffix(const std::optional<MatchedRow>& match) {
+    if (!match) return {};
+    const MatchedRow& row = *match;
     if (row.table == custpolicy::kTableThirdCamByThermal)
         return " (" + entryName(row) + ", " + rowLocation(row) + ")";
     return " (" + rowLocation(row) + ")";
@@ -143,12 +143,13 @@ void writeTextReport(std::ostream& out, const DeviceProfile& device,
                 writeField(out, run.decidedByIsLastMessage ? "last message" : "decided by",
                            logcatLine({run.decidedBy->priority, run.decidedBy->tag,
                                        withoutErrorTail(run.decidedBy->text)}) +
-                               matchSuffix(run));
+                               matchSuffix(run.match));
             }
             if (run.rrzoDecidedBy) {
                 writeField(out, "RRZO by",
                            logcatLine({run.rrzoDecidedBy->priority, run.rrzoDecidedBy->tag,
-                                       withoutErrorTail(run.rrzoDecidedBy->text)}));
+                                       withoutErrorTail(run.rrzoDecidedBy->text)}) +
+                               matchSuffix(run.rrzoMatch));
             }
             for (const std::string& note : run.notes) writeField(out, "service", note);
             for (const std::string& note : run.rrzoNotes) writeField(out, "service", note);

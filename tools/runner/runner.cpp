@@ -89,11 +89,15 @@ constexpr int32_t kHighestPlausibleTemperature = 150;
 constexpr size_t kFpsRangeLow = 0;
 constexpr size_t kFpsRangeHigh = 1;
 
-// Messages that explain the RRZO size, most telling first.
-const char* const kRrzoMarkers[] = {
-    "customized rrzo size",
-    "customized sensor size",
-    "rrzo target size",
+// Messages that explain the RRZO size, most telling first, with the table each reports a row of.
+struct RrzoMarker {
+    const char* text;
+    const char* table;  // "" when the message reports no table row
+};
+const RrzoMarker kRrzoMarkers[] = {
+    {"customized rrzo size", custpolicy::kTableCustomRrzoSize},
+    {"customized sensor size", custpolicy::kTableCustomSensorSize},
+    {"rrzo target size", ""},
 };
 
 NSCam::IEntry metadataEntry(const MetadataEntrySpec& described) {
@@ -240,10 +244,13 @@ std::optional<LogLine> settingExplanation(const std::vector<LogLine>& log, bool&
     return log.back();
 }
 
-std::optional<LogLine> rrzoExplanation(const std::vector<LogLine>& log) {
-    for (const char* marker : kRrzoMarkers) {
+// The message that explains the RRZO size, and the table whose row it reports ("" for none).
+std::optional<LogLine> rrzoExplanation(const std::vector<LogLine>& log, std::string& table) {
+    for (const RrzoMarker& marker : kRrzoMarkers) {
         for (auto it = log.rbegin(); it != log.rend(); ++it) {
-            if (contains(it->text, marker)) return *it;
+            if (!contains(it->text, marker.text)) continue;
+            table = marker.table;
+            return *it;
         }
     }
     return std::nullopt;
@@ -576,8 +583,7 @@ void Simulator::explainSetting(SensorRun& run,
                                const std::vector<hostconfig::RowRead>& reads) const {
     const std::string table = decidingTable(run);
     if (!table.empty()) {
-        run.match =
-            matchedRow(table, reads, mConfigName.empty() ? mDevice->configFile : mConfigName);
+        run.match = matchedRow(table, reads, configName());
     }
     // A policy reports a decision once it has named a scenario, even when the sensor-info helper
     // then failed and the record was left as it was.
@@ -634,6 +640,7 @@ void Simulator::selectRrzo(const SessionSpec& session, SensorRun& run,
     inParams.pParsedAppConfiguration = configuration.appConfig;
     inParams.pParsedAppImageStreamInfo = configuration.streamInfo;
 
+    hostconfig::takeRowReads();
     CustRrzoAlgoAdaptor& adaptor = *mRrzoAdaptors.at(run.sensorIdx);
     MSize targetSize = session.hal.rrzoTarget.value_or(
         defaultRrzoRequest(configuration.streamInfo->maxStreamSize, run.rrzoSensorSize));
@@ -646,7 +653,9 @@ void Simulator::selectRrzo(const SessionSpec& session, SensorRun& run,
     run.rrzoSize = outSize;
     run.rrzoNotes = mEvaluator.takeNotes();
     run.rrzoLog = takeAndroidLog(logMark);
-    run.rrzoDecidedBy = rrzoExplanation(run.rrzoLog);
+    std::string table;
+    run.rrzoDecidedBy = rrzoExplanation(run.rrzoLog, table);
+    if (!table.empty()) run.rrzoMatch = matchedRow(table, hostconfig::takeRowReads(), configName());
 }
 
 SessionRun Simulator::run(const SessionSpec& session) {

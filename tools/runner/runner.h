@@ -97,6 +97,7 @@ struct SensorRun {
     MSize rrzoSensorSize;
     MSize rrzoSize;
     std::optional<LogLine> rrzoDecidedBy;
+    std::optional<MatchedRow> rrzoMatch;  // the custom size-table row behind the RRZO size
 
     // Explanations of the simulated services (feature chip, capability manager), in call order.
     std::vector<std::string> notes;
@@ -128,6 +129,9 @@ public:
     SessionRun run(const SessionSpec& session);
     // The name under which reports cite the configuration file (default: its path).
     void setConfigName(std::string name) { mConfigName = std::move(name); }
+    const std::string& configName() const {
+        return mConfigName.empty() ? mDevice->configFile : mConfigName;
+    }
 
 private:
     void applyDevice();
