@@ -20,7 +20,8 @@ const char kMainHelp[] =
     "  help [COMMAND]              show this help, or a command's\n"
     "\n"
     "Run 'custpolicy COMMAND --help' for a command's options. Exit codes: 0 decided (or no\n"
-    "lint error), 1 lint errors or a wrong command line, 2 an unreadable or invalid input.\n"
+    "lint error), 1 lint errors or a wrong command line, 2 an unreadable or invalid input,\n"
+    "3 with --strict, a configuration error or a warning.\n"
     "See docs/simulator.md for the profile and session keys and the JSON layout.\n";
 
 struct Command {
