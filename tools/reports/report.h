@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <ostream>
+#include <string>
 #include <vector>
 
 #include "device_profile.h"
@@ -20,6 +21,9 @@ struct ReportOptions {
 
 void writeTextReport(std::ostream& out, const DeviceProfile& device,
                      const std::vector<SessionRun>& runs, const ReportOptions& options);
+// A JSON string literal: quoted, with the characters JSON reserves escaped.
+std::string jsonString(const std::string& text);
+
 void writeJsonReport(std::ostream& out, const DeviceProfile& device,
                      const std::vector<SessionRun>& runs, const ReportOptions& options);
 
