@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <initializer_list>
 
 #include "report.h"
 #include "sweep_report.h"
@@ -34,6 +35,13 @@ std::string joined(const std::vector<std::string>& items, const char* separator)
     return out;
 }
 
+void appendFields(std::string& row, std::initializer_list<std::string> fields) {
+    for (const std::string& field : fields) {
+        row += ',';
+        row += field;
+    }
+}
+
 std::string sensorName(const DeviceProfile& device, int32_t index) {
     const SensorSpec* sensor = device.findSensor(index);
     return sensor != nullptr ? sensor->name : "";
@@ -50,32 +58,38 @@ public:
                 "match_table,match_locale,match_key,match_file,match_line,message,warnings\n";
     }
 
+    // Each row is put together in one string and written at once: a stream insertion per field
+    // would cost more than the point's decision.
     void point(const SweepPoint& point) override {
         const std::vector<size_t> values = mSweep.coordinates(point.index);
-        std::string axes;
+        std::string axes = std::to_string(point.index);
         for (size_t i = 0; i < values.size(); ++i)
             axes += "," + csvField(mSweep.axes[i].label(values[i]));
         for (const SweepOutcome& o : point.sensors) {
-            mOut << point.index << axes << ',' << o.sensorIdx << ','
-                 << csvField(sensorName(mDevice, o.sensorIdx)) << ','
-                 << (o.decided ? "true" : "false") << ',';
+            mRow = axes;
+            appendFields(mRow,
+                         {std::to_string(o.sensorIdx), csvField(sensorName(mDevice, o.sensorIdx)),
+                          o.decided ? "true" : "false"});
             if (o.decided) {
-                mOut << o.scenario << ',' << o.fps << ',' << o.sensorSize.w << ',' << o.sensorSize.h
-                     << ',' << o.rawFormatType;
+                appendFields(mRow, {std::to_string(o.scenario), std::to_string(o.fps),
+                                    std::to_string(o.sensorSize.w), std::to_string(o.sensorSize.h),
+                                    std::to_string(o.rawFormatType)});
             } else {
-                mOut << ",,,,";
+                mRow += ",,,,,";
             }
-            mOut << ',' << o.rrzoSize.w << ',' << o.rrzoSize.h << ',' << hex(o.seamlessFlags)
-                 << ',';
-            if (o.seamlessScenario >= 0) mOut << o.seamlessScenario;
+            appendFields(mRow, {std::to_string(o.rrzoSize.w), std::to_string(o.rrzoSize.h),
+                                hex(o.seamlessFlags),
+                                o.seamlessScenario >= 0 ? std::to_string(o.seamlessScenario) : ""});
             if (o.match) {
-                mOut << ',' << csvField(o.match->table) << ',' << csvField(o.match->locale) << ','
-                     << csvField(o.match->key) << ',' << csvField(o.match->file) << ','
-                     << o.match->line;
+                appendFields(mRow, {csvField(o.match->table), csvField(o.match->locale),
+                                    csvField(o.match->key), csvField(o.match->file),
+                                    std::to_string(o.match->line)});
             } else {
-                mOut << ",,,,,";
+                mRow += ",,,,,";
             }
-            mOut << ',' << csvField(o.message) << ',' << csvField(joined(o.warnings, "; ")) << '\n';
+            appendFields(mRow, {csvField(o.message), csvField(joined(o.warnings, "; "))});
+            mRow += '\n';
+            mOut.write(mRow.data(), static_cast<std::streamsize>(mRow.size()));
         }
     }
 
@@ -85,6 +99,7 @@ private:
     std::ostream& mOut;
     const DeviceProfile& mDevice;
     const SweepSpec& mSweep;
+    std::string mRow;
 };
 
 class JsonWriter : public SweepWriter {

@@ -94,6 +94,11 @@ public:
 
     SessionRun run(const SessionSpec& session);
 
+    // Whether the library's messages also go to the platform's unified logger, as on the device
+    // (the default). Nothing the simulator reports reads that copy; a sweep turns it off so that
+    // each message is formatted once instead of twice.
+    void setUnifiedLog(bool enabled) { mUnifiedLog = enabled; }
+
 private:
     void applyDevice();
     void applySession(const SessionSpec& session);
@@ -109,6 +114,9 @@ private:
     std::map<int32_t, std::unique_ptr<CustRrzoAlgoAdaptor>> mRrzoAdaptors;
     // The settings of every sensor of the session being run, as the RRZO policy receives them.
     std::shared_ptr<CustSensorSettingMap> mSettingsForRrzo;
+    // Each sensor's static metadata, built once from the profile and handed to every session.
+    std::map<int32_t, NSCam::IMetadata> mStaticMetadata;
+    bool mUnifiedLog = true;
 };
 
 }  // namespace custsim

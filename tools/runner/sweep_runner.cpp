@@ -197,22 +197,15 @@ private:
     size_t mAt = 0;
 };
 
-SweepPoint runPoint(Simulator& simulator, const SweepSpec& sweep, uint64_t index) {
-    const SessionSpec session = sweep.sessionAt(index);
-    const SessionRun run = simulator.run(session);
-    SweepPoint point;
-    point.index = index;
-    for (const SensorRun& sensor : run.sensors) point.sensors.push_back(outcomeOf(sensor));
-    return point;
-}
-
 // The body of worker `worker` of `jobs`: every jobs-th point from its own, written to `fd`.
 [[noreturn]] void workerMain(const DeviceProfile& device, const SweepSpec& sweep, unsigned worker,
                              unsigned jobs, int fd) {
     try {
         Simulator simulator(device);
+        simulator.setUnifiedLog(false);
         for (uint64_t index = worker; index < sweep.points; index += jobs) {
-            if (!writeAll(fd, encodePoint(runPoint(simulator, sweep, index)))) _exit(kWorkerFailed);
+            if (!writeAll(fd, encodePoint(runSweepPoint(simulator, sweep, index))))
+                _exit(kWorkerFailed);
         }
     } catch (const std::exception& e) {
         std::fprintf(stderr, "custpolicy: sweep worker %u: %s\n", worker + 1, e.what());
@@ -316,13 +309,24 @@ private:
 
 bool runInProcess(const DeviceProfile& device, const SweepSpec& sweep, const SweepSink& sink) {
     Simulator simulator(device);
-    for (uint64_t index = 0; index < sweep.points; ++index) sink(runPoint(simulator, sweep, index));
+    simulator.setUnifiedLog(false);
+    for (uint64_t index = 0; index < sweep.points; ++index)
+        sink(runSweepPoint(simulator, sweep, index));
     return true;
 }
 
 }  // namespace
 
 std::vector<std::string> decisionWarnings(const SensorRun&) { return {}; }
+
+SweepPoint runSweepPoint(Simulator& simulator, const SweepSpec& sweep, uint64_t index) {
+    const SessionSpec session = sweep.sessionAt(index);
+    const SessionRun run = simulator.run(session);
+    SweepPoint point;
+    point.index = index;
+    for (const SensorRun& sensor : run.sensors) point.sensors.push_back(outcomeOf(sensor));
+    return point;
+}
 
 SweepOutcome outcomeOf(const SensorRun& run) {
     SweepOutcome outcome;

@@ -39,6 +39,9 @@ struct SweepPoint {
     std::vector<SweepOutcome> sensors;  // in the order the session runs them
 };
 
+// Runs one point of the sweep on the simulator.
+SweepPoint runSweepPoint(Simulator& simulator, const SweepSpec& sweep, uint64_t index);
+
 // Reduces one sensor's run to what the sweep reports.
 SweepOutcome outcomeOf(const SensorRun& run);
 
