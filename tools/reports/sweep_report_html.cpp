@@ -122,6 +122,8 @@ const char kPageScript[] = R"HTML(<script>
   const data = JSON.parse(document.getElementById("sweep-data").textContent);
   // Beyond this many columns or rows, neighbouring points share one drawn block.
   const MAX_COLUMNS = 120, MAX_ROWS = 80;
+  // From this many columns on, cells are drawn small.
+  const DENSE_COLUMNS = 40;
   const axes = data.axes;
   const strides = [];
   let stride = 1;
@@ -191,18 +193,20 @@ const char kPageScript[] = R"HTML(<script>
   function drawMap(sensor) {
     const host = document.getElementById("map-" + sensor.index);
     const xs = blocks(count(data.x), MAX_COLUMNS), ys = blocks(count(data.y), MAX_ROWS);
+    const dense = xs.length > DENSE_COLUMNS;
     const table = document.createElement("table");
-    table.className = "map" + (xs.length > 40 ? " dense" : "");
+    table.className = "map" + (dense ? " dense" : "");
     const head = table.insertRow();
     const corner = document.createElement("th");
     corner.className = "corner";
     corner.textContent = (data.y >= 0 ? axes[data.y].name + " \u2193 " : "") +
       (data.x >= 0 ? axes[data.x].name + " \u2192" : "");
     head.appendChild(corner);
-    xs.forEach((b) => {
+    xs.forEach((b, i) => {
       const th = document.createElement("th");
       th.className = "x";
-      th.textContent = rangeLabel(data.x, b);
+      // Narrow columns cannot all carry a label: every tenth does, the cells' titles say the rest.
+      th.textContent = !dense || i % 10 === 0 ? rangeLabel(data.x, b) : "";
       head.appendChild(th);
     });
     ys.forEach((yb) => {
