@@ -1,7 +1,9 @@
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <fstream>
 #include <iostream>
@@ -250,7 +252,8 @@ int runAndReport(const SweepOptions& options, const DeviceProfile& device, const
     if (!options.html.empty()) {
         page.open(partial, std::ios::binary | std::ios::trunc);
         if (!page) {
-            err << "custpolicy: cannot write " << partial << "\n";
+            err << "custpolicy: cannot write " << options.html << ": " << std::strerror(errno)
+                << "\n";
             return kExitInputError;
         }
     }
