@@ -204,6 +204,12 @@ void AxisReader::readFps(const char* name, const toml::node& node, SweepAxis& ax
 
 // [width, height] pairs, or the name of a set of common sizes.
 void AxisReader::readSizes(const char* name, const toml::node& node, SweepAxis& axis) {
+    const bool hasStream = std::any_of(mBase.streams.begin(), mBase.streams.end(),
+                                       [](const StreamSpec& s) { return !isRawFormat(s.format); });
+    if (!hasStream) {
+        mAxes.error(name, "the base session has no non-raw stream whose size the axis could set");
+        mFailed = true;
+    }
     if (const auto* set = node.as_string()) {
         const std::string& setName = set->get();
         if (setName == kSet16x9 || setName == kSetCommon)
@@ -225,12 +231,6 @@ void AxisReader::readSizes(const char* name, const toml::node& node, SweepAxis& 
     }
     for (const auto& row : *rows)
         axis.sizes.emplace_back(static_cast<int32_t>(row[0]), static_cast<int32_t>(row[1]));
-    const bool hasStream = std::any_of(mBase.streams.begin(), mBase.streams.end(),
-                                       [](const StreamSpec& s) { return !isRawFormat(s.format); });
-    if (!hasStream) {
-        mAxes.error(name, "the base session has no non-raw stream whose size the axis could set");
-        mFailed = true;
-    }
 }
 
 AppSpec AxisReader::readApp(TomlTable& table, std::string& label) {
