@@ -393,6 +393,12 @@ void readBaseSession(TomlTable& root, const std::string& path, const DeviceProfi
         base = loadSession(sessionPath, device, diagnostics);
         return;
     }
+    if (!node->is_table()) {
+        root.error("session", std::string("expected a session file's path or a [session] table, "
+                                          "got ") +
+                                  typeName(*node));
+        return;
+    }
     auto table = root.table("session", Need::Required);
     if (!table) return;
     base.file = path;
