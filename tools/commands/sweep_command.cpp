@@ -27,7 +27,8 @@ const char kSweepHelp[] =
     "Runs a base session over every combination of the values of the sweep's axes (stream\n"
     "size, requested fps range, temperature, application, operation mode, HDR mode, sensor),\n"
     "with the same calls as simulate, and reports per point and sensor the mode chosen.\n"
-    "Without --csv or --json it prints the points per mode of each sensor.\n"
+    "Without --csv or --json it prints the points per mode of each sensor, and where along\n"
+    "the map's x axis the mode changes.\n"
     "\n"
     "options:\n"
     "  --csv             print one CSV row per point and sensor\n"
@@ -260,7 +261,8 @@ int runAndReport(const SweepOptions& options, const DeviceProfile& device, const
     std::vector<std::unique_ptr<SweepWriter>> writers;
     if (options.csv) writers.push_back(makeCsvWriter(out, device, sweep));
     if (options.json) writers.push_back(makeJsonWriter(out, device, sweep));
-    if (!options.csv && !options.json) writers.push_back(makeSummaryWriter(out, device, sweep));
+    if (!options.csv && !options.json)
+        writers.push_back(makeSummaryWriter(out, device, sweep, axes.x));
     if (page.is_open()) writers.push_back(makeHtmlWriter(page, device, sweep, axes));
 
     Progress progress(&err == &std::cerr && isatty(STDERR_FILENO) == 1, sweep.points);

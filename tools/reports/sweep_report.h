@@ -42,9 +42,10 @@ struct MapAxes {
 std::unique_ptr<SweepWriter> makeHtmlWriter(std::ostream& out, const DeviceProfile& device,
                                             const SweepSpec& sweep, MapAxes axes);
 
-// Points per decided mode, per sensor, printed as a table when the sweep ends.
+// Points per decided mode, per sensor, printed as a table when the sweep ends, followed by the
+// points where the mode changes from one value of axis `alongAxis` to the next (none when -1).
 std::unique_ptr<SweepWriter> makeSummaryWriter(std::ostream& out, const DeviceProfile& device,
-                                               const SweepSpec& sweep);
+                                               const SweepSpec& sweep, int32_t alongAxis);
 
 // "55.6%": count / total in tenths of a percent, in integers so that every toolchain prints the
 // same.
