@@ -17,6 +17,8 @@ const char kMainHelp[] =
     "  demo                        run the bundled example device over the bundled sessions\n"
     "                              (also what custpolicy does without arguments)\n"
     "  lint CONFIG...              check CameraHWConfiguration.config files\n"
+    "  sweep DEVICE SWEEP          run a session over ranges of sizes, fps, temperatures, apps,\n"
+    "                              ...; CSV, JSON or a map page of the modes chosen\n"
     "  help [COMMAND]              show this help, or a command's\n"
     "\n"
     "Run 'custpolicy COMMAND --help' for a command's options. Exit codes: 0 decided (or no\n"
@@ -34,6 +36,7 @@ const Command kCommands[] = {
     {"simulate", kSimulateHelp, simulateCommand},
     {"demo", kDemoHelp, demoCommand},
     {"lint", kLintHelp, lintCommand},
+    {"sweep", kSweepHelp, sweepCommand},
 };
 
 const Command* findCommand(const std::string& name) {

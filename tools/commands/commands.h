@@ -17,10 +17,12 @@ namespace custsim {
 int simulateCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
 int demoCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
 int lintCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
+int sweepCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
 
 extern const char kSimulateHelp[];
 extern const char kDemoHelp[];
 extern const char kLintHelp[];
+extern const char kSweepHelp[];
 
 struct RunOptions {
     bool json = false;

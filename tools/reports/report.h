@@ -28,6 +28,9 @@ std::string rowLocation(const MatchedRow& row);
 
 void writeTextReport(std::ostream& out, const DeviceProfile& device,
                      const std::vector<SessionRun>& runs, const ReportOptions& options);
+// A JSON string literal: quoted, with the characters JSON reserves escaped.
+std::string jsonString(const std::string& text);
+
 void writeJsonReport(std::ostream& out, const DeviceProfile& device,
                      const std::vector<SessionRun>& runs, const ReportOptions& options);
 

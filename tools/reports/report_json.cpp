@@ -5,11 +5,6 @@
 
 namespace custsim {
 
-namespace {
-
-// Version of the JSON document's layout; raised when a field changes meaning or goes away.
-constexpr int kJsonSchemaVersion = 1;
-
 std::string jsonString(const std::string& text) {
     std::string out = "\"";
     for (const char c : text) {
@@ -42,6 +37,11 @@ std::string jsonString(const std::string& text) {
     }
     return out + "\"";
 }
+
+namespace {
+
+// Version of the JSON document's layout; raised when a field changes meaning or goes away.
+constexpr int kJsonSchemaVersion = 1;
 
 std::string jsonSize(MSize size) {
     return "[" + std::to_string(size.w) + ", " + std::to_string(size.h) + "]";

@@ -11,6 +11,7 @@
 #include "host_platform.h"
 #include "platform/PolicyTypes.h"
 #include "platform/SensorServices.h"
+#include "platform/ULogger.h"
 
 namespace custsim {
 
@@ -23,6 +24,7 @@ using mcam::core::device::policy::PolicyParsedAppImageStreamInfo;
 using mcam::core::device::policy::featuresetting::ConfigurationInputParams;
 using mcam::core::device::policy::featuresetting::ConfigurationOutputParams;
 using mcam::core::device::policy::featuresetting::StreamRecord;
+using NSCam::Utils::ULog::ULogger;
 
 // Static characteristics the policies read.
 constexpr uint32_t kTagAeAvailableTargetFpsRanges = 0x10014;
@@ -39,6 +41,9 @@ constexpr uint32_t kTagEngineerSensorModeSelect = 0x90040069;
 // The temperature is the int32 40 bytes into the entry's data block.
 constexpr size_t kTemperatureOffset = 40;
 constexpr size_t kTemperatureBlockSize = kTemperatureOffset + sizeof(int32_t);
+
+// The platform's log-mode bits that send the library's messages to the unified logger.
+constexpr uint32_t kUnifiedLogModes = 0xA;
 
 // The camera name the third-party capability manager sees under GSI.
 constexpr char kGsiCameraName[] = "android.camera.cts";
@@ -440,6 +445,8 @@ void collectErrors(const std::vector<LogLine>& log, const std::string& activity,
 }  // namespace
 
 Simulator::Simulator(const DeviceProfile& device) : mDevice(&device), mEvaluator(device) {
+    for (const SensorSpec& sensor : mDevice->sensors)
+        mStaticMetadata[sensor.index] = staticMetadataOf(sensor);
     hostplatform::reset();
     applyDevice();
     for (const SensorSpec& sensor : mDevice->sensors) {
@@ -467,7 +474,7 @@ void Simulator::applyDevice() {
         facts.custSensorSettingInfo = profile.custSensorSettingInfo;
         facts.defaultVhdrInfo = profile.videoHdr;
         facts.deviceMask = profile.deviceMask;
-        facts.staticMetadata = staticMetadataOf(profile);
+        facts.staticMetadata = mStaticMetadata.at(profile.index);
         facts.modes.clear();
         for (const auto& [scenario, mode] : profile.modes) {
             hostplatform::SensorMode hostMode;
@@ -662,6 +669,7 @@ SessionRun Simulator::run(const SessionSpec& session) {
     // Every session starts from the device's answers alone: a configuration does not inherit the
     // previous one's facts, records or feature-chip state. The adaptors, like the HAL's, stay.
     hostplatform::reset();
+    if (!mUnifiedLog) ULogger::sMode &= ~kUnifiedLogModes;
     applyDevice();
     applySession(session);
     // The reports name the row that decided; the row-read record is cheap enough to keep on.

@@ -133,6 +133,11 @@ public:
         return mConfigName.empty() ? mDevice->configFile : mConfigName;
     }
 
+    // Whether the library's messages also go to the platform's unified logger, as on the device
+    // (the default). Nothing the simulator reports reads that copy; a sweep turns it off so that
+    // each message is formatted once instead of twice.
+    void setUnifiedLog(bool enabled) { mUnifiedLog = enabled; }
+
 private:
     void applyDevice();
     void applySession(const SessionSpec& session);
@@ -151,6 +156,9 @@ private:
     // The settings of every sensor of the session being run, as the RRZO policy receives them.
     std::shared_ptr<CustSensorSettingMap> mSettingsForRrzo;
     std::string mConfigName;
+    // Each sensor's static metadata, built once from the profile and handed to every session.
+    std::map<int32_t, NSCam::IMetadata> mStaticMetadata;
+    bool mUnifiedLog = true;
 };
 
 }  // namespace custsim
