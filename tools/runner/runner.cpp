@@ -189,6 +189,17 @@ std::vector<LogLine> takeAndroidLog(size_t from) {
     return lines;
 }
 
+// The row reads the store recorded since the last take; nothing when it does not record.
+std::vector<hostconfig::StoreCall> takeRowReads() {
+    std::vector<hostconfig::StoreCall> reads;
+    for (hostconfig::StoreCall& call : hostconfig::calls()) {
+        if (call.function == hostconfig::StoreFunction::GetLocaleIntegerListConfiguration)
+            reads.push_back(std::move(call));
+    }
+    hostconfig::clearCalls();
+    return reads;
+}
+
 std::optional<LogLine> settingExplanation(const std::vector<LogLine>& log, bool& isLastMessage) {
     isLastMessage = false;
     std::optional<LogLine> finalResult;
@@ -387,6 +398,7 @@ void Simulator::selectSetting(const SessionSpec& session, SensorRun& run,
     const size_t logMark = state.recorded.androidLog.size();
     const size_t seamlessMark = state.recorded.seamless.size();
     const size_t thirdCapMark = state.recorded.thirdCap.size();
+    takeRowReads();
     state.thirdCap.answer = thirdCapAnswer(session, run.sensorIdx);
 
     run.seamlessFlagsBefore = session.hal.seamlessFlags;
@@ -424,6 +436,7 @@ void Simulator::selectSetting(const SessionSpec& session, SensorRun& run,
     }
     for (std::string& note : mEvaluator.takeNotes()) run.notes.push_back(std::move(note));
     run.settingLog = takeAndroidLog(logMark);
+    run.settingRowReads = takeRowReads();
     run.decidedBy = settingExplanation(run.settingLog, run.decidedByIsLastMessage);
     // A policy reports a decision once it has named a scenario, even when the sensor-info helper
     // then failed and the record was left as it was.
@@ -439,6 +452,7 @@ void Simulator::selectRrzo(const SessionSpec& session, SensorRun& run,
                            const BuiltConfiguration& configuration) {
     hostplatform::State& state = hostplatform::state();
     const size_t logMark = state.recorded.androidLog.size();
+    takeRowReads();
     StreamRecord record;
     record.ratioA = session.hal.ratioA;
     record.ratioC = session.hal.ratioC;
@@ -461,6 +475,7 @@ void Simulator::selectRrzo(const SessionSpec& session, SensorRun& run,
     run.rrzoSize = outSize;
     run.rrzoNotes = mEvaluator.takeNotes();
     run.rrzoLog = takeAndroidLog(logMark);
+    run.rrzoRowReads = takeRowReads();
     run.rrzoDecidedBy = rrzoExplanation(run.rrzoLog);
 }
 

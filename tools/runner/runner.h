@@ -10,6 +10,7 @@
 #include "custpolicy/cust_rrzo_policy.h"
 #include "custpolicy/cust_setting_policy.h"
 #include "device_profile.h"
+#include "host_config_store.h"
 #include "reference_evaluator.h"
 #include "session_file.h"
 
@@ -76,6 +77,10 @@ struct SensorRun {
     // Every Android log record of the setting call and of the two RRZO calls.
     std::vector<LogLine> settingLog;
     std::vector<LogLine> rrzoLog;
+    // The configuration rows the setting call and the RRZO calls read, in order, when the store
+    // records its calls (hostconfig::setRecording(true)); empty otherwise. Coverage reads them.
+    std::vector<hostconfig::StoreCall> settingRowReads;
+    std::vector<hostconfig::StoreCall> rrzoRowReads;
 };
 
 struct SessionRun {
