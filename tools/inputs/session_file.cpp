@@ -202,8 +202,8 @@ Expectation readExpectation(TomlTable& table) {
     return expect;
 }
 
-bool runsSensor(const SessionSpec& session, const DeviceProfile& device, int32_t sensor) {
-    if (session.sensors.empty()) return device.findSensor(sensor) != nullptr;
+bool runsSensor(const SessionSpec& session, int32_t sensor) {
+    if (session.sensors.empty()) return true;
     return std::find(session.sensors.begin(), session.sensors.end(), sensor) !=
            session.sensors.end();
 }
@@ -211,7 +211,11 @@ bool runsSensor(const SessionSpec& session, const DeviceProfile& device, int32_t
 void readExpectations(TomlTable& root, const DeviceProfile& device, SessionSpec& session) {
     for (TomlTable& table : root.tables("expect", Need::Optional)) {
         Expectation expect = readExpectation(table);
-        if (!runsSensor(session, device, expect.sensor)) {
+        if (device.findSensor(expect.sensor) == nullptr) {
+            table.error("sensor", "the device has no sensor " + std::to_string(expect.sensor));
+            continue;
+        }
+        if (!runsSensor(session, expect.sensor)) {
             table.error("sensor",
                         "the session does not run sensor " + std::to_string(expect.sensor));
             continue;

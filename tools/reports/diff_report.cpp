@@ -8,7 +8,7 @@ namespace custsim {
 namespace {
 
 constexpr int kJsonSchemaVersion = 1;
-constexpr int kLabelWidth = 14;
+constexpr int kLabelWidth = 19;
 
 std::string hex(uint32_t value) {
     char text[16];
@@ -42,11 +42,11 @@ const Field kFields[] = {
     {"fps", "fps", true, [](const SensorOutcome& o) { return std::to_string(o.fps); }},
     {"sensor_size", "sensor size", true,
      [](const SensorOutcome& o) { return sizeText(o.sensorSize); }},
-    {"raw_format_type", "raw format", true,
+    {"raw_format_type", "raw format type", true,
      [](const SensorOutcome& o) { return std::to_string(o.rawFormatType); }},
-    {"seamless_flags", "seamless", false,
+    {"seamless_flags", "seamless flags", false,
      [](const SensorOutcome& o) { return hex(o.seamlessFlags); }},
-    {"seamless_scenario", "seamless scen.", false,
+    {"seamless_scenario", "seamless scenario", false,
      [](const SensorOutcome& o) { return optionalText(o.seamlessScenario); }},
     {"rrzo_size", "RRZO", false, [](const SensorOutcome& o) { return sizeText(o.rrzoSize); }},
 };

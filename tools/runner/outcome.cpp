@@ -54,8 +54,20 @@ std::optional<MatchedRow> decidingRow(const SensorRun& run, const ConfigIndex* i
     return row;
 }
 
+// The feature chip's answer to the sensor-setting message, with its reasoning, and the message a
+// policy logs after any decision.
+constexpr char kFeatureChipSettingNote[] = "feature chip 0x1005";
+constexpr char kFinalResultMarker[] = "match setting(final result)";
+
 std::string explanationOf(const SensorRun& run, const std::optional<MatchedRow>& row) {
     if (row) return rowText(*row);
+    // When the feature chip chose (or refused), its reasoning says more than the final-result
+    // message.
+    const bool byTableOrValue = run.decidedBy && !run.decidedByIsLastMessage &&
+                                run.decidedBy->text.find(kFinalResultMarker) == std::string::npos;
+    for (const std::string& note : run.notes) {
+        if (!byTableOrValue && note.rfind(kFeatureChipSettingNote, 0) == 0) return note;
+    }
     if (!run.decidedBy) return "no message";
     const std::string line = logcatLine(
         {run.decidedBy->priority, run.decidedBy->tag, withoutErrorTail(run.decidedBy->text)});
