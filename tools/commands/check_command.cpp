@@ -48,11 +48,11 @@ std::vector<SensorOutcome> outcomesOf(const SessionRun& run, const ConfigIndex* 
 }
 
 int check(const DeviceProfile& device, const ConfigIndex* index,
-          const std::vector<SessionInput>& files, bool json, std::ostream& out, std::ostream& err) {
+          const std::vector<SessionInput>& files, Diagnostics diagnostics, bool json,
+          std::ostream& out, std::ostream& err) {
     // The report is held until every session has been read: an invalid one means no report.
     std::ostringstream report;
     CheckReport checkReport(report, json, device);
-    Diagnostics diagnostics;
     Simulator simulator(device);
     forEachSession(files, device, diagnostics, [&](const SessionInput&, const SessionSpec& s) {
         const SessionRun run = simulator.run(s);
@@ -111,9 +111,9 @@ bool replaceFile(const std::string& path, const std::string& text, const DeviceP
 }
 
 int record(const DeviceProfile& device, const ConfigIndex* index,
-           const std::vector<SessionInput>& files, std::ostream& out, std::ostream& err) {
+           const std::vector<SessionInput>& files, Diagnostics diagnostics, std::ostream& out,
+           std::ostream& err) {
     // Every session is read before any file is written: a bad corpus is left untouched.
-    Diagnostics diagnostics;
     forEachSession(files, device, diagnostics, [](const SessionInput&, const SessionSpec&) {});
     if (!diagnostics.empty()) {
         printDiagnostics(diagnostics, err);
@@ -171,13 +171,10 @@ int checkCommand(const std::vector<std::string>& args, std::ostream& out, std::o
         err << "custpolicy: check --record writes session files; it has no JSON report\n";
         return kExitFindings;
     }
-    Diagnostics diagnostics;
+    // Problems of the corpus are reported together with those of its sessions.
+    Diagnostics corpusProblems;
     const std::vector<SessionInput> files = expandSessionArguments(
-        std::vector<std::string>(options.files.begin() + 1, options.files.end()), diagnostics);
-    if (!diagnostics.empty()) {
-        printDiagnostics(diagnostics, err);
-        return kExitInputError;
-    }
+        std::vector<std::string>(options.files.begin() + 1, options.files.end()), corpusProblems);
     DeviceProfile device;
     std::unique_ptr<ConfigIndex> index;
     if (!loadDevice(options.files[0], "", device, index, err)) return kExitInputError;
@@ -186,8 +183,8 @@ int checkCommand(const std::vector<std::string>& args, std::ostream& out, std::o
         printDiagnostics(tableProblems, err);
         return kExitInputError;
     }
-    if (options.record) return record(device, index.get(), files, out, err);
-    return check(device, index.get(), files, options.json, out, err);
+    if (options.record) return record(device, index.get(), files, corpusProblems, out, err);
+    return check(device, index.get(), files, corpusProblems, options.json, out, err);
 }
 
 }  // namespace custsim

@@ -67,13 +67,10 @@ int coverageCommand(const std::vector<std::string>& args, std::ostream& out, std
             << kCoverageHelp;
         return kExitFindings;
     }
-    Diagnostics diagnostics;
+    // Problems of the corpus are reported together with those of its sessions.
+    Diagnostics corpusProblems;
     const std::vector<SessionInput> files = expandSessionArguments(
-        std::vector<std::string>(options.files.begin() + 1, options.files.end()), diagnostics);
-    if (!diagnostics.empty()) {
-        printDiagnostics(diagnostics, err);
-        return kExitInputError;
-    }
+        std::vector<std::string>(options.files.begin() + 1, options.files.end()), corpusProblems);
     DeviceProfile device;
     std::unique_ptr<ConfigIndex> index;
     if (!loadDevice(options.files[0], "", device, index, err)) return kExitInputError;
@@ -81,6 +78,7 @@ int coverageCommand(const std::vector<std::string>& args, std::ostream& out, std
         err << options.files[0] << ": the device names no configuration file: no rows to cover\n";
         return kExitInputError;
     }
+    Diagnostics diagnostics = corpusProblems;
     if (!loadDeviceTables(device, diagnostics)) {
         printDiagnostics(diagnostics, err);
         return kExitInputError;

@@ -78,9 +78,9 @@ bool putTablesInStore(const DeviceProfile& device, std::ostream& err) {
 // store holds one configuration at a time, and loading it anew for every session would cost a
 // parse of the whole file each time. AFTER then runs and is compared session by session.
 int diff(const Side& before, const Side& after, bool sameDevice,
-         const std::vector<SessionInput>& files, bool json, std::ostream& out, std::ostream& err) {
+         const std::vector<SessionInput>& files, Diagnostics diagnostics, bool json,
+         std::ostream& out, std::ostream& err) {
     std::vector<std::vector<SensorOutcome>> kept;
-    Diagnostics diagnostics;
     if (!putTablesInStore(before.device, err)) return kExitInputError;
     {
         Simulator simulator(before.device);
@@ -142,19 +142,16 @@ int diffCommand(const std::vector<std::string>& args, std::ostream& out, std::os
                "both device profiles\n";
         return kExitFindings;
     }
-    Diagnostics diagnostics;
+    // Problems of the corpus are reported together with those of its sessions.
+    Diagnostics corpusProblems;
     const std::vector<SessionInput> files = expandSessionArguments(
-        std::vector<std::string>(options.files.begin() + 2, options.files.end()), diagnostics);
-    if (!diagnostics.empty()) {
-        printDiagnostics(diagnostics, err);
-        return kExitInputError;
-    }
+        std::vector<std::string>(options.files.begin() + 2, options.files.end()), corpusProblems);
     Side before;
     Side after;
     if (!loadSide(beforeArg, options.device, before, err)) return kExitInputError;
     if (!loadSide(afterArg, options.device, after, err)) return kExitInputError;
     const bool sameDevice = !isProfile(beforeArg) && !isProfile(afterArg);
-    return diff(before, after, sameDevice, files, options.json, out, err);
+    return diff(before, after, sameDevice, files, corpusProblems, options.json, out, err);
 }
 
 }  // namespace custsim

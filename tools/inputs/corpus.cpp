@@ -4,8 +4,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 
 namespace custsim {
 
@@ -69,13 +67,10 @@ std::vector<SessionInput> expandSessionArguments(const std::vector<std::string>&
                                                  Diagnostics& diagnostics) {
     std::vector<SessionInput> sessions;
     for (const std::string& argument : arguments) {
+        // Anything but a directory is a session file; one that cannot be read is reported by the
+        // session reader, in its place among the sessions.
         struct stat info {};
-        if (stat(argument.c_str(), &info) != 0) {
-            diagnostics.push_back(
-                {argument, 0, 0, "", std::string("cannot read: ") + std::strerror(errno)});
-            continue;
-        }
-        if (!S_ISDIR(info.st_mode)) {
+        if (stat(argument.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
             sessions.push_back({argument, argument});
             continue;
         }

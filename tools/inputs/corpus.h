@@ -18,8 +18,8 @@ struct SessionInput {
                           // below it
 };
 
-// Expands the arguments in order. A missing argument, or a directory without any session, is a
-// diagnostic (the corpus is then not to be run).
+// Expands the arguments in order. A directory without any session is a diagnostic (the corpus is
+// then not to be run); any other argument is taken as a session file, to be read as such.
 std::vector<SessionInput> expandSessionArguments(const std::vector<std::string>& arguments,
                                                  Diagnostics& diagnostics);
 

@@ -136,7 +136,9 @@ std::vector<bool> expectLines(const std::vector<Line>& lines) {
         if (!lines[i].expectHeader) continue;
         size_t end = i + 1;
         while (end < lines.size() && !lines[end].header) ++end;
-        while (end > i + 1 && lines[end - 1].blankOrComment) --end;
+        // What lies between two expectation tables goes with them.
+        const bool nextIsExpect = end < lines.size() && lines[end].expectHeader;
+        while (!nextIsExpect && end > i + 1 && lines[end - 1].blankOrComment) --end;
         for (size_t j = i; j < end; ++j) inTable[j] = true;
     }
     return inTable;

@@ -14,7 +14,8 @@ std::string expectTablesText(const std::vector<Expectation>& expectations);
 
 // `text` with its [[expect]] tables replaced by `tables`: at the place of the first one, or
 // appended after a blank line when the file has none. A table runs from its header to the next
-// header; the comments and blank lines just before that next header stay with it.
+// header; the comments and blank lines just before that next header stay with it, unless it is
+// another expectation table.
 std::string replaceExpectTables(const std::string& text, const std::string& tables);
 
 }  // namespace custsim
