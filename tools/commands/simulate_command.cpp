@@ -89,10 +89,15 @@ std::string examplesDir() {
 int demo(const RunOptions& options, std::ostream& out, std::ostream& err) {
     const std::string root = examplesDir();
     const std::string sessionsDir = root + "/sessions";
-    const std::vector<InputFile> sessions = sessionsInDirectory(sessionsDir, "sessions");
+    Diagnostics unread;
+    const std::vector<InputFile> sessions = sessionsInDirectory(sessionsDir, "sessions", unread);
     if (sessions.empty()) {
         err << sessionsDir << ": no sessions found (set " << kExamplesEnvVar
             << " to the examples directory)\n";
+        return kExitInputError;
+    }
+    if (!unread.empty()) {
+        printDiagnostics(unread, err);
         return kExitInputError;
     }
     return simulate({root + "/device/device.toml", "device/device.toml"}, sessions, options, out,

@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 namespace custsim {
 
@@ -23,27 +25,33 @@ std::string joined(const std::string& directory, const std::string& name) {
     return directory + "/" + name;
 }
 
-std::vector<std::string> sortedEntries(const std::string& directory) {
-    std::vector<std::string> names;
+// False when the directory cannot be listed: its sessions must not silently drop out of a run.
+bool sortedEntries(const std::string& directory, std::vector<std::string>& names) {
     DIR* dir = opendir(directory.c_str());
-    if (dir == nullptr) return names;
+    if (dir == nullptr) return false;
     while (const dirent* entry = readdir(dir)) {
         // Hidden entries (".", "..", editor and VCS files) are no sessions.
         if (entry->d_name[0] != '.') names.emplace_back(entry->d_name);
     }
     closedir(dir);
     std::sort(names.begin(), names.end());
-    return names;
+    return true;
 }
 
 void collect(const std::string& directory, const std::string& display,
-             std::vector<SessionInput>& out) {
-    for (const std::string& name : sortedEntries(directory)) {
+             std::vector<SessionInput>& out, Diagnostics& diagnostics) {
+    std::vector<std::string> names;
+    if (!sortedEntries(directory, names)) {
+        diagnostics.push_back(
+            {display, 0, 0, "", std::string("cannot read the directory: ") + std::strerror(errno)});
+        return;
+    }
+    for (const std::string& name : names) {
         const std::string path = joined(directory, name);
         struct stat linkInfo {};
         if (lstat(path.c_str(), &linkInfo) != 0) continue;
         if (S_ISDIR(linkInfo.st_mode)) {
-            collect(path, joined(display, name), out);
+            collect(path, joined(display, name), out, diagnostics);
             continue;
         }
         if (!isSessionName(name)) continue;
@@ -57,9 +65,10 @@ void collect(const std::string& directory, const std::string& display,
 }  // namespace
 
 std::vector<SessionInput> sessionsInDirectory(const std::string& directory,
-                                              const std::string& displayPrefix) {
+                                              const std::string& displayPrefix,
+                                              Diagnostics& diagnostics) {
     std::vector<SessionInput> sessions;
-    collect(directory, displayPrefix, sessions);
+    collect(directory, displayPrefix, sessions, diagnostics);
     return sessions;
 }
 
@@ -74,8 +83,10 @@ std::vector<SessionInput> expandSessionArguments(const std::vector<std::string>&
             sessions.push_back({argument, argument});
             continue;
         }
-        const std::vector<SessionInput> found = sessionsInDirectory(argument, argument);
-        if (found.empty()) {
+        const size_t problems = diagnostics.size();
+        const std::vector<SessionInput> found =
+            sessionsInDirectory(argument, argument, diagnostics);
+        if (found.empty() && diagnostics.size() == problems) {
             diagnostics.push_back(
                 {argument, 0, 0, "", "no sessions (*.toml) in this directory or below it"});
         }

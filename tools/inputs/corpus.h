@@ -23,8 +23,10 @@ struct SessionInput {
 std::vector<SessionInput> expandSessionArguments(const std::vector<std::string>& arguments,
                                                  Diagnostics& diagnostics);
 
-// The session files below one directory, as the display names start with `displayPrefix`.
+// The session files below one directory, as the display names start with `displayPrefix`. A
+// directory that cannot be listed is a diagnostic.
 std::vector<SessionInput> sessionsInDirectory(const std::string& directory,
-                                              const std::string& displayPrefix);
+                                              const std::string& displayPrefix,
+                                              Diagnostics& diagnostics);
 
 }  // namespace custsim
