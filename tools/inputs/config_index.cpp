@@ -1,5 +1,7 @@
 #include "config_index.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -11,12 +13,29 @@
 
 namespace custsim {
 
+namespace {
+
+// The store refuses larger files; the index holds the same bound.
+constexpr std::streamoff kMaxConfigBytes = std::streamoff{1} << 30;
+
+}  // namespace
+
 std::unique_ptr<ConfigIndex> ConfigIndex::load(const std::string& path, std::string& error) {
-    std::ifstream in(path, std::ios::binary);
+    struct stat info {};
+    if (stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
+        error = path + ": a directory, not a configuration file";
+        return nullptr;
+    }
+    std::ifstream in(path, std::ios::binary | std::ios::ate);
     if (!in) {
         error = path + ": cannot read the file: " + std::strerror(errno);
         return nullptr;
     }
+    if (in.tellg() > kMaxConfigBytes) {
+        error = path + ": the file is larger than 1 GiB";
+        return nullptr;
+    }
+    in.seekg(0);
     std::ostringstream text;
     text << in.rdbuf();
     // The parsed names are views into the configuration, so it stays where it was parsed.
