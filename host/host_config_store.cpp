@@ -358,6 +358,31 @@ void setRecording(bool enabled) {
 
 }  // namespace hostconfig
 
+// ---- Holding a configuration aside ----
+namespace hostconfig {
+
+struct HeldConfiguration {
+    std::unique_ptr<Config> config;
+};
+
+void HeldConfigurationDeleter::operator()(HeldConfiguration* held) const { delete held; }
+
+HeldConfigurationPtr holdConfiguration() {
+    const auto lock = acquire();
+    HeldConfigurationPtr held(new HeldConfiguration);
+    held->config = std::move(store().config);
+    store().cache = LookupCache();
+    return held;
+}
+
+void restoreConfiguration(HeldConfigurationPtr held) {
+    const auto lock = acquire();
+    store().cache = LookupCache();
+    store().config = held != nullptr ? std::move(held->config) : nullptr;
+}
+
+}  // namespace hostconfig
+
 // The store functions the library imports.
 extern "C" {
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Times the workflow commands over a large corpus: generates N sessions (default 10,000) in a
 # temporary directory, cycling through the bundled example sessions with their expectations, and
-# runs diff, check and coverage on them once each under /usr/bin/time (wall-clock seconds and
+# runs diff, check and coverage on them once each under /usr/bin/time (wall-clock and CPU seconds,
 # peak memory). A second run at a tenth of the sessions shows whether memory grows with them.
 #
 #   scripts/bench-corpus.sh [SESSIONS]
@@ -32,13 +32,16 @@ make_corpus() {  # DIR COUNT: COUNT sessions in DIR, 1,000 to a subdirectory
   done
 }
 
-timed() {  # LABEL COMMAND...: one line of wall seconds, peak resident KiB, exit code
+# LABEL COMMAND...: one line of wall-clock seconds, CPU seconds (user + system), peak resident
+# KiB and the exit code. On a machine that other jobs share, CPU time is the steadier measure.
+timed() {
   local label=$1
   shift
   local rc=0
-  /usr/bin/time -f "%e %M" -o "${work}/time" "$@" >/dev/null 2>&1 || rc=$?
-  read -r seconds kib <"${work}/time"
-  printf '%-10s %8s s %10s KiB  exit %s\n' "${label}" "${seconds}" "${kib}" "${rc}"
+  /usr/bin/time -q -f "%e %U %S %M" -o "${work}/time" "$@" >/dev/null 2>&1 || rc=$?
+  read -r wall user system kib <"${work}/time"
+  printf '%-10s wall %6s s  cpu %6s s  peak %8s KiB  exit %s\n' "${label}" "${wall}" \
+    "$(awk -v u="${user}" -v s="${system}" 'BEGIN { printf "%.2f", u + s }')" "${kib}" "${rc}"
 }
 
 echo "Machine: $(nproc) cores, $(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2- | sed 's/^ *//')"

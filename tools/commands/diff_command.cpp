@@ -1,7 +1,9 @@
 #include <memory>
+#include <sstream>
 
 #include "cli.h"
 #include "commands.h"
+#include "host_config_store.h"
 #include "outcome.h"
 #include "runner.h"
 #include "workflow_report.h"
@@ -67,50 +69,55 @@ std::vector<SensorOutcome> outcomesOf(const SessionRun& run, const ConfigIndex* 
     return outcomes;
 }
 
-bool putTablesInStore(const DeviceProfile& device, std::ostream& err) {
+// The configuration of a side, loaded once and held aside until its runs.
+hostconfig::HeldConfigurationPtr heldTables(const DeviceProfile& device, std::ostream& err) {
     Diagnostics diagnostics;
-    if (loadDeviceTables(device, diagnostics)) return true;
+    if (loadDeviceTables(device, diagnostics)) return hostconfig::holdConfiguration();
     printDiagnostics(diagnostics, err);
-    return false;
+    return nullptr;
 }
 
-// BEFORE runs first over the whole corpus, keeping a small record per session and sensor: the
-// store holds one configuration at a time, and loading it anew for every session would cost a
-// parse of the whole file each time. AFTER then runs and is compared session by session.
+// Runs a session on one side: its configuration goes in force for the run and is held aside again.
+std::vector<SensorOutcome> runSide(Simulator& simulator, const SessionSpec& session,
+                                   const Side& side, hostconfig::HeldConfigurationPtr& tables) {
+    hostconfig::restoreConfiguration(std::move(tables));
+    std::vector<SensorOutcome> outcomes = outcomesOf(simulator.run(session), side.index.get());
+    tables = hostconfig::holdConfiguration();
+    return outcomes;
+}
+
+// Every session runs on BEFORE and then on AFTER before the next is read, switching the store
+// between the two configurations (each parsed once), so that nothing is kept per session and each
+// session file is read once. The report is held until the whole corpus has been read, so that an
+// invalid session means no report; it grows with the changes only.
 int diff(const Side& before, const Side& after, bool sameDevice,
          const std::vector<SessionInput>& files, Diagnostics diagnostics, bool json,
          std::ostream& out, std::ostream& err) {
-    std::vector<std::vector<SensorOutcome>> kept;
-    if (!putTablesInStore(before.device, err)) return kExitInputError;
-    {
-        Simulator simulator(before.device);
-        forEachSession(files, before.device, diagnostics,
-                       [&](const SessionInput& file, const SessionSpec& session) {
-                           if (!sameDevice) loadSession(file.path, after.device, diagnostics);
-                           kept.push_back(outcomesOf(simulator.run(session), before.index.get()));
-                       });
-    }
-    if (!diagnostics.empty()) {
-        printDiagnostics(diagnostics, err);
-        return kExitInputError;
-    }
-    if (!putTablesInStore(after.device, err)) return kExitInputError;
-    Simulator simulator(after.device);
-    DiffReport report(out, json, after.device.name, before.title, after.title);
-    size_t next = 0;
-    forEachSession(files, after.device, diagnostics,
-                   [&](const SessionInput&, const SessionSpec& session) {
-                       if (next >= kept.size()) return;
-                       const auto outcomes = outcomesOf(simulator.run(session), after.index.get());
-                       report.session(session.file, kept[next], outcomes);
-                       kept[next++].clear();
+    hostconfig::HeldConfigurationPtr beforeTables = heldTables(before.device, err);
+    if (beforeTables == nullptr) return kExitInputError;
+    hostconfig::HeldConfigurationPtr afterTables = heldTables(after.device, err);
+    if (afterTables == nullptr) return kExitInputError;
+    Simulator beforeRuns(before.device);
+    Simulator afterRuns(after.device);
+    std::ostringstream text;
+    DiffReport report(text, json, after.device.name, before.title, after.title);
+    forEachSession(files, before.device, diagnostics,
+                   [&](const SessionInput& file, const SessionSpec& session) {
+                       // The session must be valid on both devices; its content is the same.
+                       const size_t problems = diagnostics.size();
+                       if (!sameDevice) loadSession(file.path, after.device, diagnostics);
+                       if (diagnostics.size() != problems) return;
+                       const auto was = runSide(beforeRuns, session, before, beforeTables);
+                       const auto now = runSide(afterRuns, session, after, afterTables);
+                       report.session(session.file, was, now);
                    });
+    hostconfig::clear();
     if (!diagnostics.empty()) {
-        // A session file changed between the two runs.
         printDiagnostics(diagnostics, err);
         return kExitInputError;
     }
     report.finish();
+    out << text.str();
     return report.totals().changed > 0 ? kExitFindings : kExitOk;
 }
 
