@@ -3,6 +3,7 @@
 #include "cli.h"
 #include "commands.h"
 #include "host_config_store.h"
+#include "lint.h"
 #include "outcome.h"
 #include "runner.h"
 #include "workflow_report.h"
@@ -17,8 +18,8 @@ const char kCoverageHelp[] =
     "device profile DEVICE and reports, for every row of every table of its configuration\n"
     "file, whether some session matched it (a scan stopped at it), only read it, or never\n"
     "reached it: per table a summary (matched / read / never reached / total) and every row\n"
-    "that no session matched, with file:line. Rows that lint finds can never match are dead\n"
-    "whatever the sessions; the rows listed here are dead for this corpus.\n"
+    "that no session matched, with file:line; those that lint finds no input can match are\n"
+    "marked (dead whatever the sessions), the others are dead for this corpus only.\n"
     "\n"
     "options:\n"
     "  --json            print a JSON document instead of text\n"
@@ -28,6 +29,9 @@ const char kCoverageHelp[] =
     "device without a configuration file (nothing is reported).\n";
 
 namespace {
+
+// The words of lint's finding for a row that no input can match.
+constexpr char kLintNeverMatches[] = "can never match";
 
 // Per row, the last session that matched or read it, so that each session counts once.
 struct RowTally {
@@ -48,6 +52,20 @@ void tally(const SensorRun& run, int32_t session, const ConfigIndex& index,
         if (read.matched && seen[i].lastMatched != session) {
             seen[i].lastMatched = session;
             ++rows[i].matchedSessions;
+        }
+    }
+}
+
+// Rows that lint finds no input can match are dead whatever the corpus; the report says so next
+// to what the sessions did with them.
+void markLintDeadRows(const std::string& configFile, const ConfigIndex& index,
+                      std::vector<RowCoverage>& rows) {
+    const LintResult lint = lintConfigFile(configFile);
+    for (const LintFinding& finding : lint.findings) {
+        if (finding.message.find(kLintNeverMatches) == std::string::npos) continue;
+        for (size_t i = 0; i < rows.size(); ++i) {
+            if (index.rows()[i].line == static_cast<int32_t>(finding.line))
+                rows[i].lintNeverMatches = true;
         }
     }
 }
@@ -84,6 +102,7 @@ int coverageCommand(const std::vector<std::string>& args, std::ostream& out, std
         return kExitInputError;
     }
     std::vector<RowCoverage> rows(index->rows().size());
+    markLintDeadRows(device.configFile, *index, rows);
     std::vector<RowTally> seen(rows.size());
     int32_t sessions = 0;
     // The rows a run read come from the store's record of its calls.

@@ -94,7 +94,8 @@ void writeText(std::ostream& out, const std::string& device, const ConfigIndex& 
             if (state == RowState::Matched) continue;
             const ConfigIndex::Row& row = config.rows()[i];
             out << "  " << config.file() << ":" << row.line << ": " << row.entry() << ": "
-                << stateText(state) << "\n";
+                << stateText(state) << (rows[i].lintNeverMatches ? " (lint: can never match)" : "")
+                << "\n";
         }
     }
     out << "\ntotal: " << countsText(total) << "\n";
@@ -119,7 +120,9 @@ void writeJson(std::ostream& out, const std::string& device, const ConfigIndex& 
             out << (r == 0 ? "\n" : ",\n") << "    {\"entry\": " << jsonQuoted(row.entry())
                 << ", \"line\": " << row.line << ", \"state\": " << jsonQuoted(stateName(state))
                 << ", \"matched_sessions\": " << rows[i].matchedSessions
-                << ", \"read_sessions\": " << rows[i].readSessions << "}";
+                << ", \"read_sessions\": " << rows[i].readSessions
+                << ", \"lint_never_matches\": " << (rows[i].lintNeverMatches ? "true" : "false")
+                << "}";
         }
         out << "\n  ]}";
     }

@@ -73,8 +73,9 @@ private:
 // ---- coverage ----
 // What the sessions did with one row of the configuration.
 struct RowCoverage {
-    int32_t matchedSessions = 0;  // sessions in which a scan stopped at the row
-    int32_t readSessions = 0;     // sessions in which the row was read
+    int32_t matchedSessions = 0;    // sessions in which a scan stopped at the row
+    int32_t readSessions = 0;       // sessions in which the row was read
+    bool lintNeverMatches = false;  // lint finds that no input can match it
 };
 
 void writeCoverageReport(std::ostream& out, bool json, const std::string& device,
