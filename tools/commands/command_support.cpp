@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <unordered_map>
 
 #include "cli.h"
 #include "commands.h"
@@ -44,17 +45,14 @@ bool parseRunOptions(const std::vector<std::string>& args, RunOptions& options, 
 }
 
 void printDiagnostics(Diagnostics diagnostics, std::ostream& err) {
-    std::vector<std::string> fileOrder;
-    for (const Diagnostic& d : diagnostics) {
-        if (std::find(fileOrder.begin(), fileOrder.end(), d.file) == fileOrder.end())
-            fileOrder.push_back(d.file);
-    }
-    auto rank = [&fileOrder](const Diagnostic& d) {
-        return std::find(fileOrder.begin(), fileOrder.end(), d.file) - fileOrder.begin();
-    };
+    // Files rank in the order they were read; a corpus can bring thousands of them.
+    std::unordered_map<std::string, size_t> fileRank;
+    for (const Diagnostic& d : diagnostics) fileRank.emplace(d.file, fileRank.size());
     std::stable_sort(diagnostics.begin(), diagnostics.end(),
-                     [&](const Diagnostic& a, const Diagnostic& b) {
-                         if (rank(a) != rank(b)) return rank(a) < rank(b);
+                     [&fileRank](const Diagnostic& a, const Diagnostic& b) {
+                         const size_t rankA = fileRank.at(a.file);
+                         const size_t rankB = fileRank.at(b.file);
+                         if (rankA != rankB) return rankA < rankB;
                          if (a.line != b.line) return a.line < b.line;
                          return a.column < b.column;
                      });

@@ -220,12 +220,16 @@ void readExpectations(TomlTable& root, const DeviceProfile& device, SessionSpec&
                         "the session does not run sensor " + std::to_string(expect.sensor));
             continue;
         }
-        for (const Expectation& earlier : session.expectations) {
-            if (earlier.sensor == expect.sensor) {
-                table.error("sensor", "sensor " + std::to_string(expect.sensor) +
-                                          " already has an expectation (line " +
-                                          std::to_string(earlier.line) + ")");
-            }
+        // Only the first expectation of a sensor is kept, so that the list stays one per sensor
+        // however many a hostile file repeats.
+        const auto earlier =
+            std::find_if(session.expectations.begin(), session.expectations.end(),
+                         [&expect](const Expectation& e) { return e.sensor == expect.sensor; });
+        if (earlier != session.expectations.end()) {
+            table.error("sensor", "sensor " + std::to_string(expect.sensor) +
+                                      " already has an expectation (line " +
+                                      std::to_string(earlier->line) + ")");
+            continue;
         }
         session.expectations.push_back(std::move(expect));
     }
