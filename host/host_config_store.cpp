@@ -364,6 +364,29 @@ namespace {
 void recordRowRead(Store& s, const char* table, const char* locale, const char* key,
                    int32_t status);
 }  // namespace
+
+// ---- Holding a configuration aside ----
+
+struct HeldConfiguration {
+    std::unique_ptr<Config> config;
+};
+
+void HeldConfigurationDeleter::operator()(HeldConfiguration* held) const { delete held; }
+
+HeldConfigurationPtr holdConfiguration() {
+    const auto lock = acquire();
+    HeldConfigurationPtr held(new HeldConfiguration);
+    held->config = std::move(store().config);
+    store().cache = LookupCache();
+    return held;
+}
+
+void restoreConfiguration(HeldConfigurationPtr held) {
+    const auto lock = acquire();
+    store().cache = LookupCache();
+    store().config = held != nullptr ? std::move(held->config) : nullptr;
+}
+
 }  // namespace hostconfig
 
 // The store functions the library imports.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -91,6 +92,20 @@ void clearCalls();
 // Recording is on by default. With it off the store functions neither allocate nor scan: turn it
 // off for benchmarks and long-running tools.
 void setRecording(bool enabled);
+
+// ---- Holding a configuration aside ----
+// The simulator's diff runs every session on two configurations in turn. Loading a file again for
+// every session would parse it whole each time; a held configuration goes back in force as it
+// was, without parsing.
+struct HeldConfiguration;
+struct HeldConfigurationDeleter {
+    void operator()(HeldConfiguration* held) const;
+};
+using HeldConfigurationPtr = std::unique_ptr<HeldConfiguration, HeldConfigurationDeleter>;
+// Takes the configuration in force out of the store, which then has every table absent.
+HeldConfigurationPtr holdConfiguration();
+// Puts a held configuration back in force in place of the one in force (null: every table absent).
+void restoreConfiguration(HeldConfigurationPtr held);
 
 }  // namespace hostconfig
 

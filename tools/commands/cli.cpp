@@ -13,18 +13,30 @@ const char kMainHelp[] =
     "application and stream configuration of a device, and why, without a device.\n"
     "\n"
     "commands:\n"
-    "  simulate DEVICE SESSION...  run the sessions on the device profile\n"
+    "  simulate DEVICE SESSION|DIR...\n"
+    "                              run the sessions on the device profile\n"
     "  demo                        run the bundled example device over the bundled sessions\n"
     "                              (also what custpolicy does without arguments)\n"
     "  lint CONFIG...              check CameraHWConfiguration.config files\n"
     "  sweep DEVICE SWEEP          run a session over ranges of sizes, fps, temperatures, apps,\n"
     "                              ...; CSV, JSON or a map page of the modes chosen\n"
+    "  diff BEFORE AFTER SESSION|DIR...\n"
+    "                              what changes between two configurations (or profiles)\n"
+    "  check DEVICE SESSION|DIR... compare runs with the sessions' [[expect]] tables;\n"
+    "                              --record writes them\n"
+    "  coverage DEVICE SESSION|DIR...\n"
+    "                              which table rows the sessions match, read or never reach\n"
     "  help [COMMAND]              show this help, or a command's\n"
     "\n"
+    "A directory given as SESSION stands for every *.toml below it, in name order.\n"
+    "\n"
     "Run 'custpolicy COMMAND --help' for a command's options. Exit codes: 0 decided (or no\n"
-    "lint error), 1 lint errors or a wrong command line, 2 an unreadable or invalid input,\n"
-    "3 with --strict, a configuration error or a warning.\n"
-    "See docs/simulator.md for the profile and session keys and the JSON layout.\n";
+    "lint error, nothing changed, every expectation met), 1 lint errors, a change, an unmet\n"
+    "expectation or a wrong command line, 2 an unreadable or invalid input, 3 with --strict,\n"
+    "a configuration error or a warning.\n"
+    "See docs/simulator.md for the profile and session keys and the JSON layout,\n"
+    "docs/workflow.md for diff, check and coverage in a tuning workflow, and docs/sweep.md\n"
+    "for sweeps.\n";
 
 struct Command {
     const char* name;
@@ -37,6 +49,9 @@ const Command kCommands[] = {
     {"demo", kDemoHelp, demoCommand},
     {"lint", kLintHelp, lintCommand},
     {"sweep", kSweepHelp, sweepCommand},
+    {"diff", kDiffHelp, diffCommand},
+    {"check", kCheckHelp, checkCommand},
+    {"coverage", kCoverageHelp, coverageCommand},
 };
 
 const Command* findCommand(const std::string& name) {

@@ -1,6 +1,9 @@
 #include <algorithm>
+#include <unordered_map>
 
+#include "cli.h"
 #include "commands.h"
+#include "host_config_store.h"
 
 namespace custsim {
 
@@ -44,23 +47,94 @@ bool parseRunOptions(const std::vector<std::string>& args, RunOptions& options, 
 }
 
 void printDiagnostics(Diagnostics diagnostics, std::ostream& err) {
-    std::vector<std::string> fileOrder;
-    for (const Diagnostic& d : diagnostics) {
-        if (std::find(fileOrder.begin(), fileOrder.end(), d.file) == fileOrder.end())
-            fileOrder.push_back(d.file);
-    }
-    auto rank = [&fileOrder](const Diagnostic& d) {
-        return std::find(fileOrder.begin(), fileOrder.end(), d.file) - fileOrder.begin();
-    };
+    // Files rank in the order they were read; a corpus can bring thousands of them.
+    std::unordered_map<std::string, size_t> fileRank;
+    for (const Diagnostic& d : diagnostics) fileRank.emplace(d.file, fileRank.size());
     std::stable_sort(diagnostics.begin(), diagnostics.end(),
-                     [&](const Diagnostic& a, const Diagnostic& b) {
-                         if (rank(a) != rank(b)) return rank(a) < rank(b);
+                     [&fileRank](const Diagnostic& a, const Diagnostic& b) {
+                         const size_t rankA = fileRank.at(a.file);
+                         const size_t rankB = fileRank.at(b.file);
+                         if (rankA != rankB) return rankA < rankB;
                          if (a.line != b.line) return a.line < b.line;
                          return a.column < b.column;
                      });
     for (const Diagnostic& d : diagnostics) err << d.format() << '\n';
     err << "custpolicy: " << diagnostics.size() << " problem"
         << (diagnostics.size() == 1 ? "" : "s") << " in the inputs; nothing was run\n";
+}
+
+bool loadDeviceTables(const DeviceProfile& device, Diagnostics& diagnostics) {
+    // The store answers one configuration at a time; recording is turned on only by coverage.
+    hostconfig::setRecording(false);
+    if (device.configFile.empty()) {
+        hostconfig::clear();
+        return true;
+    }
+    const hostconfig::LoadResult load = hostconfig::loadFile(device.configFile);
+    if (load.ok) return true;
+    diagnostics.push_back({load.source, static_cast<uint32_t>(load.line),
+                           static_cast<uint32_t>(load.column), "", load.message});
+    return false;
+}
+
+bool loadDevice(const std::string& profile, const std::string& configFile, DeviceProfile& device,
+                std::unique_ptr<ConfigIndex>& index, std::ostream& err) {
+    Diagnostics diagnostics;
+    device = loadDeviceProfile(profile, diagnostics);
+    if (!diagnostics.empty()) {
+        printDiagnostics(diagnostics, err);
+        return false;
+    }
+    if (!configFile.empty()) device.configFile = configFile;
+    if (device.configFile.empty()) return true;
+    std::string error;
+    index = ConfigIndex::load(device.configFile, error);
+    if (index != nullptr) return true;
+    err << error << "\ncustpolicy: 1 problem in the inputs; nothing was run\n";
+    return false;
+}
+
+bool parseWorkflowOptions(const char* command, const std::vector<std::string>& args,
+                          WorkflowFlags flags, WorkflowOptions& options, std::ostream& err) {
+    bool filesOnly = false;
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string& arg = args[i];
+        if (filesOnly || arg.empty() || arg[0] != '-' || arg == "-") {
+            options.files.push_back(arg);
+        } else if (arg == "--") {
+            filesOnly = true;
+        } else if (arg == "--json") {
+            options.json = true;
+        } else if (arg == "-h" || arg == "--help") {
+            options.help = true;
+        } else if (flags.record && arg == "--record") {
+            options.record = true;
+        } else if (flags.device && arg == "--device" && i + 1 < args.size()) {
+            options.device = args[++i];
+        } else if (flags.device && arg.rfind("--device=", 0) == 0) {
+            options.device = arg.substr(sizeof("--device=") - 1);
+        } else if (flags.device && arg == "--device") {
+            err << "custpolicy: --device needs a device profile\n";
+            return false;
+        } else {
+            err << "custpolicy: unknown option '" << arg << "' for " << command
+                << " (see 'custpolicy " << command << " --help')\n";
+            return false;
+        }
+    }
+    return true;
+}
+
+void forEachSession(const std::vector<SessionInput>& files, const DeviceProfile& device,
+                    Diagnostics& diagnostics,
+                    const std::function<void(const SessionInput&, const SessionSpec&)>& visit) {
+    for (const SessionInput& file : files) {
+        const size_t before = diagnostics.size();
+        SessionSpec session = loadSession(file.path, device, diagnostics);
+        if (diagnostics.size() != before) continue;
+        session.file = file.display;
+        visit(file, session);
+    }
 }
 
 }  // namespace custsim

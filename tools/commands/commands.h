@@ -1,11 +1,17 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
 
+#include "config_index.h"
+#include "corpus.h"
+#include "device_profile.h"
+#include "session_file.h"
 #include "toml_input.h"
 
 // The simulator's commands, one source file each (simulate_command.cpp holds simulate and demo,
@@ -18,11 +24,17 @@ int simulateCommand(const std::vector<std::string>& args, std::ostream& out, std
 int demoCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
 int lintCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
 int sweepCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
+int diffCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
+int checkCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
+int coverageCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
 
 extern const char kSimulateHelp[];
 extern const char kDemoHelp[];
 extern const char kLintHelp[];
 extern const char kSweepHelp[];
+extern const char kDiffHelp[];
+extern const char kCheckHelp[];
+extern const char kCoverageHelp[];
 
 struct RunOptions {
     bool json = false;
@@ -40,9 +52,40 @@ bool parseRunOptions(const std::vector<std::string>& args, RunOptions& options, 
 void printDiagnostics(Diagnostics diagnostics, std::ostream& err);
 
 // A file as the report names it.
-struct InputFile {
-    std::string path;     // to open
-    std::string display;  // to print
+using InputFile = SessionInput;
+
+// Puts the device's configuration file into the host configuration store (no file: every table
+// absent). False, with the store's own line and column in `diagnostics`, when the store refuses
+// it. Every command loads a device's tables through this.
+bool loadDeviceTables(const DeviceProfile& device, Diagnostics& diagnostics);
+
+// Loads and checks a device profile and indexes its configuration file (`configFile`, when not
+// empty, replaces the profile's), without touching the store. False after printing the problems.
+bool loadDevice(const std::string& profile, const std::string& configFile, DeviceProfile& device,
+                std::unique_ptr<ConfigIndex>& index, std::ostream& err);
+
+// The options of the workflow commands (diff, check, coverage).
+struct WorkflowOptions {
+    bool json = false;
+    bool help = false;
+    bool record = false;  // check --record
+    std::string device;   // diff --device DEVICE.toml
+    std::vector<std::string> files;
 };
+// Which options a workflow command takes beyond --json and --help.
+struct WorkflowFlags {
+    bool record = false;
+    bool device = false;
+};
+// False after reporting a usage error.
+bool parseWorkflowOptions(const char* command, const std::vector<std::string>& args,
+                          WorkflowFlags flags, WorkflowOptions& options, std::ostream& err);
+
+// Reads the sessions one at a time, each checked against the device, and hands each valid one to
+// `visit` before reading the next, so that a corpus is never held in memory whole. A session with
+// problems adds them to `diagnostics` and is not visited.
+void forEachSession(const std::vector<SessionInput>& files, const DeviceProfile& device,
+                    Diagnostics& diagnostics,
+                    const std::function<void(const SessionInput&, const SessionSpec&)>& visit);
 
 }  // namespace custsim

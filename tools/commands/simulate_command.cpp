@@ -1,5 +1,3 @@
-#include <dirent.h>
-
 #include <algorithm>
 #include <cstdlib>
 
@@ -20,10 +18,11 @@
 namespace custsim {
 
 const char kSimulateHelp[] =
-    "usage: custpolicy simulate [--json] [--strict] [-v[LEVEL]] DEVICE SESSION...\n"
+    "usage: custpolicy simulate [--json] [--strict] [-v[LEVEL]] DEVICE SESSION|DIR...\n"
     "\n"
     "Loads the device profile DEVICE (TOML) and its configuration file, checks every SESSION\n"
-    "(TOML), then runs them in order. Per sensor the HAL's calls are made as on the device:\n"
+    "(TOML; a directory stands for every *.toml below it, in name order), then runs them in\n"
+    "order. Per sensor the HAL's calls are made as on the device:\n"
     "one setting adaptor and one RRZO adaptor per sensor for the whole run, then per session\n"
     "selectSensorSetting for every sensor, then calculateTargetSize and selectTargetSize.\n"
     "Prints per session and sensor the policies that served, the decision or \"no decision\",\n"
@@ -111,18 +110,7 @@ int simulate(const InputFile& deviceFile, const std::vector<InputFile>& sessionF
             sessions.back().file = file.display;
         }
     }
-    // The store reads its tables from the profile's configuration file; with none, every table is
-    // absent.
-    hostconfig::setRecording(false);
-    if (deviceOk && !device.configFile.empty()) {
-        const hostconfig::LoadResult load = hostconfig::loadFile(device.configFile);
-        if (!load.ok) {
-            diagnostics.push_back({load.source, static_cast<uint32_t>(load.line),
-                                   static_cast<uint32_t>(load.column), "", load.message});
-        }
-    } else {
-        hostconfig::clear();
-    }
+    if (deviceOk) loadDeviceTables(device, diagnostics);
     if (!diagnostics.empty()) {
         printDiagnostics(diagnostics, err);
         return kExitInputError;
@@ -153,24 +141,17 @@ std::string examplesDir() {
 int demo(const RunOptions& options, std::ostream& out, std::ostream& err) {
     const std::string root = examplesDir();
     const std::string sessionsDir = root + "/sessions";
-    std::vector<std::string> names;
-    if (DIR* dir = opendir(sessionsDir.c_str())) {
-        while (const dirent* entry = readdir(dir)) {
-            const std::string name = entry->d_name;
-            if (name.size() > 5 && name.compare(name.size() - 5, 5, ".toml") == 0)
-                names.push_back(name);
-        }
-        closedir(dir);
-    }
-    if (names.empty()) {
+    Diagnostics unread;
+    const std::vector<InputFile> sessions = sessionsInDirectory(sessionsDir, "sessions", unread);
+    if (sessions.empty()) {
         err << sessionsDir << ": no sessions found (set " << kExamplesEnvVar
             << " to the examples directory)\n";
         return kExitInputError;
     }
-    std::sort(names.begin(), names.end());
-    std::vector<InputFile> sessions;
-    for (const std::string& name : names)
-        sessions.push_back({sessionsDir + "/" + name, "sessions/" + name});
+    if (!unread.empty()) {
+        printDiagnostics(unread, err);
+        return kExitInputError;
+    }
     return simulate({root + "/device/device.toml", "device/device.toml"}, sessions, options, out,
                     err);
 }
@@ -189,9 +170,13 @@ int simulateCommand(const std::vector<std::string>& args, std::ostream& out, std
             << kSimulateHelp;
         return kExitFindings;
     }
-    std::vector<InputFile> sessions;
-    for (size_t i = 1; i < options.files.size(); ++i)
-        sessions.push_back({options.files[i], options.files[i]});
+    Diagnostics diagnostics;
+    const std::vector<InputFile> sessions = expandSessionArguments(
+        std::vector<std::string>(options.files.begin() + 1, options.files.end()), diagnostics);
+    if (!diagnostics.empty()) {
+        printDiagnostics(diagnostics, err);
+        return kExitInputError;
+    }
     return simulate({options.files[0], options.files[0]}, sessions, options, out, err);
 }
 

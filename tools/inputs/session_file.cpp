@@ -21,6 +21,9 @@ constexpr int32_t kFormatRaw12 = 0x26;
 constexpr int32_t kFormatY8 = 0x20203859;
 constexpr int32_t kFormatYv12 = 0x32315659;
 
+// Scenario ids an expectation can name; the library treats 0..255 as valid.
+constexpr uint64_t kScenarioMax = 255;
+
 // Gralloc usage bits and stream use cases.
 constexpr uint64_t kUsageHwVideoEncoder = 0x10000;
 constexpr uint64_t kUseCaseVideoRecord = 3;
@@ -167,6 +170,71 @@ StreamSpec readStream(TomlTable& table, int64_t defaultId, const DeviceProfile& 
     return stream;
 }
 
+template <typename T>
+std::optional<Expected<T>> expected(TomlTable& table, std::string_view key,
+                                    std::optional<T> value) {
+    if (!value) return std::nullopt;
+    return Expected<T>{*value, table.lineOf(key)};
+}
+
+Expectation readExpectation(TomlTable& table) {
+    Expectation expect;
+    expect.line = table.line();
+    expect.sensor = table.int32("sensor", Need::Required).value_or(0);
+    // "none" reads as a value no scenario id can have.
+    const uint64_t noDecision = kScenarioMax + 1;
+    if (auto scenario = table.integerOrNames("scenario", Need::Optional, {{"none", noDecision}},
+                                             false, kScenarioMax)) {
+        expect.scenario = Expected<int32_t>{
+            *scenario == noDecision ? kExpectNoDecision : static_cast<int32_t>(*scenario),
+            table.lineOf("scenario")};
+    }
+    expect.fps = expected(table, "fps", table.uint32("fps", Need::Optional));
+    expect.sensorSize = expected(table, "sensor_size", table.size("sensor_size", Need::Optional));
+    expect.rrzoSize = expected(table, "rrzo_size", table.size("rrzo_size", Need::Optional));
+    expect.seamlessFlags =
+        expected(table, "seamless_flags", table.uint32("seamless_flags", Need::Optional));
+    expect.table = expected(table, "table", table.string("table", Need::Optional));
+    expect.key = expected(table, "key", table.string("key", Need::Optional));
+    if (expect.key && (!expect.table || expect.table->value == kExpectNoTable))
+        table.error("key", "a key needs the table it is a row of");
+    table.finish();
+    return expect;
+}
+
+bool runsSensor(const SessionSpec& session, int32_t sensor) {
+    if (session.sensors.empty()) return true;
+    return std::find(session.sensors.begin(), session.sensors.end(), sensor) !=
+           session.sensors.end();
+}
+
+void readExpectations(TomlTable& root, const DeviceProfile& device, SessionSpec& session) {
+    for (TomlTable& table : root.tables("expect", Need::Optional)) {
+        Expectation expect = readExpectation(table);
+        if (device.findSensor(expect.sensor) == nullptr) {
+            table.error("sensor", "the device has no sensor " + std::to_string(expect.sensor));
+            continue;
+        }
+        if (!runsSensor(session, expect.sensor)) {
+            table.error("sensor",
+                        "the session does not run sensor " + std::to_string(expect.sensor));
+            continue;
+        }
+        // Only the first expectation of a sensor is kept, so that the list stays one per sensor
+        // however many a hostile file repeats.
+        const auto earlier =
+            std::find_if(session.expectations.begin(), session.expectations.end(),
+                         [&expect](const Expectation& e) { return e.sensor == expect.sensor; });
+        if (earlier != session.expectations.end()) {
+            table.error("sensor", "sensor " + std::to_string(expect.sensor) +
+                                      " already has an expectation (line " +
+                                      std::to_string(earlier->line) + ")");
+            continue;
+        }
+        session.expectations.push_back(std::move(expect));
+    }
+}
+
 }  // namespace
 
 bool isRawFormat(int32_t format) {
@@ -235,6 +303,7 @@ void readSession(TomlTable& root, const DeviceProfile& device, SessionSpec& sess
         nextId = stream.id + 1;
         session.streams.push_back(stream);
     }
+    readExpectations(root, device, session);
     root.finish();
 }
 

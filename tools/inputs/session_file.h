@@ -80,6 +80,32 @@ struct StreamInfoSpec {
     std::optional<int32_t> videoWidth;
 };
 
+// A value a session expects, with the line of its key for reports.
+template <typename T>
+struct Expected {
+    T value{};
+    uint32_t line = 0;
+};
+
+// Scenario value of an expectation that the sensor gets no decision ("none").
+constexpr int32_t kExpectNoDecision = -1;
+// Table value of an expectation that no table row decides ("none").
+inline constexpr char kExpectNoTable[] = "none";
+
+// One [[expect]] table: what one sensor of the session is to get. Every value is optional; `check`
+// compares those given, `check --record` writes them from a run.
+struct Expectation {
+    uint32_t line = 0;  // of the [[expect]] header
+    int32_t sensor = 0;
+    std::optional<Expected<int32_t>> scenario;  // kExpectNoDecision: no decision
+    std::optional<Expected<uint32_t>> fps;
+    std::optional<Expected<MSize>> sensorSize;
+    std::optional<Expected<MSize>> rrzoSize;
+    std::optional<Expected<uint32_t>> seamlessFlags;
+    std::optional<Expected<std::string>> table;  // kExpectNoTable: no table row decided
+    std::optional<Expected<std::string>> key;    // the row as the file writes it, "Mode[1]"
+};
+
 struct SessionSpec {
     std::string file;
     std::string name;  // the file name without directory and extension
@@ -93,6 +119,7 @@ struct SessionSpec {
     HalSpec hal;
     StreamInfoSpec streamInfo;
     std::vector<StreamSpec> streams;
+    std::vector<Expectation> expectations;  // at most one per sensor, each a sensor it runs
 };
 
 // Reads and checks a session against the device it is to run on.

@@ -83,6 +83,11 @@ TomlTable::TomlTable(const toml::table& table, std::string file, std::string key
 
 uint32_t TomlTable::line() const { return static_cast<uint32_t>(mTable->source().begin.line); }
 
+uint32_t TomlTable::lineOf(std::string_view key) const {
+    const toml::node* node = mTable->get(key);
+    return node != nullptr ? static_cast<uint32_t>(node->source().begin.line) : line();
+}
+
 std::string TomlTable::pathOf(std::string_view key) const {
     return mKeyPath.empty() ? std::string(key) : mKeyPath + "." + std::string(key);
 }

@@ -46,6 +46,8 @@ public:
     const std::string& file() const { return mFile; }
     const std::string& keyPath() const { return mKeyPath; }
     uint32_t line() const;
+    // The line of a key's value; the table's line when the key is absent.
+    uint32_t lineOf(std::string_view key) const;
     bool has(std::string_view key) const { return mTable->contains(key); }
 
     // Integers, checked against an inclusive range.

@@ -109,6 +109,10 @@ struct SensorRun {
     // about this sensor's decision.
     std::vector<LogLine> errors;
     std::vector<Warning> warnings;
+    // The configuration rows the setting call and the RRZO calls read, in order, when the store
+    // records its calls (hostconfig::setRecording(true)); empty otherwise. Coverage reads them.
+    std::vector<hostconfig::StoreCall> settingRowReads;
+    std::vector<hostconfig::StoreCall> rrzoRowReads;
 };
 
 struct SessionRun {

@@ -1,0 +1,190 @@
+#include <sys/stat.h>
+
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <sstream>
+
+#include "cli.h"
+#include "commands.h"
+#include "expect_tables.h"
+#include "expectations.h"
+#include "outcome.h"
+#include "runner.h"
+#include "workflow_report.h"
+
+// check: run sessions and compare them with their [[expect]] tables; --record writes the tables.
+namespace custsim {
+
+const char kCheckHelp[] =
+    "usage: custpolicy check [--json] DEVICE SESSION|DIR...\n"
+    "       custpolicy check --record DEVICE SESSION|DIR...\n"
+    "\n"
+    "Runs every session (a directory stands for every *.toml below it, in name order) on the\n"
+    "device profile DEVICE and compares each sensor's result with the session's [[expect]]\n"
+    "tables: scenario (or \"none\"), fps, sensor_size, rrzo_size, seamless_flags, and the table\n"
+    "and key of the row that decided; each is optional. Every unmet expectation is printed as\n"
+    "FILE:LINE: sensor N: KEY expected X, got Y, then a summary, which also names the sessions\n"
+    "that carry no expectations.\n"
+    "\n"
+    "options:\n"
+    "  --json            print a JSON document instead of text\n"
+    "  --record          write each session's [[expect]] tables from today's results instead,\n"
+    "                    replacing the old ones; the rest of the file (comments, key order) is\n"
+    "                    kept byte for byte\n"
+    "  -h, --help        show this help\n"
+    "\n"
+    "Exit codes: 0 every expectation met (or recorded), 1 an expectation unmet or a wrong\n"
+    "command line, 2 an unreadable or invalid input (nothing is checked or written).\n";
+
+namespace {
+
+std::vector<SensorOutcome> outcomesOf(const SessionRun& run, const ConfigIndex* index) {
+    std::vector<SensorOutcome> outcomes;
+    for (const SensorRun& sensor : run.sensors) outcomes.push_back(outcomeOf(sensor, index));
+    return outcomes;
+}
+
+int check(const DeviceProfile& device, const ConfigIndex* index,
+          const std::vector<SessionInput>& files, Diagnostics diagnostics, bool json,
+          std::ostream& out, std::ostream& err) {
+    // The report is held until every session has been read: an invalid one means no report.
+    std::ostringstream report;
+    CheckReport checkReport(report, json, device);
+    Simulator simulator(device);
+    forEachSession(files, device, diagnostics, [&](const SessionInput&, const SessionSpec& s) {
+        const SessionRun run = simulator.run(s);
+        checkReport.session(s, checkExpectations(s, outcomesOf(run, index)));
+    });
+    if (!diagnostics.empty()) {
+        printDiagnostics(diagnostics, err);
+        return kExitInputError;
+    }
+    checkReport.finish();
+    out << report.str();
+    return checkReport.totals().unmet > 0 ? kExitFindings : kExitOk;
+}
+
+bool readFile(const std::string& path, std::string& text) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) return false;
+    std::ostringstream content;
+    content << in.rdbuf();
+    text = content.str();
+    return !in.bad();
+}
+
+// Writes next to the file and renames over it, so that the file is either the old one or the
+// new one whole; the new text must read back as a valid session first.
+bool replaceFile(const std::string& path, const std::string& text, const DeviceProfile& device,
+                 std::string& error) {
+    char resolved[PATH_MAX];
+    const std::string target = realpath(path.c_str(), resolved) != nullptr ? resolved : path;
+    const std::string temporary = target + ".custpolicy-record";
+    {
+        std::ofstream file(temporary, std::ios::binary | std::ios::trunc);
+        file << text;
+        if (!file.flush()) {
+            error = temporary + ": cannot write the file";
+            std::remove(temporary.c_str());
+            return false;
+        }
+    }
+    Diagnostics readBack;
+    loadSession(temporary, device, readBack);
+    if (!readBack.empty()) {
+        error = path + ": the recorded file does not read back (" + readBack[0].format() +
+                "); the file is left as it was";
+        std::remove(temporary.c_str());
+        return false;
+    }
+    struct stat info {};
+    if (stat(target.c_str(), &info) == 0) chmod(temporary.c_str(), info.st_mode & 07777);
+    if (std::rename(temporary.c_str(), target.c_str()) != 0) {
+        error = target + ": cannot replace the file";
+        std::remove(temporary.c_str());
+        return false;
+    }
+    return true;
+}
+
+int record(const DeviceProfile& device, const ConfigIndex* index,
+           const std::vector<SessionInput>& files, Diagnostics diagnostics, std::ostream& out,
+           std::ostream& err) {
+    // Every session is read before any file is written: a bad corpus is left untouched.
+    forEachSession(files, device, diagnostics, [](const SessionInput&, const SessionSpec&) {});
+    if (!diagnostics.empty()) {
+        printDiagnostics(diagnostics, err);
+        return kExitInputError;
+    }
+    Simulator simulator(device);
+    int32_t rewritten = 0;
+    int32_t sessions = 0;
+    int exitCode = kExitOk;
+    forEachSession(files, device, diagnostics, [&](const SessionInput& file, const SessionSpec& s) {
+        ++sessions;
+        const SessionRun run = simulator.run(s);
+        const std::string tables = expectTablesText(expectationsOf(outcomesOf(run, index)));
+        std::string text;
+        std::string error;
+        if (!readFile(file.path, text)) {
+            error = file.display + ": cannot read the file";
+        } else {
+            const std::string recorded = replaceExpectTables(text, tables);
+            if (recorded == text) return;
+            if (replaceFile(file.path, recorded, device, error)) {
+                ++rewritten;
+                out << file.display << ": expectations recorded\n";
+                return;
+            }
+        }
+        err << "custpolicy: " << error << "\n";
+        exitCode = kExitInputError;
+    });
+    if (!diagnostics.empty()) {
+        printDiagnostics(diagnostics, err);
+        return kExitInputError;
+    }
+    out << "check --record: " << sessions << " session" << (sessions == 1 ? "" : "s") << ", "
+        << rewritten << " file" << (rewritten == 1 ? "" : "s") << " rewritten\n";
+    return exitCode;
+}
+
+}  // namespace
+
+int checkCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+    WorkflowOptions options;
+    WorkflowFlags flags;
+    flags.record = true;
+    if (!parseWorkflowOptions("check", args, flags, options, err)) return kExitFindings;
+    if (options.help) {
+        out << kCheckHelp;
+        return kExitOk;
+    }
+    if (options.files.size() < 2) {
+        err << "custpolicy: check needs a device profile and at least one session\n" << kCheckHelp;
+        return kExitFindings;
+    }
+    if (options.record && options.json) {
+        err << "custpolicy: check --record writes session files; it has no JSON report\n";
+        return kExitFindings;
+    }
+    // Problems of the corpus are reported together with those of its sessions.
+    Diagnostics corpusProblems;
+    const std::vector<SessionInput> files = expandSessionArguments(
+        std::vector<std::string>(options.files.begin() + 1, options.files.end()), corpusProblems);
+    DeviceProfile device;
+    std::unique_ptr<ConfigIndex> index;
+    if (!loadDevice(options.files[0], "", device, index, err)) return kExitInputError;
+    Diagnostics tableProblems;
+    if (!loadDeviceTables(device, tableProblems)) {
+        printDiagnostics(tableProblems, err);
+        return kExitInputError;
+    }
+    if (options.record) return record(device, index.get(), files, corpusProblems, out, err);
+    return check(device, index.get(), files, corpusProblems, options.json, out, err);
+}
+
+}  // namespace custsim

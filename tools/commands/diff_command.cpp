@@ -1,0 +1,164 @@
+#include <memory>
+#include <sstream>
+
+#include "cli.h"
+#include "commands.h"
+#include "host_config_store.h"
+#include "outcome.h"
+#include "runner.h"
+#include "workflow_report.h"
+
+// diff: run the same sessions on two configurations and report what changed.
+namespace custsim {
+
+const char kDiffHelp[] =
+    "usage: custpolicy diff [--json] [--device DEVICE.toml] BEFORE AFTER SESSION|DIR...\n"
+    "\n"
+    "Runs every session (a directory stands for every *.toml below it, in name order) on\n"
+    "BEFORE and on AFTER and prints, per session and sensor, only what changed: the decision\n"
+    "(or no decision), scenario, fps, sensor size, raw format type, seamless flags and\n"
+    "recorded seamless scenario, RRZO size; with what decided on each side (the matched\n"
+    "table row with file:line, or the deciding message). A summary counts the sessions\n"
+    "unchanged, changed and newly without a decision.\n"
+    "\n"
+    "BEFORE and AFTER are device profiles (*.toml), or configuration files, whose device is\n"
+    "then the profile given with --device (its own configuration file is not used).\n"
+    "\n"
+    "options:\n"
+    "  --json                print a JSON document instead of text\n"
+    "  --device DEVICE.toml  the device profile for BEFORE or AFTER given as configuration\n"
+    "  -h, --help            show this help\n"
+    "\n"
+    "Exit codes: 0 nothing changed, 1 something changed (or a wrong command line), 2 an\n"
+    "unreadable or invalid input (nothing is reported).\n";
+
+namespace {
+
+constexpr char kProfileSuffix[] = ".toml";
+
+bool isProfile(const std::string& path) {
+    const size_t n = sizeof(kProfileSuffix) - 1;
+    return path.size() > n && path.compare(path.size() - n, n, kProfileSuffix) == 0;
+}
+
+// One side of the comparison.
+struct Side {
+    DeviceProfile device;
+    std::unique_ptr<ConfigIndex> index;
+    std::string title;  // as the report names it
+};
+
+bool loadSide(const std::string& argument, const std::string& deviceProfile, Side& side,
+              std::ostream& err) {
+    const bool profile = isProfile(argument);
+    if (!loadDevice(profile ? argument : deviceProfile, profile ? "" : argument, side.device,
+                    side.index, err))
+        return false;
+    side.title = argument;
+    if (profile) {
+        side.title += side.device.configFile.empty()
+                          ? " (no configuration file)"
+                          : " (configuration " + side.device.configFile + ")";
+    }
+    return true;
+}
+
+std::vector<SensorOutcome> outcomesOf(const SessionRun& run, const ConfigIndex* index) {
+    std::vector<SensorOutcome> outcomes;
+    for (const SensorRun& sensor : run.sensors) outcomes.push_back(outcomeOf(sensor, index));
+    return outcomes;
+}
+
+// The configuration of a side, loaded once and held aside until its runs.
+hostconfig::HeldConfigurationPtr heldTables(const DeviceProfile& device, std::ostream& err) {
+    Diagnostics diagnostics;
+    if (loadDeviceTables(device, diagnostics)) return hostconfig::holdConfiguration();
+    printDiagnostics(diagnostics, err);
+    return nullptr;
+}
+
+// Runs a session on one side: its configuration goes in force for the run and is held aside again.
+std::vector<SensorOutcome> runSide(Simulator& simulator, const SessionSpec& session,
+                                   const Side& side, hostconfig::HeldConfigurationPtr& tables) {
+    hostconfig::restoreConfiguration(std::move(tables));
+    std::vector<SensorOutcome> outcomes = outcomesOf(simulator.run(session), side.index.get());
+    tables = hostconfig::holdConfiguration();
+    return outcomes;
+}
+
+// Every session runs on BEFORE and then on AFTER before the next is read, switching the store
+// between the two configurations (each parsed once), so that nothing is kept per session and each
+// session file is read once. The report is held until the whole corpus has been read, so that an
+// invalid session means no report; it grows with the changes only.
+int diff(const Side& before, const Side& after, bool sameDevice,
+         const std::vector<SessionInput>& files, Diagnostics diagnostics, bool json,
+         std::ostream& out, std::ostream& err) {
+    hostconfig::HeldConfigurationPtr beforeTables = heldTables(before.device, err);
+    if (beforeTables == nullptr) return kExitInputError;
+    hostconfig::HeldConfigurationPtr afterTables = heldTables(after.device, err);
+    if (afterTables == nullptr) return kExitInputError;
+    Simulator beforeRuns(before.device);
+    Simulator afterRuns(after.device);
+    std::ostringstream text;
+    DiffReport report(text, json, after.device.name, before.title, after.title);
+    forEachSession(files, before.device, diagnostics,
+                   [&](const SessionInput& file, const SessionSpec& session) {
+                       // The session must be valid on both devices; its content is the same.
+                       const size_t problems = diagnostics.size();
+                       if (!sameDevice) loadSession(file.path, after.device, diagnostics);
+                       if (diagnostics.size() != problems) return;
+                       const auto was = runSide(beforeRuns, session, before, beforeTables);
+                       const auto now = runSide(afterRuns, session, after, afterTables);
+                       report.session(session.file, was, now);
+                   });
+    hostconfig::clear();
+    if (!diagnostics.empty()) {
+        printDiagnostics(diagnostics, err);
+        return kExitInputError;
+    }
+    report.finish();
+    out << text.str();
+    return report.totals().changed > 0 ? kExitFindings : kExitOk;
+}
+
+}  // namespace
+
+int diffCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+    WorkflowOptions options;
+    WorkflowFlags flags;
+    flags.device = true;
+    if (!parseWorkflowOptions("diff", args, flags, options, err)) return kExitFindings;
+    if (options.help) {
+        out << kDiffHelp;
+        return kExitOk;
+    }
+    if (options.files.size() < 3) {
+        err << "custpolicy: diff needs BEFORE, AFTER and at least one session\n" << kDiffHelp;
+        return kExitFindings;
+    }
+    const std::string& beforeArg = options.files[0];
+    const std::string& afterArg = options.files[1];
+    const bool configs = !isProfile(beforeArg) || !isProfile(afterArg);
+    if (configs && options.device.empty()) {
+        err << "custpolicy: diff: a configuration file as BEFORE or AFTER needs --device "
+               "DEVICE.toml\n";
+        return kExitFindings;
+    }
+    if (!configs && !options.device.empty()) {
+        err << "custpolicy: diff: --device is for configuration files; BEFORE and AFTER are "
+               "both device profiles\n";
+        return kExitFindings;
+    }
+    // Problems of the corpus are reported together with those of its sessions.
+    Diagnostics corpusProblems;
+    const std::vector<SessionInput> files = expandSessionArguments(
+        std::vector<std::string>(options.files.begin() + 2, options.files.end()), corpusProblems);
+    Side before;
+    Side after;
+    if (!loadSide(beforeArg, options.device, before, err)) return kExitInputError;
+    if (!loadSide(afterArg, options.device, after, err)) return kExitInputError;
+    const bool sameDevice = !isProfile(beforeArg) && !isProfile(afterArg);
+    return diff(before, after, sameDevice, files, corpusProblems, options.json, out, err);
+}
+
+}  // namespace custsim

@@ -1,0 +1,73 @@
+#include "json_text.h"
+#include "workflow_report.h"
+
+namespace custsim {
+
+namespace {
+
+constexpr int kJsonSchemaVersion = 1;
+
+std::string plural(int32_t count, const char* noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+}  // namespace
+
+CheckReport::CheckReport(std::ostream& out, bool json, const DeviceProfile& device)
+    : mOut(out), mJson(json), mDevice(device) {
+    if (!mJson) return;
+    mOut << "{\n\"schema\": " << kJsonSchemaVersion << ",\n\"device\": " << jsonQuoted(device.name)
+         << ",\n\"unmet\": [";
+}
+
+void CheckReport::session(const SessionSpec& session, const ExpectationCheck& check) {
+    ++mTotals.sessions;
+    if (session.expectations.empty()) {
+        ++mTotals.withoutExpectations;
+        mWithout.push_back(session.file);
+    }
+    mTotals.expectations += check.checked;
+    mTotals.unmet += static_cast<int32_t>(check.unmet.size());
+    if (!check.unmet.empty()) ++mTotals.failedSessions;
+    for (const UnmetExpectation& u : check.unmet) {
+        if (mJson) {
+            mOut << (mFirstUnmet ? "\n" : ",\n") << "  {\"file\": " << jsonQuoted(session.file)
+                 << ", \"line\": " << u.line << ", \"sensor\": " << u.sensor
+                 << ", \"key\": " << jsonQuoted(u.key) << ", \"expected\": " << u.expectedJson
+                 << ", \"actual\": " << u.actualJson << "}";
+            mFirstUnmet = false;
+            continue;
+        }
+        const SensorSpec* sensor = mDevice.findSensor(u.sensor);
+        mOut << session.file << ":" << u.line << ": sensor " << u.sensor;
+        if (sensor != nullptr && !sensor->name.empty()) mOut << " (" << sensor->name << ")";
+        mOut << ": " << u.key << " expected " << u.expected << ", got " << u.actual << "\n";
+    }
+}
+
+void CheckReport::finish() {
+    const CheckTotals& t = mTotals;
+    if (mJson) {
+        mOut << (mFirstUnmet ? "],\n" : "\n],\n") << "\"sessions_without_expectations\": [";
+        for (size_t i = 0; i < mWithout.size(); ++i)
+            mOut << (i == 0 ? "" : ", ") << jsonQuoted(mWithout[i]);
+        mOut << "],\n\"summary\": {\"sessions\": " << t.sessions
+             << ", \"expectations\": " << t.expectations
+             << ", \"met\": " << t.expectations - t.unmet << ", \"unmet\": " << t.unmet
+             << ", \"failed_sessions\": " << t.failedSessions << "}\n}\n";
+        return;
+    }
+    if (t.unmet > 0) mOut << "\n";
+    mOut << "check: " << plural(t.sessions, "session") << ", "
+         << plural(t.expectations, "expectation") << ": " << t.expectations - t.unmet << " met, "
+         << t.unmet << " unmet";
+    if (t.unmet > 0) mOut << " in " << plural(t.failedSessions, "session");
+    mOut << "\n";
+    if (mWithout.empty()) return;
+    mOut << "check: " << plural(t.withoutExpectations, "session")
+         << (t.withoutExpectations == 1 ? " carries" : " carry")
+         << " no expectations (freeze them with check --record):\n";
+    for (const std::string& file : mWithout) mOut << "  " << file << "\n";
+}
+
+}  // namespace custsim
