@@ -19,7 +19,7 @@ static_assert(sizeof(CustFeaturePrvSize) == 8, "two 32-bit integers");
 // The selection inputs that the new sensor-setting policy hands to the feature-chip service.
 struct CustSelectIn4Setting {
     int32_t drvId = 0;
-    MSize maxStreamSize;
+    NSCam::MSize maxStreamSize;
     int32_t maxFps = 0;
     int32_t maxRatio = 0;
     uint32_t operationMode = 0;
@@ -29,7 +29,7 @@ struct CustSelectIn4Setting {
     bool is8kVideo = false;
     int32_t highFpsThres = 0;
     int32_t aovMode = 0;
-    MSize pixelArraySize;
+    NSCam::MSize pixelArraySize;
     CustFeaturePrvSize maxRawSize;
 };
 static_assert(sizeof(CustSelectIn4Setting) == 104, "selection record is 104 bytes");
@@ -38,7 +38,8 @@ static_assert(offsetof(CustSelectIn4Setting, maxFps) == 12, "maxFps at 12");
 static_assert(offsetof(CustSelectIn4Setting, maxRatio) == 16, "maxRatio at 16");
 static_assert(offsetof(CustSelectIn4Setting, operationMode) == 20, "operationMode at 20");
 static_assert(offsetof(CustSelectIn4Setting, vhdrInfo) == 24, "vhdrInfo at 24");
-static_assert(offsetof(CustSelectIn4Setting, custSensorSettingInfo) == 72, "custSensorSettingInfo at 72");
+static_assert(offsetof(CustSelectIn4Setting, custSensorSettingInfo) == 72,
+              "custSensorSettingInfo at 72");
 static_assert(offsetof(CustSelectIn4Setting, configExtraPresent) == 76, "configExtraPresent at 76");
 static_assert(offsetof(CustSelectIn4Setting, is8kVideo) == 77, "is8kVideo at 77");
 static_assert(offsetof(CustSelectIn4Setting, highFpsThres) == 80, "highFpsThres at 80");
@@ -98,8 +99,8 @@ public:
     // pixel-array size.
     int getMaxRatio(int sensorIdx, AppUserConfiguration const& userConfig);
     // Largest stream size, as the feature-capability service finally leaves it.
-    MSize getMaxSize(StreamInfoPtr streamInfo, int sensorIdx, float floatParam0,
-                     float floatParam1, int maxFps, bool configExtraPresent);
+    NSCam::MSize getMaxSize(StreamInfoPtr streamInfo, int sensorIdx, float floatParam0,
+                            float floatParam1, int maxFps, bool configExtraPresent);
     // Raises `rawSize` to the largest raw stream of the sensor.
     void getMaxRawSize(StreamInfoPtr streamInfo, int sensorIdx, CustFeaturePrvSize& rawSize);
     // Highest upper bound of the sensor's AE target fps ranges, 0 when unknown.
@@ -107,8 +108,8 @@ public:
     // The new policy's decision: asks the feature-chip service (message 0x1005) for a scenario.
     bool selectSensorSetting4Normal(AppConfigPtr appConfig, StreamInfoPtr streamInfo,
                                     AppUserConfiguration const& userConfig,
-                                    SensorSetting& sensorSetting, int sensorIdx,
-                                    float floatParam0, float floatParam1, unsigned int hdrMode);
+                                    SensorSetting& sensorSetting, int sensorIdx, float floatParam0,
+                                    float floatParam1, unsigned int hdrMode);
     // The sensor's device index: position of the lowest bit of its device mask.
     int sensorIdx2DrvId(int sensorIdx);
     // Fills `sensorSetting` for `scenarioId` from the sensor-info helper, all fields or none.
@@ -116,7 +117,7 @@ public:
 
 protected:
     // The sensor's pixel-array size, cached by getMaxRatio; keeps its last read value.
-    MSize pixelArraySize;
+    NSCam::MSize pixelArraySize;
 };
 
 // Entry point of the sensor-setting policy: one per sensor index, holding the policy that the
