@@ -46,7 +46,7 @@ using StreamsBySensor = std::map<int32_t, std::vector<ImageStreamInfoPtr>>;
 struct SensorSetting {
     uint32_t sensorMode = 0;
     uint32_t sensorFps = 0;
-    MSize sensorSize;
+    NSCam::MSize sensorSize;
     uint32_t sensorPattern = 0;  // not written by the policies
     uint32_t rawFmtType = 0;
 };
@@ -65,8 +65,8 @@ struct PolicyParsedAppConfiguration {
 
 // The parsed application image-stream information.
 struct PolicyParsedAppImageStreamInfo {
-    MSize maxYuvSize;
-    MSize maxStreamSize;
+    NSCam::MSize maxYuvSize;
+    NSCam::MSize maxStreamSize;
     bool hasVideoConsumer = false;
     int32_t videoWidth = 0;
     ImageStreamMap imageStreams;
