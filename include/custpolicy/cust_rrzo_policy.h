@@ -12,7 +12,12 @@
 #include "platform/MSize.h"
 #include "platform/PolicyTypes.h"
 
-// The record an RRZO message (0x1001) carries.
+// The record an RRZO message carries: message custpolicy::kMsgIdRrzo (0x1001), evalType one of
+// custpolicy::kRrzoEval*. Request 0's pParam addresses a CustRrzoStaticInfo, request 1's a
+// CustRrzoSensorSizes (nothing is read back from either), request 2's an NSCam::MSize preset to
+// 0 x 0 into which the service writes the target size (taken when both sides are at least 1).
+// Request 1 reuses the message head request 0 wrote: sent first, it carries message id 0. The
+// return value of triggerEvaluateRequestExt is ignored.
 struct CustEvalRequest {
     int32_t evalType = 0;
     int32_t sensorIdx = 0;
@@ -80,7 +85,9 @@ using CustSensorSettingMap =
 class ICustRrzoPolicy;
 
 // Entry point of the RRZO size policy: one per sensor index, holding the policy that the
-// feature-capability service chose for the sensor at construction.
+// feature-capability service chose for the sensor at construction. Not safe for concurrent calls
+// (the policy keeps its messages between calls); a HAL class deriving from it must be built with
+// -fno-rtti. docs/integration.md says what the HAL sets each argument from.
 class CUST_EXPORT CustRrzoAlgoAdaptor {
 public:
     using ConfigurationInputParams =
@@ -93,7 +100,14 @@ public:
     explicit CustRrzoAlgoAdaptor(int sensorIdx);
     virtual ~CustRrzoAlgoAdaptor();
 
-    // Both operations forward to the policy unchanged.
+    // Both operations forward to the policy unchanged; `sensorIdx` must be the constructor's.
+    // selectTargetSize: `inSize` is the sensor's output size for the chosen setting (the
+    // feature-driven policy ignores it); `outSize` holds the requested size on entry and the RRZO
+    // size on return. calculateTargetSize, at configuration time: `targetSize` is only read;
+    // `sensorSettings` holds the chosen SensorSetting of every sensor, keyed by sensor index;
+    // `intParam`, `flagA`, `flagB` and `uintParam` go to the feature-chip service unchanged; the
+    // feature-driven policy writes only heightToWidth of outParams' stream record, the legacy one
+    // does nothing.
     virtual void selectTargetSize(int sensorIdx, NSCam::MSize const& inSize, NSCam::MSize& outSize);
     virtual void calculateTargetSize(int sensorIdx, NSCam::MSize& targetSize, int intParam,
                                      std::shared_ptr<CustSensorSettingMap> sensorSettings,

@@ -47,7 +47,10 @@ static_assert(offsetof(CustSelectIn4Setting, aovMode) == 84, "aovMode at 84");
 static_assert(offsetof(CustSelectIn4Setting, pixelArraySize) == 88, "pixelArraySize at 88");
 static_assert(offsetof(CustSelectIn4Setting, maxRawSize) == 96, "maxRawSize at 96");
 
-// Request payload of the sensor-setting evaluation (message 0x1005).
+// Request payload of the sensor-setting evaluation: message custpolicy::kMsgIdSensorSetting
+// (0x1005), evalType custpolicy::kEvalTypeSensorSetting (1). The reply message's pData addresses
+// one int32_t preset to 0 (dataSize 4) into which the service writes the scenario id, or
+// custpolicy::kNoScenario (-1); the return value of triggerEvaluateRequestExt is ignored.
 struct CustSettingEvalRequest {
     int32_t evalType = 0;
     int32_t drvId = 0;
@@ -121,7 +124,10 @@ protected:
 };
 
 // Entry point of the sensor-setting policy: one per sensor index, holding the policy that the
-// feature-capability service chose for the sensor at construction.
+// feature-capability service chose for the sensor at construction. Not safe for concurrent calls;
+// adaptors of different sensors may run on different threads when the platform's services are
+// thread-safe. A HAL class deriving from it must be built with -fno-rtti, like the library.
+// docs/integration.md says what the HAL sets each argument from.
 class CUST_EXPORT CustSettingAlgoAdaptor {
 public:
     using AppUserConfiguration = custpolicy_types::AppUserConfiguration;
@@ -129,10 +135,15 @@ public:
     using StreamInfoPtr = custpolicy_types::StreamInfoPtr;
     using SensorSetting = custpolicy_types::SensorSetting;
 
+    // Asks ICustFeatureCapability::isPolicyCustSettingSupport(sensorIdx) once: the new policy when
+    // true, the legacy one otherwise. The index is not kept.
     explicit CustSettingAlgoAdaptor(int sensorIdx);
     virtual ~CustSettingAlgoAdaptor();
 
-    // Forwards to the policy unchanged and returns its answer.
+    // Forwards to the policy unchanged and returns its answer: true when a scenario was written
+    // into `sensorSetting` (all four fields), false when it is left unchanged. `sensorIdx` must be
+    // the constructor's. `outValue` holds the seamless flags: only the legacy policy writes it
+    // (custpolicy::kSeamlessFlagsScenario5 / 4). Each decision is logged.
     virtual bool selectSensorSetting(AppConfigPtr appConfig, StreamInfoPtr streamInfo,
                                      SensorSetting& sensorSetting, int sensorIdx,
                                      unsigned int& outValue, AppUserConfiguration const& userConfig,

@@ -12,7 +12,8 @@
 namespace NSCam {
 namespace v3 {
 
-// Facts of one configured image stream. Every query is free of side effects.
+// Facts of one configured image stream. Every query is free of side effects. Called through the
+// vtable: a library built against this declaration expects this virtual order.
 class IImageStreamInfo {
 public:
     virtual ~IImageStreamInfo() = default;
