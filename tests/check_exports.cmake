@@ -108,6 +108,7 @@ endif()
 set(runtime_patterns
   "@(GLIBC|GLIBCXX|CXXABI|GCC)_"
   "^std::"
+  "^(vtable|typeinfo|typeinfo name|VTT) for (std::|__cxxabiv1::)"
   "^operator (new|delete)"
   "^__cxa_"
   "^__gxx_personality"
