@@ -14,6 +14,9 @@ constexpr double kMaxRowCostOverFloor = 10.0;
 constexpr double kMaxGrowth64To512 = 8.5;
 constexpr double kMinLoadRowsPerSecond = 1e6;
 constexpr double kMaxLegacyDecisionNanos = 50e3;
+// A sweep point (session, platform reset, setting and RRZO calls, explanation) against one bare
+// decision of the adaptor.
+constexpr double kMaxSweepPointOverDecision = 10.0;
 
 // Rows of the benchmarks the targets read.
 constexpr double kSmallTable = 64;
@@ -86,6 +89,20 @@ void TargetReporter::printTargets(std::ostream& out) const {
                    system / 1e3, thirdParty / 1e3)
             << " (target well under 50 us): "
             << verdict(system < kMaxLegacyDecisionNanos && thirdParty < kMaxLegacyDecisionNanos)
+            << "\n";
+    }
+    double point = 0, legacy = 0, newPolicy = 0;
+    if (find("BM_SweepPoint", point) && find("BM_LegacySystemCamDecision/8", legacy) &&
+        find("BM_NewPolicyDecision", newPolicy)) {
+        const double overLegacy = point / legacy;
+        const double overNew = point / newPolicy;
+        out << format(
+                   "  sweep point %.1f us: %.0fx the legacy decision, %.0fx the new-policy "
+                   "decision",
+                   point / 1e3, overLegacy, overNew)
+            << " (target <= 10x each): "
+            << verdict(overLegacy <= kMaxSweepPointOverDecision &&
+                       overNew <= kMaxSweepPointOverDecision)
             << "\n";
     }
 }

@@ -358,6 +358,14 @@ void setRecording(bool enabled) {
 
 }  // namespace hostconfig
 
+namespace hostconfig {
+namespace {
+// Defined with the row-read record at the end of this file.
+void recordRowRead(Store& s, const char* table, const char* locale, const char* key,
+                   int32_t status);
+}  // namespace
+}  // namespace hostconfig
+
 // The store functions the library imports.
 extern "C" {
 
@@ -405,6 +413,51 @@ int32_t GetLocaleIntegerListConfiguration(const char* tableName, const char* loc
     const int32_t status = readRow(s, tableName, locale, key, values, count);
     record(s, StoreFunction::GetLocaleIntegerListConfiguration, tableName, locale, key, count,
            status);
+    recordRowRead(s, tableName, locale, key, status);
     return status;
 }
 }
+
+// ---- Row reads ---------------------------------------------------------------------------------
+namespace hostconfig {
+
+namespace {
+
+// Guarded by the store's lock, like everything else.
+struct RowReadRecord {
+    bool enabled = false;
+    std::vector<RowRead> reads;
+};
+
+RowReadRecord& rowReadRecord() {
+    static RowReadRecord sRecord;
+    return sRecord;
+}
+
+void recordRowRead(Store& s, const char* tableName, const char* locale, const char* key,
+                   int32_t status) {
+    RowReadRecord& record = rowReadRecord();
+    if (!record.enabled) return;
+    RowRead read{orEmpty(tableName), orEmpty(locale), orEmpty(key), status, 0};
+    const Table* table = findTable(s, tableName);
+    if (table != nullptr && locale != nullptr && key != nullptr) {
+        const Entry* entry = findEntryByPair(s.cache, *table, locale, key);
+        if (entry != nullptr) read.line = entry->line;
+    }
+    record.reads.push_back(std::move(read));
+}
+
+}  // namespace
+
+void setRowReadRecording(bool enabled) {
+    const auto lock = acquire();
+    rowReadRecord().enabled = enabled;
+    if (!enabled) rowReadRecord().reads.clear();
+}
+
+std::vector<RowRead> takeRowReads() {
+    const auto lock = acquire();
+    return std::exchange(rowReadRecord().reads, {});
+}
+
+}  // namespace hostconfig

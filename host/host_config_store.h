@@ -93,3 +93,25 @@ void clearCalls();
 void setRecording(bool enabled);
 
 }  // namespace hostconfig
+
+// ---- Row reads ---------------------------------------------------------------------------------
+// A light record of the row reads alone (GetLocaleIntegerListConfiguration), each with the line
+// where its entry is defined, kept apart from calls() so that a tool can leave it on while full
+// recording is off. A scan reads rows in key order and stops at the first match, so the last
+// successful read of a table in a lookup that decided is the row that decided.
+namespace hostconfig {
+
+struct RowRead {
+    std::string table;
+    std::string locale;
+    std::string key;
+    int32_t status = kStatusOk;  // as the read returned it
+    int32_t line = 0;            // where the entry is defined; 0 when there is no such entry
+};
+
+// Off by default; turning it off also empties the record.
+void setRowReadRecording(bool enabled);
+// The row reads since the last take, oldest first; the record is emptied.
+std::vector<RowRead> takeRowReads();
+
+}  // namespace hostconfig

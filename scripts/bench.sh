@@ -9,6 +9,9 @@
 #   CUSTPOLICY_BENCH_BUILD         build directory (default build/bench)
 #   CUSTPOLICY_JOBS                build parallelism (default 2)
 #
+# The simulator's code is configured too (CUSTPOLICY_TOOLS), for the cost of a sweep point; only
+# the benchmark program is built.
+#
 # The benchmarks use Debian's Google Benchmark, which is built against libstdc++, so they are
 # built with the gcc preset's toolchain (gcc, libstdc++, RelWithDebInfo: -O2 -g) in their own
 # build directory.
@@ -22,7 +25,7 @@ build=${CUSTPOLICY_BENCH_BUILD:-build/bench}
 jobs=${CUSTPOLICY_JOBS:-2}
 
 cmake --preset gcc -B "${build}" -DCUSTPOLICY_BENCH=ON -DCUSTPOLICY_TESTS=OFF \
-  -DCUSTPOLICY_TOOLS=OFF >/dev/null
+  -DCUSTPOLICY_TOOLS=ON >/dev/null
 cmake --build "${build}" --parallel "${jobs}" --target custpolicy_bench >/dev/null
 
 echo "Machine: $(nproc) cores, $(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2- | sed 's/^ *//')"

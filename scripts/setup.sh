@@ -17,6 +17,8 @@ packages=(
   # library, installed next to the host's (multiarch). The arm64 libc++ cannot be, so
   # scripts/aarch64-sysroot.sh unpacks it into the build tree instead.
   libc6-dev:arm64 libgcc-12-dev:arm64 android-liblog-dev:arm64
+  # The browser leg: the sweep's map page rendered in headless Chromium.
+  chromium
 )
 
 # The arm64 packages need the architecture known to dpkg (and then a fresh apt-get update, which

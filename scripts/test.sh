@@ -46,5 +46,9 @@ if [[ -f scripts/fuzz.sh ]]; then
   leg_done fuzz
 fi
 
+echo "==== browser: the sweep map pages in headless Chromium (build/clang)"
+bash scripts/browser.sh
+leg_done browser
+
 echo "==== all legs passed"
 printf '  %s\n' "${timings[@]}"

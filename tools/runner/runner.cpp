@@ -4,11 +4,14 @@
 #include <cstring>
 #include <utility>
 
+#include "config_store.h"
+#include "cust_int32.h"
 #include "cust_setting_policy_legacy.h"
 #include "host_image_stream.h"
 #include "host_platform.h"
 #include "platform/PolicyTypes.h"
 #include "platform/SensorServices.h"
+#include "platform/ULogger.h"
 
 namespace custsim {
 
@@ -21,6 +24,7 @@ using mcam::core::device::policy::PolicyParsedAppImageStreamInfo;
 using mcam::core::device::policy::featuresetting::ConfigurationInputParams;
 using mcam::core::device::policy::featuresetting::ConfigurationOutputParams;
 using mcam::core::device::policy::featuresetting::StreamRecord;
+using NSCam::Utils::ULog::ULogger;
 
 // Static characteristics the policies read.
 constexpr uint32_t kTagAeAvailableTargetFpsRanges = 0x10014;
@@ -37,6 +41,9 @@ constexpr uint32_t kTagEngineerSensorModeSelect = 0x90040069;
 // The temperature is the int32 40 bytes into the entry's data block.
 constexpr size_t kTemperatureOffset = 40;
 constexpr size_t kTemperatureBlockSize = kTemperatureOffset + sizeof(int32_t);
+
+// The platform's log-mode bits that send the library's messages to the unified logger.
+constexpr uint32_t kUnifiedLogModes = 0xA;
 
 // The camera name the third-party capability manager sees under GSI.
 constexpr char kGsiCameraName[] = "android.camera.cts";
@@ -59,13 +66,43 @@ const char* const kDecisionMarkers[] = {
 constexpr char kFinalResultMarker[] = "match setting(final result)";
 // The selection-input summary that the normal path (the feature chip's matching) logs first.
 constexpr char kNormalPathMarker[] = "[getSettingSelectInfo]";
-// Warnings of the helper that turns a scenario into the SensorSetting.
-constexpr char kParseMarker[] = "[parseSensorSetting]";
-// Messages that explain the RRZO size, most telling first.
-const char* const kRrzoMarkers[] = {
-    "customized rrzo size",
-    "customized sensor size",
-    "rrzo target size",
+// The table named in a table's match message: "match setting(result):[Table],...".
+constexpr char kTableMatchMarker[] = "match setting(result):[";
+// The thermal table's pick, which names no row.
+constexpr char kThermalPickMarker[] = "by thermal";
+// Messages the library writes at error priority although nothing failed: a table's match report
+// (log tools look for it there) and the thermal table's per-row comparison.
+const char* const kErrorPriorityTraces[] = {
+    "match setting(result)",
+    "ThirdCamScenarioIdByThermal temperature:",
+};
+constexpr int32_t kPriorityError = 6;
+// The thermal table's width check also fires for an activity that simply has no thermal rows
+// (its row 0 then has no width): only a group that exists with the wrong width is a fault.
+constexpr char kThermalWidthMarker[] = "ThirdCamScenarioIdByThermal targetName:";
+
+// Camera-mode classes of the system-camera table, from the camera application's mode name; any
+// video session is class 0 whatever its name.
+constexpr int32_t kModeClassVideo = 0;
+constexpr int32_t kModeClassFastMotion = 1;
+constexpr int32_t kModeClassHighResolution = 2;
+constexpr int32_t kModeClassOther = -1;
+
+// The device temperatures a thermal table can sensibly name, in degrees Celsius.
+constexpr int32_t kLowestPlausibleTemperature = -40;
+constexpr int32_t kHighestPlausibleTemperature = 150;
+constexpr size_t kFpsRangeLow = 0;
+constexpr size_t kFpsRangeHigh = 1;
+
+// Messages that explain the RRZO size, most telling first, with the table each reports a row of.
+struct RrzoMarker {
+    const char* text;
+    const char* table;  // "" when the message reports no table row
+};
+const RrzoMarker kRrzoMarkers[] = {
+    {"customized rrzo size", custpolicy::kTableCustomRrzoSize},
+    {"customized sensor size", custpolicy::kTableCustomSensorSize},
+    {"rrzo target size", ""},
 };
 
 NSCam::IEntry metadataEntry(const MetadataEntrySpec& described) {
@@ -212,10 +249,13 @@ std::optional<LogLine> settingExplanation(const std::vector<LogLine>& log, bool&
     return log.back();
 }
 
-std::optional<LogLine> rrzoExplanation(const std::vector<LogLine>& log) {
-    for (const char* marker : kRrzoMarkers) {
+// The message that explains the RRZO size, and the table whose row it reports ("" for none).
+std::optional<LogLine> rrzoExplanation(const std::vector<LogLine>& log, std::string& table) {
+    for (const RrzoMarker& marker : kRrzoMarkers) {
         for (auto it = log.rbegin(); it != log.rend(); ++it) {
-            if (contains(it->text, marker)) return *it;
+            if (!contains(it->text, marker.text)) continue;
+            table = marker.table;
+            return *it;
         }
     }
     return std::nullopt;
@@ -294,9 +334,119 @@ BuiltConfiguration buildConfiguration(const SessionSpec& session) {
     return built;
 }
 
+int32_t cameraModeClass(const std::string& modeName, bool video) {
+    if (video) return kModeClassVideo;
+    if (modeName == "fast_motion_mode") return kModeClassFastMotion;
+    if (modeName == "high_pixel_mode" || modeName == "high_definition_mode")
+        return kModeClassHighResolution;
+    return kModeClassOther;
+}
+
+// The frame rate and the temperature are asked of the library itself (outside any call's log
+// window), so that the facts are exactly the ones it computes.
+MatchFacts matchFacts(const SessionSpec& session, const BuiltConfiguration& configuration,
+                      int32_t sensorIdx) {
+    const PolicyParsedAppImageStreamInfo& info = *configuration.streamInfo;
+    MatchFacts facts;
+    facts.maxStreamSize = info.maxStreamSize;
+    facts.maxYuvSize = info.maxYuvSize;
+    facts.video = info.hasVideoConsumer;
+    facts.aspectRatio = custpolicy::ratioPermille(info.maxStreamSize.h, info.maxStreamSize.w);
+    facts.cameraModeClass = cameraModeClass(session.app.cameraModeName, facts.video);
+    facts.operationMode = session.operationMode;
+    CustSettingPolicyLegacy policy;
+    facts.maxFps = policy.getMaxFps(configuration.appConfig, sensorIdx);
+    facts.temperature = policy.getCurrentTemperature(&configuration.appConfig->sessionParams);
+    return facts;
+}
+
+// The table whose match the explanation reports, or "" when no table decided.
+std::string decidingTable(const SensorRun& run) {
+    if (!run.decided || !run.decidedBy || run.decidedByIsLastMessage) return {};
+    const std::string& text = run.decidedBy->text;
+    if (contains(text, kThermalPickMarker)) return custpolicy::kTableThirdCamByThermal;
+    const size_t start = text.find(kTableMatchMarker);
+    if (start == std::string::npos) return {};
+    const size_t from = start + std::strlen(kTableMatchMarker);
+    const size_t end = text.find(']', from);
+    return end == std::string::npos ? std::string() : text.substr(from, end - from);
+}
+
+// A scan stops at its first match, so the table's last successful read is the row that decided.
+std::optional<MatchedRow> matchedRow(const std::string& table,
+                                     const std::vector<hostconfig::RowRead>& reads,
+                                     const std::string& file) {
+    for (auto it = reads.rbegin(); it != reads.rend(); ++it) {
+        if (it->table != table || it->status != hostconfig::kStatusOk) continue;
+        return MatchedRow{it->table, it->locale, it->key, file, it->line};
+    }
+    return std::nullopt;
+}
+
+// Why the helper could not describe `scenario`; "" when it answers every query.
+std::string unansweredQuery(const SensorSpec& sensor, int32_t scenario) {
+    const auto mode = sensor.modes.find(scenario);
+    const std::string id = std::to_string(scenario);
+    if (mode == sensor.modes.end())
+        return "sensor " + std::to_string(sensor.index) + " has no mode " + id;
+    const ModeSpec& m = mode->second;
+    if (m.fpsFails) return "the sensor-info helper failed the frame-rate query of mode " + id;
+    if (m.sizeFails) return "the sensor-info helper failed the size query of mode " + id;
+    if (m.rawFormatTypeFails)
+        return "the sensor-info helper failed the raw-format-type query of mode " + id;
+    return {};
+}
+
+std::vector<Warning> sessionWarnings(const SessionSpec& session) {
+    std::vector<Warning> warnings;
+    if (const auto& range = session.params.fpsRange;
+        range && (*range)[kFpsRangeLow] > (*range)[kFpsRangeHigh]) {
+        warnings.push_back(
+            {"fps-range-inverted", "fps_range [" + std::to_string((*range)[kFpsRangeLow]) + ", " +
+                                       std::to_string((*range)[kFpsRangeHigh]) +
+                                       "]: the low end is above the high end"});
+    }
+    for (const StreamSpec& stream : session.streams) {
+        if (stream.size.w != 0 && stream.size.h != 0) continue;
+        warnings.push_back({"stream-zero-side", "stream " + std::to_string(stream.id) + " is " +
+                                                    sizeText(stream.size) +
+                                                    ": a stream with a zero side"});
+    }
+    if (const auto& t = session.params.temperature;
+        t && (*t < kLowestPlausibleTemperature || *t > kHighestPlausibleTemperature)) {
+        warnings.push_back(
+            {"temperature-out-of-range", "temperature " + std::to_string(*t) + " °C is outside " +
+                                             std::to_string(kLowestPlausibleTemperature) + ".." +
+                                             std::to_string(kHighestPlausibleTemperature) + " °C"});
+    }
+    return warnings;
+}
+
+// True for a message the library writes at error priority that reports a real fault; false for
+// the decision traces it also writes there.
+bool isLibraryError(const LogLine& line, const std::string& activity) {
+    if (line.priority < kPriorityError) return false;
+    for (const char* trace : kErrorPriorityTraces) {
+        if (contains(line.text, trace)) return false;
+    }
+    if (contains(line.text, kThermalWidthMarker))
+        return GetLocaleKeyCount(custpolicy::kTableThirdCamByThermal, activity.c_str()) > 0;
+    return true;
+}
+
+void collectErrors(const std::vector<LogLine>& log, const std::string& activity,
+                   std::vector<LogLine>& errors) {
+    for (const LogLine& line : log) {
+        if (isLibraryError(line, activity))
+            errors.push_back({line.priority, line.tag, withoutErrorTail(line.text)});
+    }
+}
+
 }  // namespace
 
 Simulator::Simulator(const DeviceProfile& device) : mDevice(&device), mEvaluator(device) {
+    for (const SensorSpec& sensor : mDevice->sensors)
+        mStaticMetadata[sensor.index] = staticMetadataOf(sensor);
     hostplatform::reset();
     applyDevice();
     for (const SensorSpec& sensor : mDevice->sensors) {
@@ -305,7 +455,8 @@ Simulator::Simulator(const DeviceProfile& device) : mDevice(&device), mEvaluator
     }
 }
 
-Simulator::~Simulator() = default;
+// Nothing else reads the row-read record, which would otherwise grow with every later read.
+Simulator::~Simulator() { hostconfig::setRowReadRecording(false); }
 
 void Simulator::applyDevice() {
     hostplatform::State& state = hostplatform::state();
@@ -323,7 +474,7 @@ void Simulator::applyDevice() {
         facts.custSensorSettingInfo = profile.custSensorSettingInfo;
         facts.defaultVhdrInfo = profile.videoHdr;
         facts.deviceMask = profile.deviceMask;
-        facts.staticMetadata = staticMetadataOf(profile);
+        facts.staticMetadata = mStaticMetadata.at(profile.index);
         facts.modes.clear();
         for (const auto& [scenario, mode] : profile.modes) {
             hostplatform::SensorMode hostMode;
@@ -383,10 +534,13 @@ int32_t Simulator::thirdCapAnswer(const SessionSpec& session, int32_t sensorIdx)
 
 void Simulator::selectSetting(const SessionSpec& session, SensorRun& run,
                               const BuiltConfiguration& configuration) {
+    run.facts = matchFacts(session, configuration, run.sensorIdx);
     hostplatform::State& state = hostplatform::state();
     const size_t logMark = state.recorded.androidLog.size();
     const size_t seamlessMark = state.recorded.seamless.size();
     const size_t thirdCapMark = state.recorded.thirdCap.size();
+    const size_t sensorInfoMark = state.recorded.sensorInfo.size();
+    hostconfig::takeRowReads();
     state.thirdCap.answer = thirdCapAnswer(session, run.sensorIdx);
 
     run.seamlessFlagsBefore = session.hal.seamlessFlags;
@@ -425,13 +579,57 @@ void Simulator::selectSetting(const SessionSpec& session, SensorRun& run,
     for (std::string& note : mEvaluator.takeNotes()) run.notes.push_back(std::move(note));
     run.settingLog = takeAndroidLog(logMark);
     run.decidedBy = settingExplanation(run.settingLog, run.decidedByIsLastMessage);
+    for (size_t i = sensorInfoMark; i < state.recorded.sensorInfo.size(); ++i) {
+        const auto& call = state.recorded.sensorInfo[i];
+        if (call.sensorIdx == run.sensorIdx) run.namedScenario = call.scenarioId;
+    }
+    explainSetting(run, hostconfig::takeRowReads());
+}
+
+void Simulator::explainSetting(SensorRun& run,
+                               const std::vector<hostconfig::RowRead>& reads) const {
+    const std::string table = decidingTable(run);
+    if (!table.empty()) {
+        run.match = matchedRow(table, reads, configName());
+    }
     // A policy reports a decision once it has named a scenario, even when the sensor-info helper
     // then failed and the record was left as it was.
-    for (const LogLine& line : run.settingLog) {
-        if (run.decided && line.priority == kPriorityWarning && contains(line.text, kParseMarker)) {
-            run.notes.push_back("sensor-info helper: " + withoutErrorTail(line.text) +
-                                "; SensorSetting was left as it was");
-        }
+    if (run.decided && run.namedScenario) {
+        run.notFilledReason =
+            unansweredQuery(*mDevice->findSensor(run.sensorIdx), *run.namedScenario);
+        run.filled = run.notFilledReason.empty();
+    }
+}
+
+// The error lines of both calls, and the warnings about the decision and the RRZO size.
+void Simulator::reviewSensor(const SessionSpec& session, SensorRun& run) const {
+    collectErrors(run.settingLog, session.app.activity, run.errors);
+    collectErrors(run.rrzoLog, session.app.activity, run.errors);
+    if (run.decided && !run.filled && run.namedScenario) {
+        const SensorSpec& sensor = *mDevice->findSensor(run.sensorIdx);
+        const bool noMode = sensor.modes.count(*run.namedScenario) == 0;
+        run.warnings.push_back({noMode ? "scenario-not-a-mode" : "sensor-query-failed",
+                                run.notFilledReason + ": SensorSetting left as it was"});
+    }
+    const auto& range = session.params.fpsRange;
+    if (run.filled && range &&
+        (*range)[kFpsRangeHigh] > static_cast<int64_t>(run.setting.sensorFps)) {
+        run.warnings.push_back(
+            {"fps-below-request", "scenario " + std::to_string(run.setting.sensorMode) +
+                                      " runs at " + std::to_string(run.setting.sensorFps) +
+                                      " fps, below the " + std::to_string((*range)[kFpsRangeHigh]) +
+                                      " fps the session asks for"});
+    }
+    const MSize rrzo = run.rrzoSize;
+    const MSize sensor = run.rrzoSensorSize;
+    // A size table replaces the RRZO as its row stands, so a side can even be negative.
+    if (rrzo.w <= 0 || rrzo.h <= 0) {
+        run.warnings.push_back(
+            {"rrzo-zero-side", "RRZO " + sizeText(rrzo) + " has a side of zero or less"});
+    } else if (sensor.w > 0 && sensor.h > 0 && (rrzo.w > sensor.w || rrzo.h > sensor.h)) {
+        run.warnings.push_back(
+            {"rrzo-exceeds-sensor",
+             "RRZO " + sizeText(rrzo) + " exceeds the sensor output " + sizeText(sensor)});
     }
 }
 
@@ -449,6 +647,7 @@ void Simulator::selectRrzo(const SessionSpec& session, SensorRun& run,
     inParams.pParsedAppConfiguration = configuration.appConfig;
     inParams.pParsedAppImageStreamInfo = configuration.streamInfo;
 
+    hostconfig::takeRowReads();
     CustRrzoAlgoAdaptor& adaptor = *mRrzoAdaptors.at(run.sensorIdx);
     MSize targetSize = session.hal.rrzoTarget.value_or(
         defaultRrzoRequest(configuration.streamInfo->maxStreamSize, run.rrzoSensorSize));
@@ -461,15 +660,20 @@ void Simulator::selectRrzo(const SessionSpec& session, SensorRun& run,
     run.rrzoSize = outSize;
     run.rrzoNotes = mEvaluator.takeNotes();
     run.rrzoLog = takeAndroidLog(logMark);
-    run.rrzoDecidedBy = rrzoExplanation(run.rrzoLog);
+    std::string table;
+    run.rrzoDecidedBy = rrzoExplanation(run.rrzoLog, table);
+    if (!table.empty()) run.rrzoMatch = matchedRow(table, hostconfig::takeRowReads(), configName());
 }
 
 SessionRun Simulator::run(const SessionSpec& session) {
     // Every session starts from the device's answers alone: a configuration does not inherit the
     // previous one's facts, records or feature-chip state. The adaptors, like the HAL's, stay.
     hostplatform::reset();
+    if (!mUnifiedLog) ULogger::sMode &= ~kUnifiedLogModes;
     applyDevice();
     applySession(session);
+    // The reports name the row that decided; the row-read record is cheap enough to keep on.
+    hostconfig::setRowReadRecording(true);
     mEvaluator.resetRrzoState();
     const BuiltConfiguration configuration = buildConfiguration(session);
 
@@ -514,8 +718,12 @@ SessionRun Simulator::run(const SessionSpec& session) {
         run.rrzoSensorSize = effective.sensorSize;
         (*mSettingsForRrzo)[static_cast<unsigned int>(run.sensorIdx)] = effective;
     }
-    for (SensorRun& run : result.sensors) selectRrzo(session, run, configuration);
+    for (SensorRun& run : result.sensors) {
+        selectRrzo(session, run, configuration);
+        reviewSensor(session, run);
+    }
     mSettingsForRrzo.reset();
+    result.warnings = sessionWarnings(session);
     return result;
 }
 

@@ -422,14 +422,15 @@ int32_t LintResult::errorCount() const {
         [](const LintFinding& f) { return f.severity == LintFinding::Severity::Error; }));
 }
 
-LintResult lintConfigText(const std::string& text, const std::string& sourceName) {
+LintResult lintConfigText(const std::string& text, const std::string& sourceName,
+                          const DeviceProfile* /*device*/) {
     auto config = std::make_unique<Config>();
     config->text = text;
     config->source = sourceName;
     return lintConfig(std::move(config));
 }
 
-LintResult lintConfigFile(const std::string& path) {
+LintResult lintConfigFile(const std::string& path, const DeviceProfile* /*device*/) {
     std::ifstream in(path, std::ios::binary);
     if (!in) {
         LintResult result;

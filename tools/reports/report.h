@@ -3,9 +3,11 @@
 #include <cstdint>
 #include <optional>
 #include <ostream>
+#include <string>
 #include <vector>
 
 #include "device_profile.h"
+#include "lint.h"
 #include "runner.h"
 
 // The simulator's two output forms: a text report for people and a JSON document for scripts.
@@ -16,10 +18,19 @@ namespace custsim {
 struct ReportOptions {
     // ULogger detail level whose messages the report shows in full; unset: no log.
     std::optional<int32_t> logDetailLevel;
+    // The lint findings of the device's configuration file, cited as `configName`.
+    std::string configName;
+    std::vector<LintFinding> configFindings;
 };
+
+// "FILE:LINE" of a matched row.
+std::string rowLocation(const MatchedRow& row);
 
 void writeTextReport(std::ostream& out, const DeviceProfile& device,
                      const std::vector<SessionRun>& runs, const ReportOptions& options);
+// A JSON string literal: quoted, with the characters JSON reserves escaped.
+std::string jsonString(const std::string& text);
+
 void writeJsonReport(std::ostream& out, const DeviceProfile& device,
                      const std::vector<SessionRun>& runs, const ReportOptions& options);
 

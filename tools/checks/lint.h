@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "device_profile.h"
+
 // Checks a "CameraHWConfiguration.config" against what the policies' table readers need: row
 // widths, row keys, scenario ranges, seamless codes, table names and rows that can never match.
 namespace custsim {
@@ -23,8 +25,11 @@ struct LintResult {
     int32_t errorCount() const;
 };
 
-LintResult lintConfigFile(const std::string& path);
-LintResult lintConfigText(const std::string& text, const std::string& sourceName);
+// With a device, also checks the tables against it: scenarios its sensors have no mode for,
+// sensor indices it does not have.
+LintResult lintConfigFile(const std::string& path, const DeviceProfile* device = nullptr);
+LintResult lintConfigText(const std::string& text, const std::string& sourceName,
+                          const DeviceProfile* device = nullptr);
 
 // "file:line: error: [Table] Locale[key]: message".
 std::string formatFinding(const std::string& file, const LintFinding& finding);

@@ -5,11 +5,13 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "custpolicy/cust_rrzo_policy.h"
 #include "custpolicy/cust_setting_policy.h"
 #include "device_profile.h"
+#include "host_config_store.h"
 #include "reference_evaluator.h"
 #include "session_file.h"
 
@@ -36,6 +38,34 @@ bool shownAtDetailLevel(int32_t priority, int32_t detailLevel);
 
 using mcam::core::device::policy::SensorSetting;
 
+// The configuration-table row that decided, as the store defined it.
+struct MatchedRow {
+    std::string table;   // "SystemCamSensorSettingMap"
+    std::string locale;  // "Mode", "AllCamApp", ...
+    std::string key;     // the row index, "0", "1", ...
+    std::string file;    // the configuration file
+    int32_t line = 0;    // where the row is defined
+};
+
+// Something in a session or a decision that a tuning engineer should look at; `code` is stable
+// (docs/simulator.md lists every code) so that scripts can gate on it.
+struct Warning {
+    std::string code;
+    std::string message;
+};
+
+// The values the legacy tables are matched against, as the library derives them for this call.
+struct MatchFacts {
+    MSize maxStreamSize;
+    MSize maxYuvSize;
+    bool video = false;
+    int32_t aspectRatio = 0;      // height * 1000 / width of maxStreamSize, in signed 32 bits
+    int32_t maxFps = 0;           // the frame rate the policy takes as the highest requested
+    int32_t cameraModeClass = 0;  // 0 video, 1 fast motion, 2 high resolution, -1 other
+    int32_t temperature = 0;      // -1 when the session carries none
+    uint32_t operationMode = 0;
+};
+
 struct SensorRun {
     int32_t sensorIdx = 0;
     std::string sensorName;
@@ -51,6 +81,14 @@ struct SensorRun {
     std::optional<uint32_t> seamlessScenario;  // last one recorded for this sensor
     std::optional<LogLine> decidedBy;          // the message that explains the decision
     bool decidedByIsLastMessage = false;       // no decision: decidedBy is merely the last message
+    std::optional<MatchedRow> match;           // the table row that named the scenario
+    // The scenario the policy asked the sensor-info helper about, and whether the helper answered
+    // every query: a policy reports a decision once it has named a scenario, even when the record
+    // was then left as it was.
+    std::optional<int32_t> namedScenario;
+    bool filled = false;
+    std::string notFilledReason;  // why not, for a decision that left the record as it was
+    MatchFacts facts;
 
     // What the RRZO calls were given and answered.
     bool halFallback = false;  // no decision: the HAL's fallback scenario stood in
@@ -59,6 +97,7 @@ struct SensorRun {
     MSize rrzoSensorSize;
     MSize rrzoSize;
     std::optional<LogLine> rrzoDecidedBy;
+    std::optional<MatchedRow> rrzoMatch;  // the custom size-table row behind the RRZO size
 
     // Explanations of the simulated services (feature chip, capability manager), in call order.
     std::vector<std::string> notes;
@@ -66,11 +105,16 @@ struct SensorRun {
     // Every Android log record of the setting call and of the two RRZO calls.
     std::vector<LogLine> settingLog;
     std::vector<LogLine> rrzoLog;
+    // The messages of both logs that report a real error (error tails left out), and the warnings
+    // about this sensor's decision.
+    std::vector<LogLine> errors;
+    std::vector<Warning> warnings;
 };
 
 struct SessionRun {
     const SessionSpec* session = nullptr;
     std::vector<SensorRun> sensors;
+    std::vector<Warning> warnings;  // about the session's own inputs
 };
 
 // The platform records built from one session.
@@ -83,6 +127,16 @@ public:
     ~Simulator();
 
     SessionRun run(const SessionSpec& session);
+    // The name under which reports cite the configuration file (default: its path).
+    void setConfigName(std::string name) { mConfigName = std::move(name); }
+    const std::string& configName() const {
+        return mConfigName.empty() ? mDevice->configFile : mConfigName;
+    }
+
+    // Whether the library's messages also go to the platform's unified logger, as on the device
+    // (the default). Nothing the simulator reports reads that copy; a sweep turns it off so that
+    // each message is formatted once instead of twice.
+    void setUnifiedLog(bool enabled) { mUnifiedLog = enabled; }
 
 private:
     void applyDevice();
@@ -92,6 +146,8 @@ private:
                        const BuiltConfiguration& configuration);
     void selectRrzo(const SessionSpec& session, SensorRun& run,
                     const BuiltConfiguration& configuration);
+    void explainSetting(SensorRun& run, const std::vector<hostconfig::RowRead>& reads) const;
+    void reviewSensor(const SessionSpec& session, SensorRun& run) const;
 
     const DeviceProfile* mDevice;
     ReferenceEvaluator mEvaluator;
@@ -99,6 +155,10 @@ private:
     std::map<int32_t, std::unique_ptr<CustRrzoAlgoAdaptor>> mRrzoAdaptors;
     // The settings of every sensor of the session being run, as the RRZO policy receives them.
     std::shared_ptr<CustSensorSettingMap> mSettingsForRrzo;
+    std::string mConfigName;
+    // Each sensor's static metadata, built once from the profile and handed to every session.
+    std::map<int32_t, NSCam::IMetadata> mStaticMetadata;
+    bool mUnifiedLog = true;
 };
 
 }  // namespace custsim

@@ -191,6 +191,11 @@ SessionSpec loadSession(const std::string& path, const DeviceProfile& device,
     auto document = parseTomlFile(path, diagnostics);
     if (!document) return session;
     TomlTable root(*document, path, "", diagnostics);
+    readSession(root, device, session);
+    return session;
+}
+
+void readSession(TomlTable& root, const DeviceProfile& device, SessionSpec& session) {
     session.description = root.string("description", Need::Required).value_or("");
     if (auto sensors = root.integerArray("sensors", Need::Optional, 0, kMaxSensorIndex)) {
         if (sensors->empty())
@@ -231,7 +236,6 @@ SessionSpec loadSession(const std::string& path, const DeviceProfile& device,
         session.streams.push_back(stream);
     }
     root.finish();
-    return session;
 }
 
 }  // namespace custsim

@@ -99,6 +99,10 @@ struct SessionSpec {
 SessionSpec loadSession(const std::string& path, const DeviceProfile& device,
                         Diagnostics& diagnostics);
 
+// Reads a session's keys from a table (a session file's root, or a table inside another file);
+// every key of the table must be a session key.
+void readSession(TomlTable& root, const DeviceProfile& device, SessionSpec& session);
+
 // Stream classes the derived stream information uses.
 bool isRawFormat(int32_t format);
 bool isYuvFormat(int32_t format);

@@ -76,8 +76,16 @@ public:
     // An array of tables ([[key]]); empty when absent.
     std::vector<TomlTable> tables(std::string_view key, Need need);
 
+    // The raw node of a key, marked as read, for values that may take more than one shape; null
+    // when absent.
+    const toml::node* node(std::string_view key) { return find(key, Need::Optional); }
+
     // Records a problem at the position of `key` (or of the table when the key is absent).
     void error(std::string_view key, std::string message);
+    // Records a problem at a node inside this table's values, such as an array item.
+    void errorAtNode(const toml::node& node, std::string keyPath, std::string message) {
+        errorAt(node.source(), std::move(keyPath), std::move(message));
+    }
     // Refuses every key that was not read. Call once, after the last read.
     void finish();
 

@@ -1,0 +1,73 @@
+// The cost of one point of a sweep: the base session with the point's values, the HAL's calls for
+// every sensor of the session over the host platform (platform reset, session facts, the setting
+// and RRZO calls, the log captured and explained), and the outcome kept for the reports; once
+// without and once with writing its CSV row. Run on the bundled system-camera sweep, which the
+// legacy policy decides through its tables or the feature chip, point after point.
+
+#include <benchmark/benchmark.h>
+
+#include <ostream>
+#include <streambuf>
+
+#include "device_profile.h"
+#include "host_config_store.h"
+#include "runner.h"
+#include "sweep_file.h"
+#include "sweep_report.h"
+#include "sweep_runner.h"
+
+namespace {
+
+constexpr char kDevice[] = CUSTPOLICY_EXAMPLES_DIR "/device/device.toml";
+constexpr char kSweep[] = CUSTPOLICY_EXAMPLES_DIR "/sweeps/system-camera-sizes.toml";
+
+// Swallows what the CSV writer writes.
+class NullBuffer : public std::streambuf {
+protected:
+    int overflow(int c) override { return c; }
+    std::streamsize xsputn(const char*, std::streamsize n) override { return n; }
+};
+
+struct SweepFixture {
+    custsim::Diagnostics diagnostics;
+    custsim::DeviceProfile device;
+    custsim::SweepSpec sweep;
+
+    bool load() {
+        device = custsim::loadDeviceProfile(kDevice, diagnostics);
+        if (!diagnostics.empty()) return false;
+        if (!hostconfig::loadFile(device.configFile).ok) return false;
+        sweep = custsim::loadSweep(kSweep, device, custsim::kDefaultMaxPoints, diagnostics);
+        return diagnostics.empty();
+    }
+};
+
+void timeSweepPoints(benchmark::State& state, bool withCsv) {
+    SweepFixture fixture;
+    hostconfig::setRecording(false);
+    if (!fixture.load()) {
+        state.SkipWithError("cannot load the bundled device and sweep");
+        return;
+    }
+    custsim::Simulator simulator(fixture.device);
+    simulator.setUnifiedLog(false);
+    NullBuffer discard;
+    std::ostream out(&discard);
+    auto csv = custsim::makeCsvWriter(out, fixture.device, fixture.sweep);
+    uint64_t index = 0;
+    for (auto _ : state) {
+        const custsim::SweepPoint point = custsim::runSweepPoint(simulator, fixture.sweep, index);
+        if (withCsv) csv->point(point);
+        benchmark::DoNotOptimize(point.sensors.data());
+        index = (index + 1) % fixture.sweep.points;
+    }
+    hostconfig::clear();
+}
+
+void BM_SweepPoint(benchmark::State& state) { timeSweepPoints(state, false); }
+BENCHMARK(BM_SweepPoint);
+
+void BM_SweepPointCsv(benchmark::State& state) { timeSweepPoints(state, true); }
+BENCHMARK(BM_SweepPointCsv);
+
+}  // namespace

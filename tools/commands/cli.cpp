@@ -1,0 +1,69 @@
+#include "cli.h"
+
+#include "commands.h"
+
+namespace custsim {
+
+namespace {
+
+const char kMainHelp[] =
+    "usage: custpolicy [COMMAND] [OPTIONS] [FILES]\n"
+    "\n"
+    "Shows which sensor mode and RRZO size the camera policy library chooses for each\n"
+    "application and stream configuration of a device, and why, without a device.\n"
+    "\n"
+    "commands:\n"
+    "  simulate DEVICE SESSION...  run the sessions on the device profile\n"
+    "  demo                        run the bundled example device over the bundled sessions\n"
+    "                              (also what custpolicy does without arguments)\n"
+    "  lint CONFIG...              check CameraHWConfiguration.config files\n"
+    "  sweep DEVICE SWEEP          run a session over ranges of sizes, fps, temperatures, apps,\n"
+    "                              ...; CSV, JSON or a map page of the modes chosen\n"
+    "  help [COMMAND]              show this help, or a command's\n"
+    "\n"
+    "Run 'custpolicy COMMAND --help' for a command's options. Exit codes: 0 decided (or no\n"
+    "lint error), 1 lint errors or a wrong command line, 2 an unreadable or invalid input,\n"
+    "3 with --strict, a configuration error or a warning.\n"
+    "See docs/simulator.md for the profile and session keys and the JSON layout.\n";
+
+struct Command {
+    const char* name;
+    const char* help;
+    int (*run)(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
+};
+
+const Command kCommands[] = {
+    {"simulate", kSimulateHelp, simulateCommand},
+    {"demo", kDemoHelp, demoCommand},
+    {"lint", kLintHelp, lintCommand},
+    {"sweep", kSweepHelp, sweepCommand},
+};
+
+const Command* findCommand(const std::string& name) {
+    for (const Command& command : kCommands) {
+        if (name == command.name) return &command;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+int runCli(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+    if (args.empty()) return demoCommand(args, out, err);
+    const std::string& word = args[0];
+    if (word == "-h" || word == "--help" || word == "help") {
+        const Command* topic = args.size() > 1 ? findCommand(args[1]) : nullptr;
+        out << (topic != nullptr ? topic->help : kMainHelp);
+        return kExitOk;
+    }
+    // Options alone (custpolicy --json) run the demo with them.
+    if (!word.empty() && word[0] == '-') return demoCommand(args, out, err);
+    const Command* command = findCommand(word);
+    if (command == nullptr) {
+        err << "custpolicy: unknown command '" << word << "'\n" << kMainHelp;
+        return kExitFindings;
+    }
+    return command->run(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
+}
+
+}  // namespace custsim

@@ -1,0 +1,332 @@
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <fstream>
+#include <iostream>
+
+#include "cli.h"
+#include "commands.h"
+#include "device_profile.h"
+#include "host_config_store.h"
+#include "sweep_file.h"
+#include "sweep_report.h"
+#include "sweep_runner.h"
+
+// sweep: run the product of a sweep's axes and report every point, as CSV, JSON, a summary and a
+// map page.
+namespace custsim {
+
+const char kSweepHelp[] =
+    "usage: custpolicy sweep [--csv | --json] [--html FILE] [--x AXIS] [--y AXIS]\n"
+    "                        [--jobs N] [--max-points N] DEVICE SWEEP\n"
+    "\n"
+    "Runs a base session over every combination of the values of the sweep's axes (stream\n"
+    "size, requested fps range, temperature, application, operation mode, HDR mode, sensor),\n"
+    "with the same calls as simulate, and reports per point and sensor the mode chosen.\n"
+    "Without --csv or --json it prints the points per mode of each sensor, and where along\n"
+    "the map's x axis the mode changes.\n"
+    "\n"
+    "options:\n"
+    "  --csv             print one CSV row per point and sensor\n"
+    "  --json            print one JSON document with a result per point and sensor\n"
+    "  --html FILE       write a self-contained page with a map per sensor: one cell per point,\n"
+    "                    coloured by the scenario chosen, with a legend and a summary\n"
+    "  --x AXIS, --y AXIS\n"
+    "                    the axes the map draws across and down (default: the sweep's [map],\n"
+    "                    else its two fastest-varying axes); the other axes get a selector\n"
+    "  --jobs N          worker processes (default: the number of cores); the output is the\n"
+    "                    same for every N\n"
+    "  --max-points N    the cap on the number of points (default 1000000)\n"
+    "  -h, --help        show this help\n"
+    "\n"
+    "Nothing runs unless every input is valid and the points are within the cap (exit code 2).\n"
+    "A progress line is shown on a terminal for runs longer than a second. docs/sweep.md\n"
+    "documents the sweep file, the columns and the page.\n";
+
+namespace {
+
+// The most workers and points a command line may ask for: beyond them a machine runs out of
+// processes or of memory for the map before it runs out of patience.
+constexpr unsigned kMaxJobs = 256;
+constexpr uint64_t kMaxPointsCeiling = 100000000;
+// The progress line appears once a run has taken this long, and is redrawn at most this often.
+constexpr auto kProgressDelay = std::chrono::seconds(1);
+constexpr auto kProgressInterval = std::chrono::milliseconds(100);
+
+struct SweepOptions {
+    bool csv = false;
+    bool json = false;
+    bool help = false;
+    std::string html;
+    std::string x;
+    std::string y;
+    unsigned jobs = 0;  // 0: one per core
+    uint64_t maxPoints = kDefaultMaxPoints;
+    std::vector<std::string> files;
+};
+
+bool parseCount(const std::string& text, uint64_t max, uint64_t& value) {
+    if (text.empty() || text.size() > 12 ||
+        text.find_first_not_of("0123456789") != std::string::npos)
+        return false;
+    value = std::stoull(text);
+    return value >= 1 && value <= max;
+}
+
+// Splits "--name=value" and "--name value"; false when the option is not `name`.
+bool optionValue(const std::vector<std::string>& args, size_t& i, const std::string& name,
+                 std::string& value) {
+    const std::string& arg = args[i];
+    if (arg.rfind(name + "=", 0) == 0) {
+        value = arg.substr(name.size() + 1);
+        return true;
+    }
+    if (arg != name) return false;
+    value = i + 1 < args.size() ? args[++i] : "";
+    return true;
+}
+
+// The options that take a value. `matched` tells whether args[i] was one of them.
+bool parseValueOption(const std::vector<std::string>& args, size_t& i, SweepOptions& options,
+                      std::ostream& err, bool& matched) {
+    static const char* const kNames[] = {"--html", "--x", "--y", "--jobs", "--max-points"};
+    std::string name;
+    std::string value;
+    matched = false;
+    for (const char* candidate : kNames) {
+        if (!optionValue(args, i, candidate, value)) continue;
+        name = candidate;
+        matched = true;
+        break;
+    }
+    if (!matched) return true;
+    if (value.empty()) {
+        err << "custpolicy: " << name << " needs a value\n";
+        return false;
+    }
+    uint64_t number = 0;
+    if (name == "--html") {
+        options.html = value;
+    } else if (name == "--x") {
+        options.x = value;
+    } else if (name == "--y") {
+        options.y = value;
+    } else if (name == "--jobs") {
+        if (!parseCount(value, kMaxJobs, number)) {
+            err << "custpolicy: --jobs needs a number of workers, 1 to " << kMaxJobs << ", got '"
+                << value << "'\n";
+            return false;
+        }
+        options.jobs = static_cast<unsigned>(number);
+    } else if (!parseCount(value, kMaxPointsCeiling, options.maxPoints)) {
+        err << "custpolicy: --max-points needs a number, 1 to " << kMaxPointsCeiling << ", got '"
+            << value << "'\n";
+        return false;
+    }
+    return true;
+}
+
+bool parseSweepOptions(const std::vector<std::string>& args, SweepOptions& options,
+                       std::ostream& err) {
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string& arg = args[i];
+        if (arg.empty() || arg[0] != '-' || arg == "-") {
+            options.files.push_back(arg);
+            continue;
+        }
+        bool matched = false;
+        if (!parseValueOption(args, i, options, err, matched)) return false;
+        if (matched) continue;
+        if (arg == "--csv") {
+            options.csv = true;
+        } else if (arg == "--json") {
+            options.json = true;
+        } else if (arg == "-h" || arg == "--help") {
+            options.help = true;
+        } else {
+            err << "custpolicy: unknown option '" << arg << "' (see 'custpolicy sweep --help')\n";
+            return false;
+        }
+    }
+    if (options.csv && options.json) {
+        err << "custpolicy: --csv and --json both print to standard output; choose one\n";
+        return false;
+    }
+    return true;
+}
+
+// Loads the device profile and puts its configuration file into the host configuration store, as
+// the HAL's device would have it. Problems go to `diagnostics`.
+DeviceProfile loadDeviceForRun(const std::string& path, Diagnostics& diagnostics) {
+    DeviceProfile device = loadDeviceProfile(path, diagnostics);
+    hostconfig::setRecording(false);
+    if (!diagnostics.empty() || device.configFile.empty()) {
+        hostconfig::clear();
+        return device;
+    }
+    const hostconfig::LoadResult load = hostconfig::loadFile(device.configFile);
+    if (!load.ok) {
+        diagnostics.push_back({load.source, static_cast<uint32_t>(load.line),
+                               static_cast<uint32_t>(load.column), "", load.message});
+    }
+    return device;
+}
+
+// The map's axes: the command line's, else the sweep file's, else the two fastest-varying axes
+// other than the sensor. False after reporting an axis the sweep does not have.
+bool chooseMapAxes(const SweepOptions& options, const SweepSpec& sweep, MapAxes& axes,
+                   std::ostream& err) {
+    const std::string x = !options.x.empty() ? options.x : sweep.mapX;
+    const std::string y = !options.y.empty() ? options.y : sweep.mapY;
+    std::vector<int32_t> free;
+    for (size_t i = sweep.axes.size(); i-- > 0;) {
+        const auto index = static_cast<int32_t>(i);
+        if (sweep.axes[i].kind != AxisKind::Sensor && sweep.axes[i].name != x &&
+            sweep.axes[i].name != y)
+            free.push_back(index);
+    }
+    auto pick = [&](const std::string& name, const char* option, int32_t& axis) {
+        if (name.empty()) {
+            if (!free.empty()) {
+                axis = free.front();
+                free.erase(free.begin());
+            }
+            return true;
+        }
+        axis = sweep.axisIndex(name);
+        if (axis >= 0 && name != "sensor") return true;
+        err << "custpolicy: " << option << " '" << name << "' is not a map axis of " << sweep.file
+            << " (its axes:";
+        for (const SweepAxis& a : sweep.axes) {
+            if (a.kind != AxisKind::Sensor) err << ' ' << a.name;
+        }
+        err << "; the sensor gets a map of its own)\n";
+        return false;
+    };
+    if (!pick(x, "--x", axes.x) || !pick(y, "--y", axes.y)) return false;
+    if (axes.x >= 0 && axes.x == axes.y) {
+        err << "custpolicy: the map needs two different axes, got " << x << " twice\n";
+        return false;
+    }
+    return true;
+}
+
+unsigned defaultJobs() {
+    const long cores = sysconf(_SC_NPROCESSORS_ONLN);
+    return cores < 1 ? 1 : static_cast<unsigned>(std::min<long>(cores, kMaxJobs));
+}
+
+// "sweep: 1200/100000 points (1%)" on standard error, redrawn in place, once a run takes a while.
+class Progress {
+public:
+    Progress(bool enabled, uint64_t total)
+        : mEnabled(enabled), mTotal(total), mStart(std::chrono::steady_clock::now()) {}
+    ~Progress() {
+        if (mShown) std::cerr << "\r\033[K" << std::flush;
+    }
+    void update(uint64_t done) {
+        if (!mEnabled) return;
+        const auto now = std::chrono::steady_clock::now();
+        if (now - mStart < kProgressDelay || now - mLast < kProgressInterval) return;
+        mLast = now;
+        mShown = true;
+        std::cerr << "\rsweep: " << done << "/" << mTotal << " points (" << done * 100 / mTotal
+                  << "%)" << std::flush;
+    }
+
+private:
+    bool mEnabled;
+    uint64_t mTotal;
+    std::chrono::steady_clock::time_point mStart;
+    std::chrono::steady_clock::time_point mLast;
+    bool mShown = false;
+};
+
+int runAndReport(const SweepOptions& options, const DeviceProfile& device, const SweepSpec& sweep,
+                 MapAxes axes, std::ostream& out, std::ostream& err) {
+    const std::string partial = options.html + ".partial";
+    std::ofstream page;
+    if (!options.html.empty()) {
+        page.open(partial, std::ios::binary | std::ios::trunc);
+        if (!page) {
+            err << "custpolicy: cannot write " << options.html << ": " << std::strerror(errno)
+                << "\n";
+            return kExitInputError;
+        }
+    }
+    std::vector<std::unique_ptr<SweepWriter>> writers;
+    if (options.csv) writers.push_back(makeCsvWriter(out, device, sweep));
+    if (options.json) writers.push_back(makeJsonWriter(out, device, sweep));
+    if (!options.csv && !options.json)
+        writers.push_back(makeSummaryWriter(out, device, sweep, axes.x));
+    if (page.is_open()) writers.push_back(makeHtmlWriter(page, device, sweep, axes));
+
+    Progress progress(&err == &std::cerr && isatty(STDERR_FILENO) == 1, sweep.points);
+    uint64_t done = 0;
+    std::string error;
+    const bool ok = runSweep(
+        device, sweep, options.jobs != 0 ? options.jobs : defaultJobs(),
+        [&](const SweepPoint& point) {
+            for (auto& writer : writers) writer->point(point);
+            progress.update(++done);
+        },
+        error);
+    if (!ok) {
+        if (page.is_open()) std::remove(partial.c_str());
+        err << "custpolicy: " << error << "; the output is incomplete\n";
+        return kExitInputError;
+    }
+    for (auto& writer : writers) writer->finish();
+    if (page.is_open()) {
+        page.close();
+        if (!page || std::rename(partial.c_str(), options.html.c_str()) != 0) {
+            std::remove(partial.c_str());
+            err << "custpolicy: cannot write " << options.html << "\n";
+            return kExitInputError;
+        }
+    }
+    return kExitOk;
+}
+
+int sweep(const SweepOptions& options, std::ostream& out, std::ostream& err) {
+    Diagnostics diagnostics;
+    const DeviceProfile device = loadDeviceForRun(options.files[0], diagnostics);
+    SweepSpec spec;
+    if (diagnostics.empty())
+        spec = loadSweep(options.files[1], device, options.maxPoints, diagnostics);
+    if (!diagnostics.empty()) {
+        printDiagnostics(diagnostics, err);
+        return kExitInputError;
+    }
+    MapAxes axes;
+    if (!chooseMapAxes(options, spec, axes, err)) return kExitFindings;
+    return runAndReport(options, device, spec, axes, out, err);
+}
+
+}  // namespace
+
+int sweepCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+    SweepOptions options;
+    if (!parseSweepOptions(args, options, err)) return kExitFindings;
+    if (options.help) {
+        out << kSweepHelp;
+        return kExitOk;
+    }
+    if (options.files.size() != 2) {
+        err << "custpolicy: sweep needs a device profile and a sweep file\n" << kSweepHelp;
+        return kExitFindings;
+    }
+    try {
+        return sweep(options, out, err);
+    } catch (const std::exception& e) {
+        err << "custpolicy: sweep stopped: " << e.what() << "\n";
+        return kExitInputError;
+    }
+}
+
+}  // namespace custsim

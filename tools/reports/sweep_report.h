@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "device_profile.h"
+#include "sweep_file.h"
+#include "sweep_runner.h"
+
+// The outputs of a sweep. CSV and JSON are written point by point as the points arrive, so their
+// memory does not grow with the number of points; the map page and the summary count as they go
+// and are written at the end.
+namespace custsim {
+
+// Receives the points of a sweep in order.
+class SweepWriter {
+public:
+    virtual ~SweepWriter() = default;
+    virtual void point(const SweepPoint& point) = 0;
+    // Called once after the last point.
+    virtual void finish() = 0;
+};
+
+// One row per point and sensor (docs/sweep.md lists the columns).
+std::unique_ptr<SweepWriter> makeCsvWriter(std::ostream& out, const DeviceProfile& device,
+                                           const SweepSpec& sweep);
+// One JSON document (docs/sweep.md documents it).
+std::unique_ptr<SweepWriter> makeJsonWriter(std::ostream& out, const DeviceProfile& device,
+                                            const SweepSpec& sweep);
+
+// The axes the map draws across (x) and down (y); y is -1 for a sweep of one axis.
+struct MapAxes {
+    int32_t x = -1;
+    int32_t y = -1;
+};
+
+// The self-contained HTML page of maps, one per sensor.
+std::unique_ptr<SweepWriter> makeHtmlWriter(std::ostream& out, const DeviceProfile& device,
+                                            const SweepSpec& sweep, MapAxes axes);
+
+// Points per decided mode, per sensor, printed as a table when the sweep ends, followed by the
+// points where the mode changes from one value of axis `alongAxis` to the next (none when -1).
+std::unique_ptr<SweepWriter> makeSummaryWriter(std::ostream& out, const DeviceProfile& device,
+                                               const SweepSpec& sweep, int32_t alongAxis);
+
+// "55.6%": count / total in tenths of a percent, in integers so that every toolchain prints the
+// same.
+std::string shareOf(uint64_t count, uint64_t total);
+
+// Counts points per decided scenario (-1: no decision) for each sensor.
+class ModeCounts {
+public:
+    void add(const SweepOutcome& outcome);
+    // sensor index -> scenario -> points.
+    const std::map<int32_t, std::map<int32_t, uint64_t>>& bySensor() const { return mCounts; }
+    // How a mode is named in legends and tables: "scenario 2: 3840x2160, 30 fps".
+    std::string modeName(const DeviceProfile& device, int32_t sensor, int32_t scenario) const;
+
+private:
+    std::map<int32_t, std::map<int32_t, uint64_t>> mCounts;
+    // Size and rate of scenarios the profile does not list, as the decisions gave them.
+    std::map<std::pair<int32_t, int32_t>, std::pair<MSize, uint32_t>> mSeen;
+};
+
+}  // namespace custsim

@@ -1,0 +1,193 @@
+#include <cstdio>
+#include <initializer_list>
+
+#include "report.h"
+#include "sweep_report.h"
+
+// The sweep's rows as CSV and as JSON, written as the points arrive.
+namespace custsim {
+
+namespace {
+
+// Version of the sweep JSON document's layout; raised when a field changes meaning or goes away.
+constexpr int kSweepJsonSchemaVersion = 1;
+
+std::string hex(uint32_t value) {
+    char text[16];
+    std::snprintf(text, sizeof(text), "0x%x", value);
+    return text;
+}
+
+// A CSV field: quoted when it holds a separator, a quote or a line break (RFC 4180).
+std::string csvField(const std::string& text) {
+    if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+    std::string out = "\"";
+    for (const char c : text) {
+        out += c;
+        if (c == '"') out += '"';
+    }
+    return out + "\"";
+}
+
+std::string joined(const std::vector<std::string>& items, const char* separator) {
+    std::string out;
+    for (const std::string& item : items) out += (out.empty() ? "" : separator) + item;
+    return out;
+}
+
+void appendFields(std::string& row, std::initializer_list<std::string> fields) {
+    for (const std::string& field : fields) {
+        row += ',';
+        row += field;
+    }
+}
+
+std::string sensorName(const DeviceProfile& device, int32_t index) {
+    const SensorSpec* sensor = device.findSensor(index);
+    return sensor != nullptr ? sensor->name : "";
+}
+
+class CsvWriter : public SweepWriter {
+public:
+    CsvWriter(std::ostream& out, const DeviceProfile& device, const SweepSpec& sweep)
+        : mOut(out), mDevice(device), mSweep(sweep) {
+        mOut << "point";
+        for (const SweepAxis& axis : mSweep.axes) mOut << ',' << axis.name;
+        mOut << ",sensor,sensor_name,decided,scenario,fps,sensor_width,sensor_height,"
+                "raw_format_type,rrzo_width,rrzo_height,seamless_flags,seamless_scenario,"
+                "match_table,match_locale,match_key,match_file,match_line,message,warnings\n";
+    }
+
+    // Each row is put together in one string and written at once: a stream insertion per field
+    // would cost more than the point's decision.
+    void point(const SweepPoint& point) override {
+        const std::vector<size_t> values = mSweep.coordinates(point.index);
+        std::string axes = std::to_string(point.index);
+        for (size_t i = 0; i < values.size(); ++i)
+            axes += "," + csvField(mSweep.axes[i].label(values[i]));
+        for (const SweepOutcome& o : point.sensors) {
+            mRow = axes;
+            appendFields(mRow,
+                         {std::to_string(o.sensorIdx), csvField(sensorName(mDevice, o.sensorIdx)),
+                          o.decided ? "true" : "false"});
+            if (o.decided) {
+                appendFields(mRow, {std::to_string(o.scenario), std::to_string(o.fps),
+                                    std::to_string(o.sensorSize.w), std::to_string(o.sensorSize.h),
+                                    std::to_string(o.rawFormatType)});
+            } else {
+                mRow += ",,,,,";
+            }
+            appendFields(mRow, {std::to_string(o.rrzoSize.w), std::to_string(o.rrzoSize.h),
+                                hex(o.seamlessFlags),
+                                o.seamlessScenario >= 0 ? std::to_string(o.seamlessScenario) : ""});
+            if (o.match) {
+                appendFields(mRow, {csvField(o.match->table), csvField(o.match->locale),
+                                    csvField(o.match->key), csvField(o.match->file),
+                                    std::to_string(o.match->line)});
+            } else {
+                mRow += ",,,,,";
+            }
+            appendFields(mRow, {csvField(o.message), csvField(joined(o.warnings, "; "))});
+            mRow += '\n';
+            mOut.write(mRow.data(), static_cast<std::streamsize>(mRow.size()));
+        }
+    }
+
+    void finish() override { mOut.flush(); }
+
+private:
+    std::ostream& mOut;
+    const DeviceProfile& mDevice;
+    const SweepSpec& mSweep;
+    std::string mRow;
+};
+
+class JsonWriter : public SweepWriter {
+public:
+    JsonWriter(std::ostream& out, const DeviceProfile& device, const SweepSpec& sweep)
+        : mOut(out), mDevice(device), mSweep(sweep) {
+        mOut << "{\n\"schema\": " << kSweepJsonSchemaVersion
+             << ",\n\"device\": " << jsonString(mDevice.name)
+             << ",\n\"sweep\": " << jsonString(mSweep.file)
+             << ",\n\"description\": " << jsonString(mSweep.description) << ",\n\"axes\": [";
+        for (size_t i = 0; i < mSweep.axes.size(); ++i) {
+            const SweepAxis& axis = mSweep.axes[i];
+            mOut << (i == 0 ? "\n" : ",\n") << "  {\"name\": " << jsonString(axis.name)
+                 << ", \"values\": [";
+            for (size_t v = 0; v < axis.size(); ++v)
+                mOut << (v == 0 ? "" : ", ") << jsonString(axis.label(v));
+            mOut << "]}";
+        }
+        mOut << "\n],\n\"points\": " << mSweep.points << ",\n\"results\": [";
+    }
+
+    void point(const SweepPoint& point) override {
+        const std::vector<size_t> values = mSweep.coordinates(point.index);
+        std::string axes = "{";
+        for (size_t i = 0; i < values.size(); ++i) {
+            axes += (i == 0 ? "" : ", ") + jsonString(mSweep.axes[i].name) + ": " +
+                    jsonString(mSweep.axes[i].label(values[i]));
+        }
+        axes += "}";
+        for (const SweepOutcome& o : point.sensors) {
+            mOut << (mFirst ? "\n" : ",\n") << "  {\"point\": " << point.index
+                 << ", \"axes\": " << axes << ", \"sensor\": " << o.sensorIdx
+                 << ", \"sensor_name\": " << jsonString(sensorName(mDevice, o.sensorIdx))
+                 << ", \"decided\": " << (o.decided ? "true" : "false") << ", \"setting\": ";
+            if (o.decided) {
+                mOut << "{\"scenario\": " << o.scenario << ", \"fps\": " << o.fps
+                     << ", \"sensor_size\": [" << o.sensorSize.w << ", " << o.sensorSize.h
+                     << "], \"raw_format_type\": " << o.rawFormatType << "}";
+            } else {
+                mOut << "null";
+            }
+            mOut << ", \"rrzo\": [" << o.rrzoSize.w << ", " << o.rrzoSize.h
+                 << "], \"seamless_flags\": " << o.seamlessFlags << ", \"seamless_scenario\": ";
+            if (o.seamlessScenario >= 0) {
+                mOut << o.seamlessScenario;
+            } else {
+                mOut << "null";
+            }
+            mOut << ", \"match\": ";
+            if (o.match) {
+                mOut << "{\"table\": " << jsonString(o.match->table)
+                     << ", \"locale\": " << jsonString(o.match->locale)
+                     << ", \"key\": " << jsonString(o.match->key)
+                     << ", \"file\": " << jsonString(o.match->file)
+                     << ", \"line\": " << o.match->line << "}";
+            } else {
+                mOut << "null";
+            }
+            mOut << ", \"message\": " << jsonString(o.message) << ", \"warnings\": [";
+            for (size_t w = 0; w < o.warnings.size(); ++w)
+                mOut << (w == 0 ? "" : ", ") << jsonString(o.warnings[w]);
+            mOut << "]}";
+            mFirst = false;
+        }
+    }
+
+    void finish() override {
+        mOut << (mFirst ? "" : "\n") << "]\n}\n";
+        mOut.flush();
+    }
+
+private:
+    std::ostream& mOut;
+    const DeviceProfile& mDevice;
+    const SweepSpec& mSweep;
+    bool mFirst = true;
+};
+
+}  // namespace
+
+std::unique_ptr<SweepWriter> makeCsvWriter(std::ostream& out, const DeviceProfile& device,
+                                           const SweepSpec& sweep) {
+    return std::make_unique<CsvWriter>(out, device, sweep);
+}
+
+std::unique_ptr<SweepWriter> makeJsonWriter(std::ostream& out, const DeviceProfile& device,
+                                            const SweepSpec& sweep) {
+    return std::make_unique<JsonWriter>(out, device, sweep);
+}
+
+}  // namespace custsim

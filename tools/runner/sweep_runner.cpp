@@ -1,0 +1,389 @@
+#include "sweep_runner.h"
+
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <type_traits>
+#include <utility>
+
+namespace custsim {
+
+namespace {
+
+// Exit status of a worker that failed inside (its reason is on standard error).
+constexpr int kWorkerFailed = 3;
+// How much of a worker's pipe the parent reads at once.
+constexpr size_t kReadChunk = 64 * 1024;
+// A record larger than this is not one a worker wrote: the stream is corrupt.
+constexpr uint32_t kMaxRecordBytes = 64 * 1024 * 1024;
+
+// Points travel from a worker to the parent as length-prefixed records of plain fields, in the
+// machine's own byte order (both ends are the same program on the same machine).
+class Encoder {
+public:
+    template <typename T>
+    void put(T value) {
+        static_assert(std::is_trivially_copyable_v<T>);
+        const auto* bytes = reinterpret_cast<const char*>(&value);
+        mBytes.append(bytes, sizeof(T));
+    }
+    void put(const std::string& text) {
+        put(static_cast<uint32_t>(text.size()));
+        mBytes += text;
+    }
+    // The record: its length, then its bytes.
+    std::string take() {
+        std::string record;
+        const auto length = static_cast<uint32_t>(mBytes.size());
+        record.append(reinterpret_cast<const char*>(&length), sizeof(length));
+        record += mBytes;
+        mBytes.clear();
+        return record;
+    }
+
+private:
+    std::string mBytes;
+};
+
+class Decoder {
+public:
+    explicit Decoder(const std::string& bytes) : mBytes(bytes) {}
+    template <typename T>
+    T get() {
+        T value{};
+        if (mAt + sizeof(T) > mBytes.size()) {
+            mBad = true;
+            return value;
+        }
+        std::memcpy(&value, mBytes.data() + mAt, sizeof(T));
+        mAt += sizeof(T);
+        return value;
+    }
+    std::string text() {
+        const auto size = get<uint32_t>();
+        if (mBad || mAt + size > mBytes.size()) {
+            mBad = true;
+            return {};
+        }
+        std::string value = mBytes.substr(mAt, size);
+        mAt += size;
+        return value;
+    }
+    bool bad() const { return mBad; }
+    bool ok() const { return !mBad && mAt == mBytes.size(); }
+
+private:
+    const std::string& mBytes;
+    size_t mAt = 0;
+    bool mBad = false;
+};
+
+std::string encodePoint(const SweepPoint& point) {
+    Encoder out;
+    out.put(point.index);
+    out.put(static_cast<uint32_t>(point.sensors.size()));
+    for (const SweepOutcome& o : point.sensors) {
+        out.put(o.sensorIdx);
+        out.put(o.decided);
+        out.put(o.scenario);
+        out.put(o.fps);
+        out.put(o.sensorSize.w);
+        out.put(o.sensorSize.h);
+        out.put(o.rawFormatType);
+        out.put(o.rrzoSize.w);
+        out.put(o.rrzoSize.h);
+        out.put(o.seamlessFlags);
+        out.put(o.seamlessScenario);
+        out.put(o.match.has_value());
+        if (o.match) {
+            out.put(o.match->table);
+            out.put(o.match->locale);
+            out.put(o.match->key);
+            out.put(o.match->file);
+            out.put(o.match->line);
+        }
+        out.put(o.message);
+        out.put(static_cast<uint32_t>(o.warnings.size()));
+        for (const std::string& warning : o.warnings) out.put(warning);
+    }
+    return out.take();
+}
+
+bool decodePoint(const std::string& bytes, SweepPoint& point) {
+    Decoder in(bytes);
+    point.index = in.get<uint64_t>();
+    const auto sensors = in.get<uint32_t>();
+    point.sensors.clear();
+    for (uint32_t i = 0; i < sensors && !in.bad(); ++i) {
+        SweepOutcome o;
+        o.sensorIdx = in.get<int32_t>();
+        o.decided = in.get<bool>();
+        o.scenario = in.get<int32_t>();
+        o.fps = in.get<uint32_t>();
+        o.sensorSize.w = in.get<int32_t>();
+        o.sensorSize.h = in.get<int32_t>();
+        o.rawFormatType = in.get<uint32_t>();
+        o.rrzoSize.w = in.get<int32_t>();
+        o.rrzoSize.h = in.get<int32_t>();
+        o.seamlessFlags = in.get<uint32_t>();
+        o.seamlessScenario = in.get<int64_t>();
+        if (in.get<bool>()) {
+            MatchedRow row;
+            row.table = in.text();
+            row.locale = in.text();
+            row.key = in.text();
+            row.file = in.text();
+            row.line = in.get<int32_t>();
+            o.match = std::move(row);
+        }
+        o.message = in.text();
+        const auto warnings = in.get<uint32_t>();
+        for (uint32_t w = 0; w < warnings && !in.bad(); ++w) o.warnings.push_back(in.text());
+        point.sensors.push_back(std::move(o));
+    }
+    return in.ok();
+}
+
+bool writeAll(int fd, const std::string& bytes) {
+    size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return false;
+        done += static_cast<size_t>(n);
+    }
+    return true;
+}
+
+// Buffered reading of one worker's records.
+class RecordReader {
+public:
+    explicit RecordReader(int fd) : mFd(fd) {}
+    // False at the end of the stream or on a read error.
+    bool next(std::string& record) {
+        uint32_t length = 0;
+        if (!fill(sizeof(length))) return false;
+        std::memcpy(&length, mBuffer.data() + mAt, sizeof(length));
+        if (length > kMaxRecordBytes || !fill(sizeof(length) + length)) return false;
+        record.assign(mBuffer, mAt + sizeof(length), length);
+        mAt += sizeof(length) + length;
+        return true;
+    }
+
+private:
+    bool fill(size_t needed) {
+        if (mAt > 0 && mBuffer.size() - mAt < needed) {
+            mBuffer.erase(0, mAt);
+            mAt = 0;
+        }
+        char chunk[kReadChunk];
+        while (mBuffer.size() - mAt < needed) {
+            const ssize_t n = read(mFd, chunk, sizeof(chunk));
+            if (n < 0 && errno == EINTR) continue;
+            if (n <= 0) return false;
+            mBuffer.append(chunk, static_cast<size_t>(n));
+        }
+        return true;
+    }
+
+    int mFd;
+    std::string mBuffer;
+    size_t mAt = 0;
+};
+
+// The body of worker `worker` of `jobs`: every jobs-th point from its own, written to `fd`.
+[[noreturn]] void workerMain(const DeviceProfile& device, const SweepSpec& sweep, unsigned worker,
+                             unsigned jobs, int fd) {
+    try {
+        Simulator simulator(device);
+        simulator.setUnifiedLog(false);
+        for (uint64_t index = worker; index < sweep.points; index += jobs) {
+            if (!writeAll(fd, encodePoint(runSweepPoint(simulator, sweep, index))))
+                _exit(kWorkerFailed);
+        }
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "custpolicy: sweep worker %u: %s\n", worker + 1, e.what());
+        _exit(kWorkerFailed);
+    } catch (...) {
+        _exit(kWorkerFailed);
+    }
+    close(fd);
+    _exit(0);
+}
+
+// The worker processes of one run. Whatever happens in the parent, they are ended and reaped.
+class Workers {
+public:
+    ~Workers() {
+        for (Worker& worker : mWorkers) {
+            if (worker.fd >= 0) close(worker.fd);
+            if (worker.pid > 0) {
+                kill(worker.pid, SIGTERM);
+                waitpid(worker.pid, nullptr, 0);
+            }
+        }
+    }
+
+    bool start(const DeviceProfile& device, const SweepSpec& sweep, unsigned jobs,
+               std::string& error) {
+        // Whatever the parent has buffered must not be written again by a child.
+        std::fflush(nullptr);
+        for (unsigned k = 0; k < jobs; ++k) {
+            int fds[2];
+            if (pipe(fds) != 0) {
+                error = std::string("cannot create a pipe: ") + std::strerror(errno);
+                return false;
+            }
+            const pid_t pid = fork();
+            if (pid < 0) {
+                error = std::string("cannot start a worker: ") + std::strerror(errno);
+                close(fds[0]);
+                close(fds[1]);
+                return false;
+            }
+            if (pid == 0) {
+                close(fds[0]);
+                for (const Worker& earlier : mWorkers) close(earlier.fd);
+                workerMain(device, sweep, k, jobs, fds[1]);
+            }
+            close(fds[1]);
+            mWorkers.push_back({pid, fds[0], RecordReader(fds[0])});
+        }
+        return true;
+    }
+
+    bool next(unsigned worker, std::string& record) { return mWorkers[worker].reader.next(record); }
+
+    // Waits for every worker; false with `error` naming the first that did not end well.
+    bool finish(std::string& error) {
+        bool ok = true;
+        for (size_t k = 0; k < mWorkers.size(); ++k) {
+            Worker& worker = mWorkers[k];
+            close(worker.fd);
+            worker.fd = -1;
+            int status = 0;
+            waitpid(worker.pid, &status, 0);
+            worker.pid = 0;
+            if (ok && !(WIFEXITED(status) && WEXITSTATUS(status) == 0)) {
+                error = describe(k, status);
+                ok = false;
+            }
+        }
+        return ok;
+    }
+
+    // Ends the workers after one stopped early, and says which and how.
+    std::string failure(unsigned worker, uint64_t point) {
+        Worker& failed = mWorkers[worker];
+        int status = 0;
+        close(failed.fd);
+        failed.fd = -1;
+        waitpid(failed.pid, &status, 0);
+        failed.pid = 0;
+        return describe(worker, status) + " before point " + std::to_string(point);
+    }
+
+private:
+    struct Worker {
+        pid_t pid;
+        int fd;
+        RecordReader reader;
+    };
+
+    static std::string describe(size_t worker, int status) {
+        std::string text = "sweep worker " + std::to_string(worker + 1);
+        if (WIFSIGNALED(status))
+            return text + " was killed by signal " + std::to_string(WTERMSIG(status)) + " (" +
+                   strsignal(WTERMSIG(status)) + ")";
+        return text + " stopped with exit status " + std::to_string(WEXITSTATUS(status));
+    }
+
+    std::vector<Worker> mWorkers;
+};
+
+bool runInProcess(const DeviceProfile& device, const SweepSpec& sweep, const SweepSink& sink) {
+    Simulator simulator(device);
+    simulator.setUnifiedLog(false);
+    for (uint64_t index = 0; index < sweep.points; ++index)
+        sink(runSweepPoint(simulator, sweep, index));
+    return true;
+}
+
+}  // namespace
+
+std::vector<std::string> decisionWarnings(const std::vector<Warning>& warnings) {
+    std::vector<std::string> texts;
+    for (const Warning& warning : warnings) texts.push_back(warning.code + ": " + warning.message);
+    return texts;
+}
+
+SweepPoint runSweepPoint(Simulator& simulator, const SweepSpec& sweep, uint64_t index) {
+    const SessionSpec session = sweep.sessionAt(index);
+    const SessionRun run = simulator.run(session);
+    SweepPoint point;
+    point.index = index;
+    const std::vector<std::string> sessionWarnings = decisionWarnings(run.warnings);
+    for (const SensorRun& sensor : run.sensors) {
+        point.sensors.push_back(outcomeOf(sensor));
+        auto& warnings = point.sensors.back().warnings;
+        warnings.insert(warnings.begin(), sessionWarnings.begin(), sessionWarnings.end());
+    }
+    return point;
+}
+
+SweepOutcome outcomeOf(const SensorRun& run) {
+    SweepOutcome outcome;
+    outcome.sensorIdx = run.sensorIdx;
+    // A scenario named but not filled into the record is no mode the sensor runs in: the point
+    // counts as undecided, and its warning says what was named.
+    outcome.decided = run.decided && run.filled;
+    if (outcome.decided) {
+        outcome.scenario = static_cast<int32_t>(run.setting.sensorMode);
+        outcome.fps = run.setting.sensorFps;
+        outcome.sensorSize = run.setting.sensorSize;
+        outcome.rawFormatType = run.setting.rawFmtType;
+    }
+    outcome.rrzoSize = run.rrzoSize;
+    outcome.seamlessFlags = run.seamlessFlags;
+    if (run.seamlessScenario) outcome.seamlessScenario = *run.seamlessScenario;
+    outcome.match = run.match;
+    if (run.decidedBy) {
+        LogLine line = *run.decidedBy;
+        line.text = withoutErrorTail(line.text);
+        outcome.message = logcatLine(line);
+    }
+    outcome.warnings = decisionWarnings(run.warnings);
+    return outcome;
+}
+
+bool runSweep(const DeviceProfile& device, const SweepSpec& sweep, unsigned jobs,
+              const SweepSink& sink, std::string& error) {
+    if (jobs <= 1 || sweep.points <= 1) return runInProcess(device, sweep, sink);
+    if (jobs > sweep.points) jobs = static_cast<unsigned>(sweep.points);
+    Workers workers;
+    if (!workers.start(device, sweep, jobs, error)) return false;
+    std::string record;
+    SweepPoint point;
+    for (uint64_t index = 0; index < sweep.points; ++index) {
+        const auto worker = static_cast<unsigned>(index % jobs);
+        if (!workers.next(worker, record)) {
+            error = workers.failure(worker, index);
+            return false;
+        }
+        if (!decodePoint(record, point) || point.index != index) {
+            error = "sweep worker " + std::to_string(worker + 1) +
+                    " sent a garbled record for point " + std::to_string(index);
+            return false;
+        }
+        sink(point);
+    }
+    return workers.finish(error);
+}
+
+}  // namespace custsim
