@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "custpolicy/cust_contract.h"
+
 // The library's one logging component. Every message is a printf format whose first argument is
 // the logging function's name and which begins with "[%s] ". A message passes a gate on the
 // platform logger's detail level, then goes to the Android log and/or the unified logger as
@@ -28,15 +30,9 @@ constexpr int32_t kULogLevelDebug = 5;
 constexpr int32_t kDetailLevelWarning = 2;
 constexpr int32_t kDetailLevelInfo = 3;
 constexpr int32_t kDetailLevelDebug = 5;
-// Debug messages also need every one of these bits in ULogger::sNormalDetailsMask.
-constexpr uint32_t kNormalDetailsMask = 0x101000;
+// The debug mask, the sMode routing bits and the unified logger's module id are part of the HAL's
+// contract: custpolicy/cust_contract.h.
 
-// ULogger::sMode routing bits.
-constexpr uint32_t kLogModeAndroid = 0x1;
-constexpr uint32_t kLogModeUnified = 0xA;
-
-// Module id under which the policies report to the unified logger.
-constexpr uint32_t kULogModuleId = 0x101005;
 // Size of the text buffer of one unified-logger message, its terminating NUL included.
 constexpr int kLogBufferSize = 1024;
 
@@ -52,8 +48,8 @@ void logMessage(LogSeverity severity, const char* tag, const char* function, int
 
 // The macros pass the calling function's name as the first format argument. Each source file
 // defines kLogSourcePath, the path reported in error tails.
-#define CUST_LOG_AT(severity, tag, line, fmt, ...)                                          \
-    ::custpolicy::logMessage(::custpolicy::LogSeverity::severity, tag, __func__, line,    \
+#define CUST_LOG_AT(severity, tag, line, fmt, ...)                                     \
+    ::custpolicy::logMessage(::custpolicy::LogSeverity::severity, tag, __func__, line, \
                              kLogSourcePath, fmt, __func__, ##__VA_ARGS__)
 
 // Errors reported with an explicit source line (the line that log tools know the message by).
@@ -64,6 +60,6 @@ void logMessage(LogSeverity severity, const char* tag, const char* function, int
 #define CUST_LOGD(tag, fmt, ...) CUST_LOG_AT(Debug, tag, __LINE__, fmt, ##__VA_ARGS__)
 
 // For messages written from inside a lambda or helper on behalf of a named function.
-#define CUST_LOG_IN(severity, tag, function, fmt, ...)                                      \
+#define CUST_LOG_IN(severity, tag, function, fmt, ...)                                     \
     ::custpolicy::logMessage(::custpolicy::LogSeverity::severity, tag, function, __LINE__, \
                              kLogSourcePath, fmt, function, ##__VA_ARGS__)

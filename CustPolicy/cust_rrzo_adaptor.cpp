@@ -4,6 +4,8 @@
 #include "cust_rrzo_policy_legacy.h"
 #include "platform/CustFeatureServices.h"
 
+using NSCam::MSize;
+
 namespace {
 
 // The policy starts with every member zero (value-initialised) and shares one allocation with

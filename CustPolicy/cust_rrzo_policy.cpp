@@ -3,8 +3,11 @@
 #include <cstdint>
 
 #include "cust_log.h"
+#include "custpolicy/cust_contract.h"
 #include "platform/IMetadata.h"
 #include "platform/PolicyTypes.h"
+
+using NSCam::MSize;
 
 namespace {
 
@@ -14,7 +17,7 @@ constexpr char kTag[] = "CustRrzoPolicy";
 constexpr char kCalculateTargetSize[] = "calculateTargetSize";
 
 // Session tag holding the requested video-stabilisation mode (one unsigned byte).
-constexpr uint32_t kTagVideoStabilizationMode = 0x10011;
+using custpolicy::kTagVideoStabilizationMode;
 
 // Stream type of an output stream (the only type a preview-like stream can have).
 constexpr int32_t kStreamTypeOutput = 0;

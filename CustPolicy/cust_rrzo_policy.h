@@ -12,13 +12,14 @@ public:
 
     // Asks the service for the target size (request 2) and adopts a positive answer; `inSize` is
     // not used.
-    void selectTargetSize(int sensorIdx, MSize const& inSize, MSize& outSize) override;
+    void selectTargetSize(int sensorIdx, NSCam::MSize const& inSize,
+                          NSCam::MSize& outSize) override;
 
     // Records the height-to-width ratio of the application's preview-like or recording stream in
     // the stream record, then sends the static facts (request 0) and the sensor sizes
     // (request 1). `targetSize` is only read. Logs every stream it looks at (info) and the
     // session's stabilisation mode (debug).
-    void calculateTargetSize(int sensorIdx, MSize& targetSize, int intParam,
+    void calculateTargetSize(int sensorIdx, NSCam::MSize& targetSize, int intParam,
                              std::shared_ptr<CustSensorSettingMap> sensorSettings, bool flagA,
                              bool flagB, unsigned int uintParam,
                              ConfigurationOutputParams* outParams,

@@ -6,6 +6,8 @@
 #include "platform/CustFeatureServices.h"
 #include "platform/SensorServices.h"
 
+using NSCam::MSize;
+
 namespace {
 
 constexpr char kLogSourcePath[] = "CustPolicy/cust_rrzo_policy_base.cpp";

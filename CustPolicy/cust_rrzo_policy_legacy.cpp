@@ -9,6 +9,8 @@
 #include "platform/CustFeatureServices.h"
 #include "platform/SensorServices.h"
 
+using NSCam::MSize;
+
 namespace {
 
 using custpolicy::RowReadFault;

@@ -17,10 +17,11 @@ public:
     // final RRZO size on return. The requested size is widened to the aspect ratio of the
     // (possibly customised) sensor size, then the service may replace it (request 2), then the
     // device's fixed stabilisation size may, and a matching RRZO row has the last word.
-    void selectTargetSize(int sensorIdx, MSize const& inSize, MSize& outSize) override;
+    void selectTargetSize(int sensorIdx, NSCam::MSize const& inSize,
+                          NSCam::MSize& outSize) override;
     // Does nothing and touches no argument: the legacy policy never sends the static facts or the
     // sensor sizes (requests 0 and 1).
-    void calculateTargetSize(int sensorIdx, MSize& targetSize, int intParam,
+    void calculateTargetSize(int sensorIdx, NSCam::MSize& targetSize, int intParam,
                              std::shared_ptr<CustSensorSettingMap> sensorSettings, bool flagA,
                              bool flagB, unsigned int uintParam,
                              ConfigurationOutputParams* outParams,
@@ -29,9 +30,9 @@ public:
     // `inSize`, with either side replaced by a matching "CameraCustomSensorSize" row when that
     // side of the row is nonzero. Logs the caller facts and the match columns of every row read
     // (info), unreadable rows (debug) and the customised size (info).
-    MSize getSensorSizeLegacy(MSize const& inSize, int camId);
+    NSCam::MSize getSensorSizeLegacy(NSCam::MSize const& inSize, int camId);
     // Replaces `size` with a matching "CameraCustomRrzoSize" row, 0 included; without a match
     // `size` is left as it is. Logs the caller facts (info), unreadable rows (debug) and the
     // customised size (info).
-    void getRrzoSizeLegacy(MSize& size, int camId);
+    void getRrzoSizeLegacy(NSCam::MSize& size, int camId);
 };

@@ -7,11 +7,14 @@
 #include <memory>
 
 #include "cust_int32.h"
+#include "custpolicy/cust_contract.h"
 #include "cust_log.h"
 #include "cust_setting_policy_legacy.h"
 #include "platform/CustFeatureServices.h"
 #include "platform/IMetadata.h"
 #include "platform/SensorServices.h"
+
+using NSCam::MSize;
 
 using custpolicy::divOrZero;
 using custpolicy::ratioPermille;
@@ -31,11 +34,11 @@ constexpr int kLineMinFrameDurationsMissing = 178;
 constexpr int kLineTargetFpsRangesMissing = 234;
 
 // Platform and vendor metadata tags read by the selection helpers.
-constexpr uint32_t kTagAeTargetFpsRange = 0x10005;            // session: low, high
-constexpr uint32_t kTagAeAvailableTargetFpsRanges = 0x10014;  // static: pairs low, high
-constexpr uint32_t kTagScalerAvailableMinFrameDurations = 0xD000B;
-constexpr uint32_t kTagSensorInfoPixelArraySize = 0xF0006;
-constexpr uint32_t kTagAovMode = 0x80150001;  // vendor session parameter
+using custpolicy::kTagAeAvailableTargetFpsRanges;
+using custpolicy::kTagAeTargetFpsRange;
+using custpolicy::kTagAovMode;
+using custpolicy::kTagScalerAvailableMinFrameDurations;
+using custpolicy::kTagSensorInfoPixelArraySize;
 
 // Item positions inside the frame-rate entries.
 constexpr size_t kFpsRangeUpperItem = 1;
@@ -66,14 +69,14 @@ constexpr int kUnknownDrvId = 13;
 constexpr int kNoSensorListDrvId = 0;
 
 // The sensor-setting evaluation of the feature-chip service.
-constexpr uint32_t kMsgIdSensorSetting = 0x1005;
-constexpr int32_t kEvalTypeSensorSetting = 1;
+using custpolicy::kEvalTypeSensorSetting;
+using custpolicy::kMsgIdSensorSetting;
 constexpr uint32_t kRequestPayloadSize = 24;
 constexpr uint32_t kReplyPayloadSize = 4;
 static_assert(sizeof(CustSettingEvalRequest) == kRequestPayloadSize, "request payload size");
 static_assert(sizeof(int32_t) == kReplyPayloadSize, "reply payload is one scenario id");
 // The reply's scenario id when the service found no scenario.
-constexpr int32_t kNoScenario = -1;
+using custpolicy::kNoScenario;
 
 // The helpers are exported and may be handed empty handles; those read as empty records so that
 // every fallback of a missing entry applies instead of a crash.

@@ -8,8 +8,11 @@
 #include "config_store.h"
 #include "cust_int32.h"
 #include "cust_log.h"
+#include "custpolicy/cust_contract.h"
 #include "platform/CustFeatureServices.h"
 #include "platform/SensorServices.h"
+
+using NSCam::MSize;
 
 namespace {
 
@@ -26,17 +29,16 @@ constexpr char kLogSourcePath[] = "CustPolicy/cust_setting_policy_legacy.cpp";
 constexpr char kTag[] = "CustSettingPolicyLegacy";
 
 // Scenario numbers.
-constexpr int kNoScenario = -1;
+using custpolicy::kNoScenario;
 constexpr unsigned int kScenarioCount = 256;
 // The table path never determines a device id; it prints this in its place.
 constexpr unsigned int kUnknownDevId = 0xFFFF;
 
 // Vendor session parameters and static entries read by the legacy policy.
-constexpr uint32_t kTagApiValue = 0x90040118;
-constexpr uint32_t kTagTemperature = 0x90040108;
-constexpr uint32_t kTagEngineerSensorModeSel =
-    0x90040069;  // QOVIX_CONTROL_ENGINEER_SENSORMODE_SELECT
-constexpr uint32_t kTagMipiTraversalMode = 0x9004003D;
+using custpolicy::kTagApiValue;
+using custpolicy::kTagEngineerSensorModeSel;  // QOVIX_CONTROL_ENGINEER_SENSORMODE_SELECT
+using custpolicy::kTagMipiTraversalMode;
+using custpolicy::kTagTemperature;
 // The temperature lies this many bytes into the temperature entry's data block.
 constexpr size_t kTemperatureOffset = 40;
 constexpr int kUnknownTemperature = -1;
@@ -50,8 +52,8 @@ constexpr int kLineEngineerTagMissing = 146;
 // Seamless scenario codes of the system-camera table and the flags each sets.
 constexpr int32_t kSeamlessCode5 = 5;
 constexpr int32_t kSeamlessCode4 = 4;
-constexpr unsigned int kSeamlessFlags5 = 0x801;
-constexpr unsigned int kSeamlessFlags4 = 0x101;
+constexpr unsigned int kSeamlessFlags5 = custpolicy::kSeamlessFlagsScenario5;
+constexpr unsigned int kSeamlessFlags4 = custpolicy::kSeamlessFlagsScenario4;
 constexpr uint32_t kNoSeamlessScenario = 0;
 
 // Camera-mode classes of the system-camera table.

@@ -10,6 +10,9 @@ packages=(
   g++
   android-liblog-dev googletest libtomlplusplus-dev libbenchmark-dev
   valgrind qemu-user
+  # The soong leg: bpfix (soong) and mini-soong, which asks dpkg-architecture (dpkg-dev) for the
+  # host's architecture.
+  soong mini-soong dpkg-dev
   # The aarch64 leg: the arm64 C library, GCC's start files and libgcc, and the Android log
   # library, installed next to the host's (multiarch). The arm64 libc++ cannot be, so
   # scripts/aarch64-sysroot.sh unpacks it into the build tree instead.

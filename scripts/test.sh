@@ -29,6 +29,10 @@ echo "==== valgrind: the unit suite under memcheck (build/gcc)"
 bash scripts/valgrind.sh build/gcc
 leg_done valgrind
 
+echo "==== soong: Android.bp through bpfix and mini-soong, the HAL example on copied platform headers"
+bash scripts/soong.sh build/gcc
+leg_done soong
+
 echo "==== aarch64: configure, build, test under qemu-aarch64 (build/aarch64)"
 bash scripts/aarch64-sysroot.sh build/aarch64-sysroot
 cmake --preset aarch64

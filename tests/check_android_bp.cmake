@@ -1,7 +1,8 @@
 cmake_minimum_required(VERSION 3.25)
 
-# Android.bp cannot be built on the host, so this keeps it honest: its libcustpolicy module must
-# compile exactly the library sources that CMake compiles, and link with the same version script.
+# A quick check in every preset: Android.bp's libcustpolicy module must compile exactly the library
+# sources that CMake compiles, and link with the same version script. The soong leg
+# (scripts/soong.sh) builds the module with mini-soong and compares the result.
 #
 # Usage: cmake -DANDROID_BP=<Android.bp> -DCMAKE_SOURCES=<a.cpp,b.cpp,...>
 #              -DVERSION_SCRIPT=<CustPolicy/libcustpolicy.map.txt> -P check_android_bp.cmake

@@ -12,7 +12,12 @@
 #include "platform/MSize.h"
 #include "platform/PolicyTypes.h"
 
-// The record an RRZO message (0x1001) carries.
+// The record an RRZO message carries: message custpolicy::kMsgIdRrzo (0x1001), evalType one of
+// custpolicy::kRrzoEval*. Request 0's pParam addresses a CustRrzoStaticInfo, request 1's a
+// CustRrzoSensorSizes (nothing is read back from either), request 2's an NSCam::MSize preset to
+// 0 x 0 into which the service writes the target size (taken when both sides are at least 1).
+// Request 1 reuses the message head request 0 wrote: sent first, it carries message id 0. The
+// return value of triggerEvaluateRequestExt is ignored.
 struct CustEvalRequest {
     int32_t evalType = 0;
     int32_t sensorIdx = 0;
@@ -31,7 +36,7 @@ struct CustRrzoStaticInfo {
     bool stereoBit6 = false;
     bool is4kVideo = false;
     bool isSysCam = false;
-    MSize targetSize;
+    NSCam::MSize targetSize;
     float ratioA = 0.0f;
     float ratioB = 0.0f;
     bool flagA = false;
@@ -76,63 +81,35 @@ static_assert(sizeof(CustRrzoSensorSizes) == 32, "sensor sizes record is 32 byte
 using CustSensorSettingMap =
     std::unordered_map<unsigned int, mcam::core::device::policy::SensorSetting>;
 
-// The RRZO size policy interface, and the conversation with the feature-chip service in the RRZO
-// message class. Requests 0 and 1 share the persistent messages below: request 1 reuses the head
-// and reply that request 0 left, so the order of the two calls matters.
-class ICustRrzoPolicy {
+// The RRZO size policy behind the adaptor; internal to the library (not exported).
+class ICustRrzoPolicy;
+
+// Entry point of the RRZO size policy: one per sensor index, holding the policy that the
+// feature-capability service chose for the sensor at construction. Not safe for concurrent calls
+// (the policy keeps its messages between calls); a HAL class deriving from it must be built with
+// -fno-rtti. docs/integration.md says what the HAL sets each argument from.
+class CUST_EXPORT CustRrzoAlgoAdaptor {
 public:
     using ConfigurationInputParams =
         mcam::core::device::policy::featuresetting::ConfigurationInputParams;
     using ConfigurationOutputParams =
         mcam::core::device::policy::featuresetting::ConfigurationOutputParams;
 
-    virtual ~ICustRrzoPolicy();
-
-    // Final RRZO size: `outSize` holds the requested size on entry and the RRZO size on return.
-    virtual void selectTargetSize(int sensorIdx, MSize const& inSize, MSize& outSize) = 0;
-    // Configuration-time calculation for the sensor's chosen settings and the requested streams.
-    virtual void calculateTargetSize(int sensorIdx, MSize& targetSize, int intParam,
-                                     std::shared_ptr<CustSensorSettingMap> sensorSettings,
-                                     bool flagA, bool flagB, unsigned int uintParam,
-                                     ConfigurationOutputParams* outParams,
-                                     ConfigurationInputParams const* inParams) = 0;
-
-    // Request 0: tells the service the static RRZO facts of the configuration (with the stereo,
-    // 4K-video and system-camera facts it queries itself). `ratioC` replaces `ratioA` when it is
-    // greater than 1. Rewrites the head and reply of the persistent messages; reads no answer.
-    void updateStaticRrzoInfo(int sensorIdx, MSize& targetSize, int intParam, float ratioA,
-                              float ratioB, float ratioC, bool flagA, bool flagB,
-                              unsigned int uintParam, bool eisOn);
-    // Request 1: tells the service the sensor output size of every sensor setting, in ascending
-    // key order. Reuses the head and reply that request 0 left; a null map counts as empty.
-    void selectRrzoSize(int sensorIdx, std::shared_ptr<CustSensorSettingMap> sensorSettings);
-    // Request 2: asks the service for the target size and adopts it only when both sides are
-    // positive; otherwise `targetSize` stands. Uses no member state. Logs the final size (debug).
-    void applyTargetSize(int sensorIdx, MSize& targetSize);
-
-protected:
-    CustEvalRequest mRequest;
-    CustEvalRequest mReply;
-    CustTransMsgData mRequestMsg;
-    CustTransMsgData mReplyMsg;
-    uint8_t mReplyData[8] = {};
-};
-
-// Entry point of the RRZO size policy: one per sensor index, holding the policy that the
-// feature-capability service chose for the sensor at construction.
-class CUST_EXPORT CustRrzoAlgoAdaptor {
-public:
-    using ConfigurationInputParams = ICustRrzoPolicy::ConfigurationInputParams;
-    using ConfigurationOutputParams = ICustRrzoPolicy::ConfigurationOutputParams;
-
     // Chooses the policy once: the feature-driven one when the feature-capability service
     // enables it for the sensor, the legacy one otherwise.
     explicit CustRrzoAlgoAdaptor(int sensorIdx);
     virtual ~CustRrzoAlgoAdaptor();
 
-    // Both operations forward to the policy unchanged.
-    virtual void selectTargetSize(int sensorIdx, MSize const& inSize, MSize& outSize);
-    virtual void calculateTargetSize(int sensorIdx, MSize& targetSize, int intParam,
+    // Both operations forward to the policy unchanged; `sensorIdx` must be the constructor's.
+    // selectTargetSize: `inSize` is the sensor's output size for the chosen setting (the
+    // feature-driven policy ignores it); `outSize` holds the requested size on entry and the RRZO
+    // size on return. calculateTargetSize, at configuration time: `targetSize` is only read;
+    // `sensorSettings` holds the chosen SensorSetting of every sensor, keyed by sensor index;
+    // `intParam`, `flagA`, `flagB` and `uintParam` go to the feature-chip service unchanged; the
+    // feature-driven policy writes only heightToWidth of outParams' stream record, the legacy one
+    // does nothing.
+    virtual void selectTargetSize(int sensorIdx, NSCam::MSize const& inSize, NSCam::MSize& outSize);
+    virtual void calculateTargetSize(int sensorIdx, NSCam::MSize& targetSize, int intParam,
                                      std::shared_ptr<CustSensorSettingMap> sensorSettings,
                                      bool flagA, bool flagB, unsigned int uintParam,
                                      ConfigurationOutputParams* outParams,

@@ -19,7 +19,7 @@ static_assert(sizeof(CustFeaturePrvSize) == 8, "two 32-bit integers");
 // The selection inputs that the new sensor-setting policy hands to the feature-chip service.
 struct CustSelectIn4Setting {
     int32_t drvId = 0;
-    MSize maxStreamSize;
+    NSCam::MSize maxStreamSize;
     int32_t maxFps = 0;
     int32_t maxRatio = 0;
     uint32_t operationMode = 0;
@@ -29,7 +29,7 @@ struct CustSelectIn4Setting {
     bool is8kVideo = false;
     int32_t highFpsThres = 0;
     int32_t aovMode = 0;
-    MSize pixelArraySize;
+    NSCam::MSize pixelArraySize;
     CustFeaturePrvSize maxRawSize;
 };
 static_assert(sizeof(CustSelectIn4Setting) == 104, "selection record is 104 bytes");
@@ -38,7 +38,8 @@ static_assert(offsetof(CustSelectIn4Setting, maxFps) == 12, "maxFps at 12");
 static_assert(offsetof(CustSelectIn4Setting, maxRatio) == 16, "maxRatio at 16");
 static_assert(offsetof(CustSelectIn4Setting, operationMode) == 20, "operationMode at 20");
 static_assert(offsetof(CustSelectIn4Setting, vhdrInfo) == 24, "vhdrInfo at 24");
-static_assert(offsetof(CustSelectIn4Setting, custSensorSettingInfo) == 72, "custSensorSettingInfo at 72");
+static_assert(offsetof(CustSelectIn4Setting, custSensorSettingInfo) == 72,
+              "custSensorSettingInfo at 72");
 static_assert(offsetof(CustSelectIn4Setting, configExtraPresent) == 76, "configExtraPresent at 76");
 static_assert(offsetof(CustSelectIn4Setting, is8kVideo) == 77, "is8kVideo at 77");
 static_assert(offsetof(CustSelectIn4Setting, highFpsThres) == 80, "highFpsThres at 80");
@@ -46,7 +47,10 @@ static_assert(offsetof(CustSelectIn4Setting, aovMode) == 84, "aovMode at 84");
 static_assert(offsetof(CustSelectIn4Setting, pixelArraySize) == 88, "pixelArraySize at 88");
 static_assert(offsetof(CustSelectIn4Setting, maxRawSize) == 96, "maxRawSize at 96");
 
-// Request payload of the sensor-setting evaluation (message 0x1005).
+// Request payload of the sensor-setting evaluation: message custpolicy::kMsgIdSensorSetting
+// (0x1005), evalType custpolicy::kEvalTypeSensorSetting (1). The reply message's pData addresses
+// one int32_t preset to 0 (dataSize 4) into which the service writes the scenario id, or
+// custpolicy::kNoScenario (-1); the return value of triggerEvaluateRequestExt is ignored.
 struct CustSettingEvalRequest {
     int32_t evalType = 0;
     int32_t drvId = 0;
@@ -98,8 +102,8 @@ public:
     // pixel-array size.
     int getMaxRatio(int sensorIdx, AppUserConfiguration const& userConfig);
     // Largest stream size, as the feature-capability service finally leaves it.
-    MSize getMaxSize(StreamInfoPtr streamInfo, int sensorIdx, float floatParam0,
-                     float floatParam1, int maxFps, bool configExtraPresent);
+    NSCam::MSize getMaxSize(StreamInfoPtr streamInfo, int sensorIdx, float floatParam0,
+                            float floatParam1, int maxFps, bool configExtraPresent);
     // Raises `rawSize` to the largest raw stream of the sensor.
     void getMaxRawSize(StreamInfoPtr streamInfo, int sensorIdx, CustFeaturePrvSize& rawSize);
     // Highest upper bound of the sensor's AE target fps ranges, 0 when unknown.
@@ -107,8 +111,8 @@ public:
     // The new policy's decision: asks the feature-chip service (message 0x1005) for a scenario.
     bool selectSensorSetting4Normal(AppConfigPtr appConfig, StreamInfoPtr streamInfo,
                                     AppUserConfiguration const& userConfig,
-                                    SensorSetting& sensorSetting, int sensorIdx,
-                                    float floatParam0, float floatParam1, unsigned int hdrMode);
+                                    SensorSetting& sensorSetting, int sensorIdx, float floatParam0,
+                                    float floatParam1, unsigned int hdrMode);
     // The sensor's device index: position of the lowest bit of its device mask.
     int sensorIdx2DrvId(int sensorIdx);
     // Fills `sensorSetting` for `scenarioId` from the sensor-info helper, all fields or none.
@@ -116,11 +120,14 @@ public:
 
 protected:
     // The sensor's pixel-array size, cached by getMaxRatio; keeps its last read value.
-    MSize pixelArraySize;
+    NSCam::MSize pixelArraySize;
 };
 
 // Entry point of the sensor-setting policy: one per sensor index, holding the policy that the
-// feature-capability service chose for the sensor at construction.
+// feature-capability service chose for the sensor at construction. Not safe for concurrent calls;
+// adaptors of different sensors may run on different threads when the platform's services are
+// thread-safe. A HAL class deriving from it must be built with -fno-rtti, like the library.
+// docs/integration.md says what the HAL sets each argument from.
 class CUST_EXPORT CustSettingAlgoAdaptor {
 public:
     using AppUserConfiguration = custpolicy_types::AppUserConfiguration;
@@ -128,10 +135,15 @@ public:
     using StreamInfoPtr = custpolicy_types::StreamInfoPtr;
     using SensorSetting = custpolicy_types::SensorSetting;
 
+    // Asks ICustFeatureCapability::isPolicyCustSettingSupport(sensorIdx) once: the new policy when
+    // true, the legacy one otherwise. The index is not kept.
     explicit CustSettingAlgoAdaptor(int sensorIdx);
     virtual ~CustSettingAlgoAdaptor();
 
-    // Forwards to the policy unchanged and returns its answer.
+    // Forwards to the policy unchanged and returns its answer: true when a scenario was written
+    // into `sensorSetting` (all four fields), false when it is left unchanged. `sensorIdx` must be
+    // the constructor's. `outValue` holds the seamless flags: only the legacy policy writes it
+    // (custpolicy::kSeamlessFlagsScenario5 / 4). Each decision is logged.
     virtual bool selectSensorSetting(AppConfigPtr appConfig, StreamInfoPtr streamInfo,
                                      SensorSetting& sensorSetting, int sensorIdx,
                                      unsigned int& outValue, AppUserConfiguration const& userConfig,

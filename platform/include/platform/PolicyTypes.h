@@ -12,7 +12,8 @@
 namespace NSCam {
 namespace v3 {
 
-// Facts of one configured image stream. Every query is free of side effects.
+// Facts of one configured image stream. Every query is free of side effects. Called through the
+// vtable: a library built against this declaration expects this virtual order.
 class IImageStreamInfo {
 public:
     virtual ~IImageStreamInfo() = default;
@@ -46,7 +47,7 @@ using StreamsBySensor = std::map<int32_t, std::vector<ImageStreamInfoPtr>>;
 struct SensorSetting {
     uint32_t sensorMode = 0;
     uint32_t sensorFps = 0;
-    MSize sensorSize;
+    NSCam::MSize sensorSize;
     uint32_t sensorPattern = 0;  // not written by the policies
     uint32_t rawFmtType = 0;
 };
@@ -65,8 +66,8 @@ struct PolicyParsedAppConfiguration {
 
 // The parsed application image-stream information.
 struct PolicyParsedAppImageStreamInfo {
-    MSize maxYuvSize;
-    MSize maxStreamSize;
+    NSCam::MSize maxYuvSize;
+    NSCam::MSize maxStreamSize;
     bool hasVideoConsumer = false;
     int32_t videoWidth = 0;
     ImageStreamMap imageStreams;

@@ -30,13 +30,15 @@ public:
 
 }  // namespace utility
 
-// A device's metadata provider; the policies read its static characteristics.
+// A device's metadata provider; the policies read its static characteristics. Called through the
+// vtable: a library built against this declaration expects this virtual order.
 class IMetadataProvider {
 public:
     virtual ~IMetadataProvider() = default;
     virtual const IMetadata& getMtkStaticCharacteristics() const = 0;
 };
 
+// The library passes the sensor index as the device id; a null provider reads as no metadata.
 namespace NSMetadataProviderManager {
 std::shared_ptr<IMetadataProvider> valueForByDeviceId(int32_t deviceId);
 }  // namespace NSMetadataProviderManager

@@ -2,7 +2,8 @@
 
 #include <cstdint>
 
-// The camera configuration store: keyed integer-list tables. An entry is named either by its full
+// The camera configuration store: keyed integer-list tables, read by the legacy policies on every
+// call (thread-safe when the HAL configures sensors concurrently). An entry is named either by its full
 // name or by (locale, key); the full name is the locale followed by the key in brackets.
 extern "C" {
 // Number of entries in the table; 0 when the table is absent or empty.

@@ -94,7 +94,9 @@ private:
     std::vector<uint8_t> mBytes;
 };
 
-// The platform's metadata container: tags to typed entries, copied by value.
+// The platform's metadata container: tags to typed entries, copied by value. The library calls
+// entryFor, the entry's count, itemAt, data, dataSize and isEmpty, and the typed getEntry; this
+// stand-in defines them inline, so they are not among the library's imports.
 class IMetadata {
 public:
     // The entry of `tag`, or an empty entry carrying that tag when it is absent.

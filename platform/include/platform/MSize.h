@@ -4,8 +4,9 @@
 
 namespace NSCam {
 
-// The platform's size: width then height, each signed 32-bit. Trivially copyable so that it can
-// travel inside metadata entries and wire records as plain bytes.
+// The platform's size: width then height, each signed 32-bit. The library relies on exactly this
+// layout (8 bytes, trivially copyable): it travels inside metadata entries and wire records as
+// plain bytes.
 struct MSize {
     int32_t w = 0;
     int32_t h = 0;
@@ -21,4 +22,6 @@ static_assert(sizeof(MSize) == 8, "MSize is two 32-bit integers");
 
 }  // namespace NSCam
 
+// A convenience of the host code (simulator, tests); real platform headers need not have it. The
+// library and its public headers spell NSCam::MSize, and the soong leg builds them without it.
 using NSCam::MSize;

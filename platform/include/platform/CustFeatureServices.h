@@ -5,6 +5,11 @@
 
 #include "platform/CustFeatureTypes.h"
 
+// The device maker's camera feature services, as the library calls them. A vendor tree's
+// replacement of this file declares the same names and signatures, usually by including the
+// services' own headers. When the HAL configures several sensors at once, every function here may
+// be entered from two threads at once and must be thread-safe.
+
 // The device maker's camera feature-capability service.
 class ICustFeatureCapability {
 public:
@@ -29,7 +34,9 @@ public:
                                        uint32_t arg4, int32_t arg5, bool arg6);
 };
 
-// The device maker's synchronous evaluation service. It answers through the reply's pData.
+// The device maker's synchronous evaluation service. It answers through the reply's pData (for RRZO
+// request 2, through the request's pParam); the library ignores the return value. Messages and
+// records: custpolicy/cust_contract.h, CustSettingEvalRequest and CustEvalRequest.
 class ICustFeatureChip {
 public:
     static int32_t triggerEvaluateRequestExt(const CustTransMsgData* request,
@@ -63,7 +70,8 @@ public:
     void setConfigSensorScenario(uint32_t sensorIdx, uint32_t scenario);
 };
 
-// The customer-data singleton holding the two fact objects.
+// The customer-data singleton holding the two fact objects; none of the three getters may return
+// null.
 class CustomerData {
 public:
     static CustomerData* getInstance();
