@@ -510,13 +510,21 @@ std::string nonRegularFileError(const struct stat& status) {
     return "is not a regular file (a device, a pipe or a socket): give the configuration file";
 }
 
+constexpr size_t kMebibyte = size_t{1} << 20;
+
+std::string sizeLimitError(size_t maxBytes) {
+    if (maxBytes == kMaxSourceBytes) return "the file is larger than 1 GiB";
+    return "the file is larger than " + std::to_string(maxBytes / kMebibyte) + " MiB";
+}
+
 struct FileCloser {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
 }  // namespace
 
-bool readSourceFile(const std::string& path, std::string& text, std::string& message) {
+bool readSourceFile(const std::string& path, std::string& text, std::string& message,
+                    size_t maxBytes) {
     const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rb"));
     if (file == nullptr) {
         message = systemError("cannot open the file");
@@ -530,8 +538,8 @@ bool readSourceFile(const std::string& path, std::string& text, std::string& mes
     message = nonRegularFileError(status);
     if (!message.empty()) return false;
     const auto size = static_cast<uint64_t>(status.st_size);
-    if (size > kMaxSourceBytes) {
-        message = "the file is larger than 1 GiB";
+    if (size > maxBytes) {
+        message = sizeLimitError(maxBytes);
         return false;
     }
     text.reserve(static_cast<size_t>(size));
@@ -539,8 +547,8 @@ bool readSourceFile(const std::string& path, std::string& text, std::string& mes
     size_t got = 0;
     // The file may grow while it is read: the bound holds whatever its size was.
     while ((got = std::fread(chunk.get(), 1, kReadChunkBytes, file.get())) > 0) {
-        if (text.size() + got > kMaxSourceBytes) {
-            message = "the file is larger than 1 GiB";
+        if (text.size() + got > maxBytes) {
+            message = sizeLimitError(maxBytes);
             return false;
         }
         text.append(chunk.get(), got);

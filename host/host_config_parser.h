@@ -60,7 +60,9 @@ constexpr size_t kMaxSourceBytes = size_t{1} << 30;
 // Reads a whole configuration file into `text`. False with a message (no position) when it cannot:
 // it does not exist, is not a regular file (a directory, a device such as /dev/zero, a pipe), is
 // larger than kMaxSourceBytes, or a read fails. Never reads more than the bound.
-bool readSourceFile(const std::string& path, std::string& text, std::string& message);
+// Callers with a smaller bound pass it as maxBytes.
+bool readSourceFile(const std::string& path, std::string& text, std::string& message,
+                    size_t maxBytes = kMaxSourceBytes);
 
 // A name as it may be shown on a terminal: control characters and bytes that are not printable
 // ASCII or UTF-8 written as \xNN, and a name longer than kMaxShownNameBytes cut with "...".

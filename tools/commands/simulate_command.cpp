@@ -68,10 +68,8 @@ int simulate(const InputFile& deviceFile, const std::vector<InputFile>& sessionF
     hostconfig::setRecording(false);
     if (deviceOk && !device.configFile.empty()) {
         const hostconfig::LoadResult load = hostconfig::loadFile(device.configFile);
-        if (!load.ok) {
-            diagnostics.push_back({load.source, static_cast<uint32_t>(load.line),
-                                   static_cast<uint32_t>(load.column), "", load.message});
-        }
+        for (Diagnostic& problem : configLoadDiagnostics(device, load))
+            diagnostics.push_back(std::move(problem));
     } else {
         hostconfig::clear();
     }
@@ -135,6 +133,11 @@ int simulateCommand(const std::vector<std::string>& args, std::ostream& out, std
     if (options.files.size() < 2) {
         err << "custpolicy: simulate needs a device profile and at least one session\n"
             << kSimulateHelp;
+        return kExitFindings;
+    }
+    const std::vector<std::string> sessionPaths(options.files.begin() + 1, options.files.end());
+    if (const auto hint = misplacedInputHint(options.files[0], sessionPaths)) {
+        err << "custpolicy: " << *hint << "\n" << kSimulateHelp;
         return kExitFindings;
     }
     std::vector<InputFile> sessions;
