@@ -125,12 +125,12 @@ TEST(ToolInputs, UnreadableFilesAreInputErrors) {
     ToolRun tool;
     const std::string device = tool.write("device.toml", kMinimalDevice);
     EXPECT_EQ(tool.run({"simulate", device, tool.path("missing.toml")}), kExitInputError);
-    EXPECT_NE(tool.stderrText.find(tool.path("missing.toml") + ": cannot read file"),
+    EXPECT_NE(tool.stderrText.find(tool.path("missing.toml") + ": cannot open the file"),
               std::string::npos)
         << tool.stderrText;
     EXPECT_EQ(tool.run({"simulate", tool.path("nodevice.toml"), tool.path("missing.toml")}),
               kExitInputError);
-    EXPECT_NE(tool.stderrText.find(tool.path("nodevice.toml") + ": cannot read file"),
+    EXPECT_NE(tool.stderrText.find(tool.path("nodevice.toml") + ": cannot open the file"),
               std::string::npos)
         << tool.stderrText;
 }
