@@ -146,27 +146,33 @@ std::string lowercase(std::string_view text) {
     return out;
 }
 
-size_t longestRuleName() {
-    size_t longest = 0;
-    for (const TableRule& rule : tableRules())
-        longest = std::max(longest, std::string_view(rule.name).size());
-    return longest;
+// The known table names in lower case, for suggestions.
+const std::vector<std::string>& lowercaseRuleNames() {
+    static const std::vector<std::string> kNames = [] {
+        std::vector<std::string> names;
+        for (const TableRule& rule : tableRules()) names.push_back(lowercase(rule.name));
+        return names;
+    }();
+    return kNames;
 }
 
 // The known table name closest to `name`, or null when none is close.
 const TableRule* suggestTable(std::string_view name) {
-    if (name.size() > longestRuleName() + kMaxSuggestionDistance) return nullptr;
+    const std::vector<std::string>& known = lowercaseRuleNames();
+    size_t longest = 0;
+    for (const std::string& rule : known) longest = std::max(longest, rule.size());
+    if (name.size() > longest + kMaxSuggestionDistance) return nullptr;
     const std::string lower = lowercase(name);
     const TableRule* best = nullptr;
-    size_t bestDistance = 0;
-    for (const TableRule& rule : tableRules()) {
-        const size_t distance = editDistance(lower, lowercase(rule.name));
-        if (best == nullptr || distance < bestDistance) {
-            best = &rule;
+    size_t bestDistance = kMaxSuggestionDistance + 1;
+    for (size_t i = 0; i < known.size(); ++i) {
+        const size_t distance = boundedEditDistance(lower, known[i], kMaxSuggestionDistance);
+        if (distance < bestDistance) {
+            best = &tableRules()[i];
             bestDistance = distance;
         }
     }
-    return bestDistance <= kMaxSuggestionDistance ? best : nullptr;
+    return best;
 }
 
 // How strongly a row's value in an ordered column covers inputs: an earlier row accepts every
