@@ -9,7 +9,7 @@ packages=(
   clang lld libc++-14-dev libc++abi-14-dev libclang-rt-14-dev
   g++
   android-liblog-dev googletest libtomlplusplus-dev libbenchmark-dev
-  valgrind qemu-user
+  valgrind qemu-user time
   # The aarch64 leg: the arm64 C library, GCC's start files and libgcc, and the Android log
   # library, installed next to the host's (multiarch). The arm64 libc++ cannot be, so
   # scripts/aarch64-sysroot.sh unpacks it into the build tree instead.
