@@ -92,6 +92,12 @@ int lintCommand(const std::vector<std::string>& args, std::ostream& out, std::os
     }
     std::optional<DeviceProfile> device;
     if (options.device) {
+        if (inputKindOf(*options.device) == InputKind::Session) {
+            err << "custpolicy: " << *options.device
+                << " is a session ([app], [[stream]]): --device takes a device profile\n"
+                << kLintHelp;
+            return kExitFindings;
+        }
         Diagnostics diagnostics;
         device = loadDeviceProfile(*options.device, diagnostics);
         if (!diagnostics.empty()) {

@@ -159,9 +159,6 @@ Diagnostics configLoadDiagnostics(const DeviceProfile& profile,
     return diagnostics;
 }
 
-// What a TOML file holds, judged by the keys that only a profile or only a session has.
-enum class InputKind { Device, Session, Unknown };
-
 InputKind inputKindOf(const std::string& path) {
     Diagnostics ignored;  // a file that cannot be read is reported when it is read for real
     const auto document = parseTomlFile(path, ignored);

@@ -108,6 +108,11 @@ DeviceProfile loadDeviceProfile(const std::string& path, Diagnostics& diagnostic
 // be read at all is reported at the profile's `config =` line, which named it.
 Diagnostics configLoadDiagnostics(const DeviceProfile& profile, const hostconfig::LoadResult& load);
 
+// What a TOML file holds, judged by the keys that only a profile ([[sensor]]) or only a session
+// ([app], [[stream]]) has; Unknown for anything else, including files that cannot be read.
+enum class InputKind { Device, Session, Unknown };
+InputKind inputKindOf(const std::string& path);
+
 // When a session was given where the device profile goes, or a device profile where a session
 // goes, one line that says so; nullopt otherwise (including files that cannot be read or parsed,
 // which their real reading reports).
