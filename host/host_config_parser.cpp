@@ -71,8 +71,9 @@ public:
     bool next(const char*& begin, const char*& end) {
         if (mNext >= mEnd) return false;
         begin = mNext;
-        if (mLineFeed < mNext) mLineFeed = findChar(mNext, mEnd, kLineFeed);
-        if (mCarriageReturn < mNext) mCarriageReturn = findChar(mNext, mEnd, kCarriageReturn);
+        if (mLineFeed == nullptr || mLineFeed < mNext) mLineFeed = findChar(mNext, mEnd, kLineFeed);
+        if (mCarriageReturn == nullptr || mCarriageReturn < mNext)
+            mCarriageReturn = findChar(mNext, mEnd, kCarriageReturn);
         end = std::min(mLineFeed, mCarriageReturn);
         const bool crLf = end == mCarriageReturn && end + 1 < mEnd && end[1] == kLineFeed;
         mNext = end < mEnd ? end + (crLf ? 2 : 1) : mEnd;
@@ -82,8 +83,9 @@ public:
 private:
     const char* mNext;
     const char* mEnd;
-    // The next line feed and carriage return at or after mNext (mEnd when none), searched again
-    // only once passed, so that a file with only one kind of line end is still read in one pass.
+    // The next line feed and carriage return at or after mNext (mEnd when none; null before the
+    // first search), searched again only once passed, so that a file with only one kind of line
+    // end is still read in one pass.
     const char* mLineFeed = nullptr;
     const char* mCarriageReturn = nullptr;
 };
