@@ -1,6 +1,8 @@
 #include "host_config_parser.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -527,18 +529,26 @@ struct FileCloser {
 
 bool readSourceFile(const std::string& path, std::string& text, std::string& message,
                     size_t maxBytes) {
-    const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rb"));
-    if (file == nullptr) {
+    // Opened without blocking, so that a pipe with no writer is refused instead of waited on.
+    const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) {
         message = systemError("cannot open the file");
         return false;
     }
     struct stat status {};
-    if (fstat(fileno(file.get()), &status) != 0) {
+    if (fstat(descriptor, &status) != 0) {
         message = systemError("cannot read the file");
+        close(descriptor);
         return false;
     }
     message = nonRegularFileError(status);
-    if (!message.empty()) return false;
+    const std::unique_ptr<std::FILE, FileCloser> file(message.empty() ? fdopen(descriptor, "rb")
+                                                                      : nullptr);
+    if (file == nullptr) {
+        if (message.empty()) message = systemError("cannot read the file");
+        close(descriptor);
+        return false;
+    }
     const auto size = static_cast<uint64_t>(status.st_size);
     if (size > maxBytes) {
         message = sizeLimitError(maxBytes);

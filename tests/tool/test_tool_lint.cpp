@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <string>
 
@@ -149,16 +150,23 @@ TEST(ToolLint, HostileFilesGetAClearAnswer) {
          "t.config:1: error: [" + std::string(80, 'N') + "...]: unknown table: no policy reads it"},
         {"a directory", "", "/", 2, "/: is a directory, not a configuration file"},
         {"a device file", "", "/dev/zero", 2, "/dev/zero: is not a regular file"},
+        {"a pipe without a writer is refused, not waited on", "", "fifo", 2,
+         "t.fifo: is not a regular file"},
         {"a missing file", "", "/nonexistent.config", 2,
          "/nonexistent.config: cannot open the file: No such file or directory"},
     };
     for (const HostileCase& c : kCases) {
         SCOPED_TRACE(c.why);
         ToolRun tool;
-        const std::string path = c.path != nullptr ? c.path : tool.write("t.config", c.content);
+        std::string path = c.path != nullptr ? c.path : tool.write("t.config", c.content);
+        if (path == "fifo") {  // written first, so that the scratch directory removes it
+            path = tool.write("t.fifo", "");
+            ASSERT_EQ(unlink(path.c_str()), 0);
+            ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+        }
         EXPECT_EQ(tool.run({"lint", path}), c.exitCode);
         const std::string all = "\n" + tool.stdoutText + tool.stderrText;
-        const std::string expected = c.path != nullptr ? c.expected : tool.path(c.expected);
+        const std::string expected = c.expected[0] == '/' ? c.expected : tool.path(c.expected);
         EXPECT_NE(all.find("\n" + expected), std::string::npos) << all;
     }
 }
