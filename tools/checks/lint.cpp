@@ -234,8 +234,9 @@ public:
         return it != mSteps.end() && it->second.c >= point.c ? it->second.row : nullptr;
     }
 
-    // Adds a row that no kept row covers, dropping the kept rows it covers.
+    // Adds a row unless a kept row covers it, dropping the kept rows it covers.
     void insert(const CoverPoint& point, const Row* row) {
+        if (coverOf(point) != nullptr) return;
         auto it = mSteps.upper_bound(point.b);
         while (it != mSteps.begin()) {
             const auto before = std::prev(it);
@@ -253,21 +254,73 @@ private:
     std::map<int64_t, Step> mSteps;
 };
 
+// The earlier rows of one bucket: a Fenwick tree over the bucket's distinct strengths `a`, in
+// descending order, whose nodes are staircases over (b, c). The rows at or above a strength are
+// then the union of a logarithm of nodes, each answering "does a kept row reach (b, c)" in a
+// logarithm, whatever the number of distinct strengths.
+class Bucket {
+public:
+    void addStrength(int64_t a) { mStrengths.push_back(a); }
+
+    // Called once every strength is added, before the first query.
+    void seal() {
+        std::sort(mStrengths.begin(), mStrengths.end());
+        mStrengths.erase(std::unique(mStrengths.begin(), mStrengths.end()), mStrengths.end());
+        mNodes.resize(mStrengths.size() + 1);
+    }
+
+    // The earliest row found among the nodes that cover `point`, or null.
+    const Row* coverOf(const CoverPoint& point) const {
+        const Row* cover = nullptr;
+        for (size_t node = rankOf(point.a); node > 0; node -= node & (~node + 1)) {
+            const Row* candidate = mNodes[node].coverOf(point);
+            if (candidate != nullptr && (cover == nullptr || candidate->index < cover->index))
+                cover = candidate;
+        }
+        return cover;
+    }
+
+    void insert(const CoverPoint& point, const Row* row) {
+        for (size_t node = rankOf(point.a); node < mNodes.size(); node += node & (~node + 1))
+            mNodes[node].insert(point, row);
+    }
+
+private:
+    // The 1-based position of strength `a` counted from the largest: the rows at or above `a` are
+    // positions 1 .. rankOf(a). A strength not in the bucket (a query's) counts the ones above it.
+    size_t rankOf(int64_t a) const {
+        const auto at = std::lower_bound(mStrengths.begin(), mStrengths.end(), a);
+        return mStrengths.size() - static_cast<size_t>(at - mStrengths.begin());
+    }
+
+    std::vector<int64_t> mStrengths;  // ascending, distinct
+    std::vector<Staircase> mNodes;    // 1-based Fenwick nodes
+};
+
 // Finds, for each row of a group in read order, an earlier row that matches every input it
 // matches. Earlier rows are indexed by their matched columns: a later row can only be covered by
 // rows whose matched columns equal its own or are wildcards, so it probes one bucket per pattern
-// of wildcards seen so far (a handful in a real table). Within a bucket the rows are kept per
-// aspect-ratio floor as staircases over the other two ordered columns, so a probe costs a
-// logarithm per distinct floor, and a table of a million rows lints in seconds.
+// of wildcards seen so far (a handful in a real table). Within a bucket the rows are kept in a
+// Fenwick tree over one ordered column (the one with the fewest distinct values) whose nodes are
+// staircases over the other two, so a probe costs a squared logarithm even when every row has a
+// floor and a ceiling of its own, and a table of a million rows lints in seconds.
 class ShadowIndex {
 public:
-    explicit ShadowIndex(const TableRule& rule) : mRule(&rule) {
+    ShadowIndex(const TableRule& rule, const std::vector<Row>& rows) : mRule(&rule) {
         for (size_t c = 0; c < rule.columns.size(); ++c) {
             if (rule.columns[c] == Column::Equal && mEqual.size() < kMaxEqualColumns)
                 mEqual.push_back(c);
             if (isOrdered(rule.columns[c]) && mOrdered.size() < kMaxOrderedColumns)
                 mOrdered.push_back(c);
         }
+        putFewestValuesFirst(rows);
+        // Every row's bucket and strength are known before the first probe.
+        const auto width = static_cast<int32_t>(rule.columns.size());
+        for (const Row& row : rows) {
+            if (row.entry->width == width)
+                mBuckets[keyOf(row, wildcardMask(row))].addStrength(pointOf(row).a);
+        }
+        for (auto& [key, bucket] : mBuckets) bucket.seal();
     }
 
     // An earlier row found to cover `row` (the earliest of the candidates), or null; `row` is
@@ -280,17 +333,40 @@ public:
             if ((mask & wildcards) != wildcards) continue;
             const auto bucket = mBuckets.find(keyOf(row, mask));
             if (bucket == mBuckets.end()) continue;
-            for (auto it = bucket->second.lower_bound(point.a); it != bucket->second.end(); ++it) {
-                const Row* candidate = it->second.coverOf(point);
-                if (candidate != nullptr && (cover == nullptr || candidate->index < cover->index))
-                    cover = candidate;
-            }
+            const Row* candidate = bucket->second.coverOf(point);
+            if (candidate != nullptr && (cover == nullptr || candidate->index < cover->index))
+                cover = candidate;
         }
         if (cover == nullptr) insert(row, point, wildcards);
         return cover;
     }
 
 private:
+    // A probe visits one staircase per distinct strength `a` at or above its own, so `a` is the
+    // ordered column with the fewest distinct values in the group (in a real table the aspect-ratio
+    // floor: a few ratios, against thousands of widths).
+    void putFewestValuesFirst(const std::vector<Row>& rows) {
+        if (mOrdered.size() < kMaxOrderedColumns) return;
+        size_t fewest = 0;
+        size_t fewestCount = 0;
+        for (size_t i = 0; i < mOrdered.size(); ++i) {
+            std::vector<int32_t> values;
+            values.reserve(rows.size());
+            for (const Row& row : rows) {
+                if (row.entry->width > static_cast<int32_t>(mOrdered[i]))
+                    values.push_back(row.values[mOrdered[i]]);
+            }
+            std::sort(values.begin(), values.end());
+            const auto count =
+                static_cast<size_t>(std::unique(values.begin(), values.end()) - values.begin());
+            if (i == 0 || count < fewestCount) {
+                fewest = i;
+                fewestCount = count;
+            }
+        }
+        std::swap(mOrdered[0], mOrdered[fewest]);
+    }
+
     CoverPoint pointOf(const Row& row) const {
         std::array<int64_t, kMaxOrderedColumns> strength{};
         // Right-aligned: the last ordered column is always c, the one before it b.
@@ -320,14 +396,14 @@ private:
     void insert(const Row& row, const CoverPoint& point, uint32_t wildcards) {
         if (std::find(mMasks.begin(), mMasks.end(), wildcards) == mMasks.end())
             mMasks.push_back(wildcards);
-        mBuckets[keyOf(row, wildcards)][point.a].insert(point, &row);
+        mBuckets[keyOf(row, wildcards)].insert(point, &row);
     }
 
     const TableRule* mRule;
     std::vector<size_t> mEqual;
     std::vector<size_t> mOrdered;
     std::vector<uint32_t> mMasks;
-    std::unordered_map<EqualKey, std::map<int64_t, Staircase>, EqualKeyHash> mBuckets;
+    std::unordered_map<EqualKey, Bucket, EqualKeyHash> mBuckets;
 };
 
 class Linter {
@@ -478,7 +554,7 @@ private:
                     scope + " is ignored");
             return;
         }
-        ShadowIndex shadows(rule);
+        ShadowIndex shadows(rule, rows);
         for (const Row& row : rows) {
             if (row.entry->width != width) {
                 add(Severity::Error, lineOf(*row.entry), where + shownName(row),
