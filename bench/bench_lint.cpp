@@ -40,6 +40,18 @@ std::string thirdPartyTable(int64_t rows) {
     return text;
 }
 
+// The hardest shape for the shadowed-row index: `rows` rows of one bucket, each with an
+// aspect-ratio floor, a width floor and a size ceiling of its own, none covering another (each
+// accepts fewer ratios than the rows before it, but more widths).
+std::string antichainTable(int64_t rows) {
+    std::string text = "[ThirdCamSensorSettingMap]\n";
+    for (int64_t i = 0; i < rows; ++i) {
+        text += "AllCamApp[" + std::to_string(i) + "] = 0, 0, 0, " + std::to_string(i) + ", " +
+                std::to_string(rows - i) + ", " + std::to_string(2 * rows + i) + ", 0, 1\n";
+    }
+    return text;
+}
+
 // `tables` tables of one row each, every one of them unknown (a misspelt name).
 std::string manyTables(int64_t tables) {
     std::string text;
@@ -76,6 +88,12 @@ BENCHMARK(BM_LintRows)
     ->Arg(1'000'000)
     ->Unit(benchmark::kMillisecond)
     ->Iterations(1);
+
+void BM_LintRowsOfTheirOwn(benchmark::State& state) {
+    const std::string text = antichainTable(state.range(0));
+    lintText(state, text, state.range(0));
+}
+BENCHMARK(BM_LintRowsOfTheirOwn)->Arg(100'000)->Unit(benchmark::kMillisecond)->Iterations(1);
 
 void BM_LintTables(benchmark::State& state) {
     const std::string text = manyTables(state.range(0));
