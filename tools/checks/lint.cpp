@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "edit_distance.h"
 #include "host_config_parser.h"
@@ -348,20 +349,18 @@ private:
     void putFewestValuesFirst(const std::vector<Row>& rows) {
         if (mOrdered.size() < kMaxOrderedColumns) return;
         size_t fewest = 0;
-        size_t fewestCount = 0;
+        size_t fewestCount = std::numeric_limits<size_t>::max();
         for (size_t i = 0; i < mOrdered.size(); ++i) {
-            std::vector<int32_t> values;
-            values.reserve(rows.size());
+            // Counting stops once a column has more values than the fewest so far.
+            std::unordered_set<int32_t> values;
             for (const Row& row : rows) {
-                if (row.entry->width > static_cast<int32_t>(mOrdered[i]))
-                    values.push_back(row.values[mOrdered[i]]);
+                if (row.entry->width <= static_cast<int32_t>(mOrdered[i])) continue;
+                values.insert(row.values[mOrdered[i]]);
+                if (values.size() >= fewestCount) break;
             }
-            std::sort(values.begin(), values.end());
-            const auto count =
-                static_cast<size_t>(std::unique(values.begin(), values.end()) - values.begin());
-            if (i == 0 || count < fewestCount) {
+            if (values.size() < fewestCount) {
                 fewest = i;
-                fewestCount = count;
+                fewestCount = values.size();
             }
         }
         std::swap(mOrdered[0], mOrdered[fewest]);
