@@ -90,7 +90,8 @@ void loadEnvironmentOnFirstUse(Store& s) {
     const char* path = std::getenv(kConfigEnvVar);
     if (path == nullptr || *path == '\0') return;
     const LoadResult result = loadFileLocked(path);
-    if (!result.ok) std::fprintf(stderr, "%s: %s\n", kConfigEnvVar, result.error().c_str());
+    for (const std::string& line : result.errors())
+        std::fprintf(stderr, "%s: %s\n", kConfigEnvVar, line.c_str());
 }
 
 // Every entry point holds the lock for its whole call; the first one also loads the file that the
