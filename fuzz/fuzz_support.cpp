@@ -41,9 +41,13 @@ std::string entryName(const std::string& locale, const std::string& key) {
 }
 
 // Replaces the characters that a name of this kind cannot hold in the text format.
+// Names stay on their line (no line end) and keep the text UTF-8 (bytes past ASCII would make
+// the whole file refused as not text).
 std::string sanitized(std::string name, const char* forbidden, const char* fallback) {
     for (char& c : name) {
-        if (c == '\n' || c == '\0' || std::strchr(forbidden, c) != nullptr) c = '_';
+        const bool lineEnd = c == '\n' || c == '\r';
+        const bool notAscii = static_cast<unsigned char>(c) >= 0x80;
+        if (lineEnd || notAscii || c == '\0' || std::strchr(forbidden, c) != nullptr) c = '_';
     }
     return name.empty() ? std::string(fallback) : name;
 }

@@ -98,18 +98,83 @@ std::optional<std::string> takeQuotedName(std::string_view& s) {
     return name;
 }
 
+// Lines end at "\r\n", "\n" or a lone "\r".
+std::vector<std::string_view> splitLines(std::string_view text) {
+    std::vector<std::string_view> lines;
+    size_t start = 0;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '\n' && text[i] != '\r') continue;
+        lines.push_back(text.substr(start, i - start));
+        if (text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n') ++i;
+        start = i + 1;
+    }
+    if (start < text.size()) lines.push_back(text.substr(start));
+    return lines;
+}
+
+// True when `s` is UTF-8 text without NUL: decoded code point by code point.
+bool isUtf8Text(std::string_view s) {
+    size_t i = 0;
+    while (i < s.size()) {
+        const auto lead = static_cast<unsigned char>(s[i]);
+        if (lead == 0) return false;
+        size_t extra = 0;
+        uint32_t code = lead;
+        if (lead >= 0x80) {
+            if ((lead & 0xE0) == 0xC0) {
+                extra = 1;
+                code = lead & 0x1Fu;
+            } else if ((lead & 0xF0) == 0xE0) {
+                extra = 2;
+                code = lead & 0x0Fu;
+            } else if ((lead & 0xF8) == 0xF0) {
+                extra = 3;
+                code = lead & 0x07u;
+            } else {
+                return false;
+            }
+        }
+        if (i + extra >= s.size()) return false;
+        for (size_t k = 1; k <= extra; ++k) {
+            const auto next = static_cast<unsigned char>(s[i + k]);
+            if ((next & 0xC0) != 0x80) return false;
+            code = (code << 6) | (next & 0x3Fu);
+        }
+        const uint32_t smallest[] = {0, 0x80, 0x800, 0x10000};
+        if (code < smallest[extra] || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF))
+            return false;
+        i += extra + 1;
+    }
+    return true;
+}
+
+// The index of the first line that is not UTF-8 text, when the whole text is not; a UTF-16 file
+// (its byte-order mark) is refused on its first line.
+std::optional<size_t> notTextLine(const std::vector<std::string_view>& lines,
+                                  std::string_view whole) {
+    if (whole.substr(0, 2) == "\xFF\xFE" || whole.substr(0, 2) == "\xFE\xFF") return 0;
+    for (size_t i = 0; i < lines.size(); ++i) {
+        if (!isUtf8Text(lines[i])) return i;
+    }
+    return std::nullopt;
+}
+
 class ReferenceParser {
 public:
     ReferenceConfig run(std::string_view text) {
+        mWhole = text;
         if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
             text.remove_prefix(kByteOrderMark.size());
         }
+        std::vector<std::string_view> lines = splitLines(text);
+        if (const std::optional<size_t> bad = notTextLine(lines, mWhole)) {
+            mConfig.ok = false;
+            mConfig.errorLine = static_cast<int32_t>(*bad) + 1;
+            return mConfig;
+        }
         int32_t lineNumber = 0;
-        while (!text.empty()) {
+        for (const std::string_view line : lines) {
             ++lineNumber;
-            const size_t end = text.find('\n');
-            const std::string_view line = text.substr(0, end);
-            text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
             if (!parseLine(line)) {
                 mConfig.ok = false;
                 mConfig.errorLine = lineNumber;
@@ -172,6 +237,7 @@ private:
 
     ReferenceConfig mConfig;
     std::optional<std::string> mTable;
+    std::string_view mWhole;
 };
 
 }  // namespace

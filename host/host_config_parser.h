@@ -18,7 +18,8 @@ namespace hostconfig::detail {
 struct Entry {
     size_t offset = 0;
     int32_t width = 0;
-    int32_t line = 0;  // where it was defined, for duplicate reports
+    int32_t line = 0;     // where it was defined, for duplicate reports
+    size_t valuesAt = 0;  // offset in Config::text of the values as written, for reports
 };
 
 // The entries of one locale, by key. The locale's key count is keys.size().
@@ -34,6 +35,7 @@ struct LocaleGroup {
 struct Table {
     std::unordered_map<std::string_view, LocaleGroup> locales;
     int32_t entryCount = 0;  // over every locale
+    int32_t line = 0;        // of its first section header
 };
 
 // A whole configuration. Every name is a view into `text` or into `unescapedNames`, so a Config
@@ -50,6 +52,25 @@ struct Config {
     std::vector<int32_t> values;
     std::unordered_map<std::string_view, Table> tables;
 };
+
+// Sources larger than this are refused: the bound keeps every line number, count and width within
+// the 32 bits that the store functions answer in.
+constexpr size_t kMaxSourceBytes = size_t{1} << 30;
+
+// Reads a whole configuration file into `text`. False with a message (no position) when it cannot:
+// it does not exist, is not a regular file (a directory, a device such as /dev/zero, a pipe), is
+// larger than kMaxSourceBytes, or a read fails. Never reads more than the bound.
+// Callers with a smaller bound pass it as maxBytes.
+bool readSourceFile(const std::string& path, std::string& text, std::string& message,
+                    size_t maxBytes = kMaxSourceBytes);
+
+// A name as it may be shown on a terminal: control characters and bytes that are not printable
+// ASCII or UTF-8 written as \xNN, and a name longer than kMaxShownNameBytes cut with "...".
+constexpr size_t kMaxShownNameBytes = 80;
+std::string printableName(std::string_view name);
+
+// The values of an entry as the file wrote them ("0x8001", "-1"), one per integer.
+std::vector<std::string_view> writtenValues(const Config& config, const Entry& entry);
 
 // A full entry name split into its locale and key: the key is what lies between the last '[' and
 // the final ']'. False when the name does not end in "[key]".

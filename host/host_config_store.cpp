@@ -20,11 +20,6 @@ using detail::Entry;
 using detail::LocaleGroup;
 using detail::Table;
 
-// Larger sources are refused: the bound keeps every line number, count and width within the
-// 32 bits that the store functions answer in.
-constexpr size_t kMaxSourceBytes = size_t{1} << 30;
-constexpr size_t kReadChunkBytes = size_t{1} << 16;
-
 // The table and the locale group of the last successful lookup. A scan names the same table and
 // locale for every row, so a string comparison against the last names replaces two hash
 // look-ups. The names are views of the configuration's own keys, so the cache never allocates;
@@ -54,32 +49,9 @@ Store& store() {
 LoadResult wholeSourceError(std::string_view source, std::string message) {
     LoadResult result;
     result.source = std::string(source);
-    result.message = std::move(message);
+    result.message = message;
+    result.problems.push_back({0, 0, std::move(message)});
     return result;
-}
-
-std::string systemError(const char* what) {
-    return std::string(what) + ": " + std::strerror(errno);
-}
-
-// Reads the whole file into `text`; false with a message when it cannot.
-bool readWholeFile(const std::string& path, std::string& text, std::string& message) {
-    std::FILE* file = std::fopen(path.c_str(), "rb");
-    if (file == nullptr) {
-        message = systemError("cannot open the file");
-        return false;
-    }
-    std::unique_ptr<char[]> chunk(new char[kReadChunkBytes]);
-    size_t got = 0;
-    while ((got = std::fread(chunk.get(), 1, kReadChunkBytes, file)) > 0) {
-        text.append(chunk.get(), got);
-        if (text.size() > kMaxSourceBytes) break;
-    }
-    const bool failed = std::ferror(file) != 0;
-    if (failed) message = systemError("cannot read the file");
-    std::fclose(file);
-    if (!failed && text.size() > kMaxSourceBytes) message = "the file is larger than 1 GiB";
-    return message.empty();
 }
 
 // Parses `config` and, only when it is whole, puts it in force in place of the one before.
@@ -96,12 +68,14 @@ LoadResult loadFileLocked(const std::string& path) {
     config->source = path;
     config->fromFile = true;
     std::string message;
-    if (!readWholeFile(path, config->text, message)) return wholeSourceError(path, message);
+    if (!detail::readSourceFile(path, config->text, message)) {
+        return wholeSourceError(path, message);
+    }
     return install(std::move(config));
 }
 
 LoadResult loadTextLocked(std::string_view text, std::string_view sourceName) {
-    if (text.size() > kMaxSourceBytes) {
+    if (text.size() > detail::kMaxSourceBytes) {
         return wholeSourceError(sourceName, "the text is larger than 1 GiB");
     }
     auto config = std::make_unique<Config>();
@@ -116,7 +90,8 @@ void loadEnvironmentOnFirstUse(Store& s) {
     const char* path = std::getenv(kConfigEnvVar);
     if (path == nullptr || *path == '\0') return;
     const LoadResult result = loadFileLocked(path);
-    if (!result.ok) std::fprintf(stderr, "%s: %s\n", kConfigEnvVar, result.error().c_str());
+    for (const std::string& line : result.errors())
+        std::fprintf(stderr, "%s: %s\n", kConfigEnvVar, line.c_str());
 }
 
 // Every entry point holds the lock for its whole call; the first one also loads the file that the
@@ -245,10 +220,33 @@ int32_t readRow(Store& s, const char* tableName, const char* locale, const char*
 
 }  // namespace
 
-std::string LoadResult::error() const {
-    if (ok) return {};
+namespace {
+
+std::string renderProblem(const std::string& source, int32_t line, int32_t column,
+                          const std::string& message) {
     if (line == 0) return source + ": " + message;
     return source + ":" + std::to_string(line) + ":" + std::to_string(column) + ": " + message;
+}
+
+}  // namespace
+
+std::string LoadResult::error() const {
+    if (ok) return {};
+    return renderProblem(source, line, column, message);
+}
+
+std::vector<std::string> LoadResult::errors() const {
+    std::vector<std::string> lines;
+    if (ok) return lines;
+    for (const LoadProblem& problem : problems) {
+        lines.push_back(renderProblem(source, problem.line, problem.column, problem.message));
+    }
+    if (lines.empty()) lines.push_back(error());
+    if (unlistedProblems > 0) {
+        lines.push_back(source + ": " + std::to_string(unlistedProblems) + " more problem" +
+                        (unlistedProblems == 1 ? "" : "s") + " not listed");
+    }
+    return lines;
 }
 
 LoadResult loadFile(const std::string& path) {

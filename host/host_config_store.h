@@ -28,7 +28,19 @@ constexpr int32_t kStatusNullArgument = -1;  // a null table name, locale, key o
 constexpr int32_t kStatusNoEntry = -2;       // no such table, or no such entry in it
 constexpr int32_t kStatusWrongCount = -3;    // the count wanted is not the entry's width
 
+// At most this many problems of one source are listed; the rest are only counted.
+constexpr int32_t kMaxListedProblems = 20;
+
+// One problem of a refused source.
+struct LoadProblem {
+    int32_t line = 0;    // 1-based; 0 when the problem concerns the source as a whole
+    int32_t column = 0;  // 1-based byte column within the line; 0 with line 0
+    std::string message;
+};
+
 // The outcome of a load. A refused load changes nothing: the tables loaded before stay in force.
+// A source is parsed to its end, so a refusal lists every problem (up to kMaxListedProblems);
+// line, column and message repeat the first of them.
 struct LoadResult {
     bool ok = false;
     std::string source;      // the file path, or the name given to loadText
@@ -37,11 +49,15 @@ struct LoadResult {
     std::string message;     // what was wrong, or what was expected there
     int32_t tableCount = 0;  // on success: tables and entries now in force
     int32_t entryCount = 0;
+    std::vector<LoadProblem> problems;  // every problem listed, in source order
+    int32_t unlistedProblems = 0;       // problems past kMaxListedProblems
 
     explicit operator bool() const { return ok; }
-    // "source:line:column: message", or "source: message" for errors without a position; empty
-    // on success.
+    // "source:line:column: message", or "source: message" for errors without a position, for the
+    // first problem; empty on success.
     std::string error() const;
+    // One such line per listed problem, then "source: N more problems" when some were unlisted.
+    std::vector<std::string> errors() const;
 };
 
 // Replaces every table with those of the file. The file is read and parsed whole before anything

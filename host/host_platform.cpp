@@ -1,9 +1,9 @@
 #include "host_platform.h"
 
+#include <android/log.h>
+
 #include <cstdio>
 #include <cstring>
-
-#include <android/log.h>
 
 #include "platform/PolicyTypes.h"
 #include "platform/SensorServices.h"
@@ -41,7 +41,8 @@ T copyRecord(const void* p) {
 // Copies what the records behind a request point to, while they are still alive.
 void decodeRequest(const CustTransMsgData* request, FeatureChipCall& call) {
     if (request->pData == nullptr) return;
-    if (request->msgId == kMsgIdSensorSetting && request->dataSize >= sizeof(CustSettingEvalRequest)) {
+    if (request->msgId == kMsgIdSensorSetting &&
+        request->dataSize >= sizeof(CustSettingEvalRequest)) {
         CustSettingEvalRequest payload;
         std::memcpy(&payload, request->pData, sizeof(payload));
         call.settingRequest = payload;
@@ -69,7 +70,8 @@ void captureAndroidLog(const struct __android_logger_data* data, const char* mes
     record.priorityOrLevel = data->priority;
     record.tag = data->tag != nullptr ? data->tag : "";
     record.text = message != nullptr ? message : "";
-    if (state().echoAndroidLog) std::fprintf(stderr, "%s: %s\n", record.tag.c_str(), record.text.c_str());
+    if (state().echoAndroidLog)
+        std::fprintf(stderr, "%s: %s\n", record.tag.c_str(), record.text.c_str());
     state().recorded.androidLog.push_back(std::move(record));
 }
 
@@ -131,7 +133,8 @@ uint32_t ULogger::sNormalDetailsMask = 0;
 uint32_t ULogger::sMode = 0;
 ULogger* ULogger::sULogger = nullptr;
 
-void ULogger::print(uint32_t moduleId, const char* tag, int32_t level, const char* text, int32_t length) {
+void ULogger::print(uint32_t moduleId, const char* tag, int32_t level, const char* text,
+                    int32_t length) {
     LogRecord record;
     record.priorityOrLevel = level;
     record.tag = tag != nullptr ? tag : "";
@@ -160,11 +163,13 @@ uint32_t IHalSensorList::querySensorDevIdx(int32_t sensorIdx) const {
 namespace utility {
 
 std::shared_ptr<ICamsysSensorInfoHelper> ICamsysSensorInfoHelper::getInstance() {
-    static std::shared_ptr<ICamsysSensorInfoHelper> sHelper = std::make_shared<ICamsysSensorInfoHelper>();
+    static std::shared_ptr<ICamsysSensorInfoHelper> sHelper =
+        std::make_shared<ICamsysSensorInfoHelper>();
     return sHelper;
 }
 
-bool ICamsysSensorInfoHelper::getSensorFps(int32_t sensorIdx, int32_t scenarioId, uint32_t& fps) const {
+bool ICamsysSensorInfoHelper::getSensorFps(int32_t sensorIdx, int32_t scenarioId,
+                                           uint32_t& fps) const {
     state().recorded.sensorInfo.push_back({SensorInfoQuery::Fps, sensorIdx, scenarioId});
     const SensorMode* mode = findMode(sensorIdx, scenarioId);
     if (mode == nullptr || mode->fpsFails) return false;
@@ -172,7 +177,8 @@ bool ICamsysSensorInfoHelper::getSensorFps(int32_t sensorIdx, int32_t scenarioId
     return true;
 }
 
-bool ICamsysSensorInfoHelper::getSensorSize(int32_t sensorIdx, int32_t scenarioId, MSize& size) const {
+bool ICamsysSensorInfoHelper::getSensorSize(int32_t sensorIdx, int32_t scenarioId,
+                                            MSize& size) const {
     state().recorded.sensorInfo.push_back({SensorInfoQuery::Size, sensorIdx, scenarioId});
     const SensorMode* mode = findMode(sensorIdx, scenarioId);
     if (mode == nullptr || mode->sizeFails) return false;
@@ -211,42 +217,47 @@ bool ICustFeatureCapability::isPolicyCustSettingSupport(int32_t sensorIdx) {
     return sensor(sensorIdx).newSettingPolicy;
 }
 
-bool ICustFeatureCapability::isCustRrzoSupport(int32_t sensorIdx) { return sensor(sensorIdx).newRrzoPolicy; }
+bool ICustFeatureCapability::isCustRrzoSupport(int32_t sensorIdx) {
+    return sensor(sensorIdx).newRrzoPolicy;
+}
 
 bool ICustFeatureCapability::isPrivateSelectSensorMode(int32_t sensorIdx) {
     return sensor(sensorIdx).privateSelectSensorMode;
 }
 
-void ICustFeatureCapability::getMaxStreamSize(int32_t sensorIdx, int32_t maxYuvWidth, int32_t maxYuvHeight,
-                                              int32_t& width, int32_t& height, float floatParam0,
-                                              float floatParam1, int32_t maxFps, int32_t pixelArrayWidth,
-                                              int32_t pixelArrayHeight, bool configExtraPresent) {
-    MaxStreamSizeCall call{sensorIdx,   maxYuvWidth, maxYuvHeight,    width,           height,
-                           floatParam0, floatParam1, maxFps,          pixelArrayWidth, pixelArrayHeight,
-                           configExtraPresent};
+void ICustFeatureCapability::getMaxStreamSize(int32_t sensorIdx, int32_t maxYuvWidth,
+                                              int32_t maxYuvHeight, int32_t& width, int32_t& height,
+                                              float floatParam0, float floatParam1, int32_t maxFps,
+                                              int32_t pixelArrayWidth, int32_t pixelArrayHeight,
+                                              bool configExtraPresent) {
+    MaxStreamSizeCall call{sensorIdx,       maxYuvWidth,      maxYuvHeight,      width,
+                           height,          floatParam0,      floatParam1,       maxFps,
+                           pixelArrayWidth, pixelArrayHeight, configExtraPresent};
     state().recorded.maxStreamSize.push_back(call);
     if (state().maxStreamSize) state().maxStreamSize(call, width, height);
 }
 
 void ICustFeatureCapability::getCustSensorSettingInfo(int32_t sensorIdx, uint32_t operationMode,
-                                                      int32_t maxStreamWidth, int32_t maxStreamHeight,
-                                                      int32_t& info) {
+                                                      int32_t maxStreamWidth,
+                                                      int32_t maxStreamHeight, int32_t& info) {
     state().recorded.custSensorSettingInfo.push_back(
         {sensorIdx, operationMode, maxStreamWidth, maxStreamHeight, info});
     const SensorFacts& facts = sensor(sensorIdx);
     if (facts.custSensorSettingInfo) info = *facts.custSensorSettingInfo;
 }
 
-void ICustFeatureCapability::getAaaAecDefaultVhdrInfo(int32_t sensorIdx, qovix_aaa_ae_vhdr_info& info) {
+void ICustFeatureCapability::getAaaAecDefaultVhdrInfo(int32_t sensorIdx,
+                                                      qovix_aaa_ae_vhdr_info& info) {
     info = sensor(sensorIdx).defaultVhdrInfo;
 }
 
-int32_t ICustFeatureCapability::getVideoEisAlgoType(int32_t, int32_t, int32_t, uint32_t, uint32_t, int32_t,
-                                                    bool) {
+int32_t ICustFeatureCapability::getVideoEisAlgoType(int32_t, int32_t, int32_t, uint32_t, uint32_t,
+                                                    int32_t, bool) {
     return state().videoEisAlgoType;
 }
 
-int32_t ICustFeatureChip::triggerEvaluateRequestExt(const CustTransMsgData* request, CustTransMsgData* reply) {
+int32_t ICustFeatureChip::triggerEvaluateRequestExt(const CustTransMsgData* request,
+                                                    CustTransMsgData* reply) {
     FeatureChipCall call;
     if (request != nullptr) {
         call.request = *request;
@@ -299,8 +310,9 @@ ThirdCapManager* ThirdCapManager::GetInstance() {
 bool ThirdCapManager::isSupportThirdCap() const { return state().thirdCap.supported; }
 
 int32_t ThirdCapManager::getThirdSensormode(const ThirdSensormodeInputParam& p) const {
-    state().recorded.thirdCap.push_back({p.sensorIdx, p.camName, p.activityName, p.capMode, p.maxStreamWidth,
-                                         p.maxStreamHeight, p.maxYuvWidth, p.maxYuvHeight, p.reserved, p.isVideo,
-                                         p.apiValue, p.temperature, copyBytes(&p, sizeof(p))});
+    state().recorded.thirdCap.push_back({p.sensorIdx, p.camName, p.activityName, p.capMode,
+                                         p.maxStreamWidth, p.maxStreamHeight, p.maxYuvWidth,
+                                         p.maxYuvHeight, p.reserved, p.isVideo, p.apiValue,
+                                         p.temperature, copyBytes(&p, sizeof(p))});
     return state().thirdCap.answer;
 }

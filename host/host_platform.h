@@ -85,7 +85,8 @@ struct FeatureChipCall {
 
 // The service itself: it may write its answer through reply->pData (and, for RRZO request 2,
 // through the request record's pParam). The default answers nothing.
-using FeatureChipHandler = std::function<void(const CustTransMsgData* request, CustTransMsgData* reply)>;
+using FeatureChipHandler =
+    std::function<void(const CustTransMsgData* request, CustTransMsgData* reply)>;
 
 struct MaxStreamSizeCall {
     int32_t sensorIdx;
@@ -97,7 +98,8 @@ struct MaxStreamSizeCall {
     bool configExtraPresent;
 };
 // May change the candidate size; the default leaves it.
-using MaxStreamSizeHandler = std::function<void(const MaxStreamSizeCall& call, int32_t& width, int32_t& height)>;
+using MaxStreamSizeHandler =
+    std::function<void(const MaxStreamSizeCall& call, int32_t& width, int32_t& height)>;
 
 enum class SensorInfoQuery { Fps, Size, RawFmtType };
 struct SensorInfoCall {

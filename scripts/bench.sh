@@ -26,10 +26,14 @@ jobs=${CUSTPOLICY_JOBS:-2}
 
 cmake --preset gcc -B "${build}" -DCUSTPOLICY_BENCH=ON -DCUSTPOLICY_TESTS=OFF \
   -DCUSTPOLICY_TOOLS=ON >/dev/null
-cmake --build "${build}" --parallel "${jobs}" --target custpolicy_bench >/dev/null
+cmake --build "${build}" --parallel "${jobs}" --target custpolicy_bench custpolicy_lint_bench \
+  >/dev/null
 
 echo "Machine: $(nproc) cores, $(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2- | sed 's/^ *//')"
 echo "Compiler: $(g++ --version | head -1)"
 echo "Load average before the run: $(cut -d' ' -f1-3 /proc/loadavg)"
 "${build}/bench/custpolicy_bench" --benchmark_repetitions="${repetitions}" \
   --benchmark_report_aggregates_only=true "$@"
+# Lint of large and hostile configurations (docs/performance.md, "Lint at scale"): each case is
+# seconds long, so it runs once.
+"${build}/bench/custpolicy_lint_bench" "$@"

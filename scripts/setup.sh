@@ -9,7 +9,7 @@ packages=(
   clang lld libc++-14-dev libc++abi-14-dev libclang-rt-14-dev
   g++
   android-liblog-dev googletest libtomlplusplus-dev libbenchmark-dev
-  valgrind qemu-user
+  valgrind qemu-user time
   # The soong leg: bpfix (soong) and mini-soong, which asks dpkg-architecture (dpkg-dev) for the
   # host's architecture.
   soong mini-soong dpkg-dev

@@ -282,7 +282,7 @@ TEST_F(ConfigStoreTest, FilesLoadOnlyWhenToldAndWhole) {
     EXPECT_EQ(missing.line, 0);
     EXPECT_EQ(missing.error(), path + ".absent: cannot open the file: No such file or directory");
     EXPECT_EQ(hostconfig::loadFile(::testing::TempDir()).message,
-              "cannot read the file: Is a directory");
+              "is a directory, not a configuration file");
     EXPECT_EQ(firstValue("T"), 2);
     EXPECT_EQ(hostconfig::currentSource(), path);
 

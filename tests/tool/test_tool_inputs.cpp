@@ -45,7 +45,13 @@ const InputCase kInputCases[] = {
      "name = \"x\"\nconfig = \"absent.config\"\n[[sensor]]\nindex = 0\n[sensor.capability]\n"
      "new_setting_policy = false\nnew_rrzo_policy = false\n[[sensor.mode]]\nscenario = 0\n"
      "fps = 30\nsize = [1, 1]\n",
-     nullptr, "/absent.config"},
+     nullptr, "/device.toml:2:10: config: configuration file "},
+    {"an out-of-range sensor index is reported once, not also as a duplicate",
+     "name = \"x\"\n[[sensor]]\nindex = 40\n[sensor.capability]\nnew_setting_policy = false\n"
+     "new_rrzo_policy = false\n[[sensor.mode]]\nscenario = 0\nfps = 30\nsize = [1, 1]\n"
+     "[[sensor]]\nindex = 0\n[sensor.capability]\nnew_setting_policy = false\n"
+     "new_rrzo_policy = false\n[[sensor.mode]]\nscenario = 0\nfps = 30\nsize = [1, 1]\n",
+     nullptr, "out of range 0 .. 31\ncustpolicy: 1 problem in the inputs"},
     {"a profile that is not TOML", "name = \n", nullptr, "/device.toml:1:"},
     {"misspelt key in a session table, with a suggestion", nullptr,
      "description = \"x\"\n[app]\nsystem = true\ncalller = \"a\"\n[[stream]]\nformat = 0x22\n"
@@ -125,12 +131,12 @@ TEST(ToolInputs, UnreadableFilesAreInputErrors) {
     ToolRun tool;
     const std::string device = tool.write("device.toml", kMinimalDevice);
     EXPECT_EQ(tool.run({"simulate", device, tool.path("missing.toml")}), kExitInputError);
-    EXPECT_NE(tool.stderrText.find(tool.path("missing.toml") + ": cannot read file"),
+    EXPECT_NE(tool.stderrText.find(tool.path("missing.toml") + ": cannot open the file"),
               std::string::npos)
         << tool.stderrText;
     EXPECT_EQ(tool.run({"simulate", tool.path("nodevice.toml"), tool.path("missing.toml")}),
               kExitInputError);
-    EXPECT_NE(tool.stderrText.find(tool.path("nodevice.toml") + ": cannot read file"),
+    EXPECT_NE(tool.stderrText.find(tool.path("nodevice.toml") + ": cannot open the file"),
               std::string::npos)
         << tool.stderrText;
 }

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <string>
 
@@ -58,7 +59,7 @@ const LintCase kLintCases[] = {
      "2: error: [SystemCamSensorSettingMap] Mode[0]: scenario 300 in column 7 is outside 0..255"},
     {"a seamless flag value where a seamless code was meant",
      "[SystemCamSensorSettingMap]\nMode[0] = -1, -1, 0, -1, -1, -1, -1, 5, 0x801\n",
-     "2: warning: [SystemCamSensorSettingMap] Mode[0]: seamless code 2049 is neither 5 nor 4, so "
+     "2: warning: [SystemCamSensorSettingMap] Mode[0]: seamless code 0x801 is neither 5 nor 4, so "
      "the row fixes no seamless scenario (0x801 are the flags of code 5: write 5)"},
     {"a misspelt table name", "[CommonSensorSetingMap]\nMode[0] = 1, 0, 3\n",
      "1: error: [CommonSensorSetingMap]: unknown table: no policy reads it (did you mean "
@@ -100,27 +101,74 @@ TEST(ToolLint, SeededFaultsAreReportedAtTheirLine) {
     }
 }
 
-TEST(ToolLint, ExitCodesFollowTheWorstFinding) {
-    ToolRun tool;
-    const std::string clean =
-        tool.write("clean.config", "[CommonSensorSettingMap]\nMode[0] = 1, 0, 3\n");
-    const std::string warned =
-        tool.write("warned.config",
-                   "[SystemCamSensorSettingMap]\nMode[0] = -1, -1, 0, -1, -1, -1, -1, 5, 3\n");
-    const std::string broken =
-        tool.write("broken.config", "[CommonSensorSettingMap]\nMode[0] = 1, 0\n");
-    const std::string unparsable = tool.write("bad.config", "Mode[0] = 1\n");
-    EXPECT_EQ(tool.run({"lint", clean}), custsim::kExitOk);
-    EXPECT_EQ(tool.stdoutText, "");
-    EXPECT_EQ(tool.run({"lint", warned}), custsim::kExitOk) << "a warning alone passes";
-    EXPECT_NE(tool.stdoutText.find("warned.config:2: warning:"), std::string::npos)
-        << tool.stdoutText;
-    EXPECT_EQ(tool.run({"lint", clean, broken}), custsim::kExitFindings);
-    EXPECT_NE(tool.stdoutText.find("broken.config:2: error:"), std::string::npos)
-        << tool.stdoutText;
-    EXPECT_EQ(tool.run({"lint", unparsable}), custsim::kExitInputError);
-    EXPECT_NE(tool.stderrText.find("bad.config:1:"), std::string::npos) << tool.stderrText;
-    EXPECT_EQ(tool.run({"lint", tool.path("absent.config")}), custsim::kExitInputError);
+std::string manyErrors(int count) {
+    std::string text = "[T]\n";
+    for (int i = 0; i < count; ++i) text += "x[" + std::to_string(i) + "] = y\n";
+    return text;
+}
+
+struct HostileCase {
+    const char* why;
+    std::string content;  // written to t.config; ignored when `path` is set
+    const char* path;     // an existing path to lint instead
+    int exitCode;
+    std::string expected;  // a line (or line start) of stdout + stderr
+};
+
+// Hostile and odd files each get a clear answer and a documented exit code; the answers name the
+// file, and the line and column where there is one.
+TEST(ToolLint, HostileFilesGetAClearAnswer) {
+    using namespace std::string_literals;
+    const HostileCase kCases[] = {
+        {"a clean file says so", "[CommonSensorSettingMap]\nMode[0] = 1, 0, 3\n", nullptr, 0,
+         "t.config: 1 table, 1 row: no findings"},
+        {"a warning alone passes",
+         "[SystemCamSensorSettingMap]\nMode[0] = -1, -1, 0, -1, -1, -1, -1, 5, 3\n", nullptr, 0,
+         "t.config: 1 table, 1 row: 0 errors, 1 warning"},
+        {"an error fails", "[CommonSensorSettingMap]\nMode[0] = 1, 0\n", nullptr, 1,
+         "t.config:2: error: [CommonSensorSettingMap] Mode[0]: row 0 has 2 integers"},
+        {"an empty file", "", nullptr, 0, "t.config:1: warning: no tables: the file holds no"},
+        {"comments only", "# a\n\n  # b\n", nullptr, 0, "t.config:1: warning: no tables"},
+        {"CR-only line ends are line ends", "[CommonSensorSettingMap]\rMode[0] = 1, 0, 3\r",
+         nullptr, 0, "t.config: 1 table, 1 row: no findings"},
+        {"every syntax error of the file", "[T]\nx = 1\n[U\nM[] = 1\nM[0] = 1,\nM[1] = 0x\n",
+         nullptr, 2, "t.config:6:8: expected hexadecimal digits after '0x'"},
+        {"errors past the cap are counted", manyErrors(hostconfig::kMaxListedProblems + 5), nullptr,
+         2, "t.config: 5 more problems not listed"},
+        {"UTF-16", "\xFF\xFE[\0T\0]\0"s, nullptr, 2,
+         "t.config:1:1: the file is UTF-16 text, not UTF-8: save it as UTF-8"},
+        {"binary junk",
+         "[T]\n\x7F"
+         "ELF\xC3\x28\n"s,
+         nullptr, 2,
+         "t.config:2:5: the file is not UTF-8 text: byte 0xC3 starts no UTF-8 character"},
+        {"a NUL byte", "[T]\nx[0] = 1\0"s, nullptr, 2,
+         "t.config:2:9: the file is not text: it holds a NUL byte"},
+        {"terminal escapes in names are escaped", "[\x1B[31mRed]\n\"\x1B]0;t\x07x[0]\" = 1\n",
+         nullptr, 1, "t.config:1: error: [\\x1B[31mRed]: unknown table"},
+        {"a long name is cut", "[" + std::string(5000, 'N') + "]\nx[0] = 1\n", nullptr, 1,
+         "t.config:1: error: [" + std::string(80, 'N') + "...]: unknown table: no policy reads it"},
+        {"a directory", "", "/", 2, "/: is a directory, not a configuration file"},
+        {"a device file", "", "/dev/zero", 2, "/dev/zero: is not a regular file"},
+        {"a pipe without a writer is refused, not waited on", "", "fifo", 2,
+         "t.fifo: is not a regular file"},
+        {"a missing file", "", "/nonexistent.config", 2,
+         "/nonexistent.config: cannot open the file: No such file or directory"},
+    };
+    for (const HostileCase& c : kCases) {
+        SCOPED_TRACE(c.why);
+        ToolRun tool;
+        std::string path = c.path != nullptr ? c.path : tool.write("t.config", c.content);
+        if (path == "fifo") {  // written first, so that the scratch directory removes it
+            path = tool.write("t.fifo", "");
+            ASSERT_EQ(unlink(path.c_str()), 0);
+            ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+        }
+        EXPECT_EQ(tool.run({"lint", path}), c.exitCode);
+        const std::string all = "\n" + tool.stdoutText + tool.stderrText;
+        const std::string expected = c.expected[0] == '/' ? c.expected : tool.path(c.expected);
+        EXPECT_NE(all.find("\n" + expected), std::string::npos) << all;
+    }
 }
 
 }  // namespace

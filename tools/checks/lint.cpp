@@ -1,13 +1,13 @@
 #include "lint.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
+#include <array>
+#include <iterator>
+#include <limits>
 #include <map>
 #include <memory>
-#include <optional>
-#include <sstream>
+#include <unordered_map>
+#include <unordered_set>
 
 #include "edit_distance.h"
 #include "host_config_parser.h"
@@ -39,45 +39,52 @@ struct TableRule {
     bool modeLocale;         // rows are Mode[0], Mode[1], ..., counted over the whole table
     bool countsWholeTable;   // the row count is the table's entry count, whatever the locale
     bool readErrorSkipsRow;  // a failed read skips the row instead of ending the lookup
+    int32_t sensorColumn;    // the column that names the sensor index, or -1
 };
 
 const std::vector<TableRule>& tableRules() {
     using C = Column;
     static const std::vector<TableRule> kRules = {
-        {"CommonSensorSettingMap", {C::Equal, C::Equal, C::Scenario}, true, true, false},
+        {"CommonSensorSettingMap", {C::Equal, C::Equal, C::Scenario}, true, true, false, 1},
         {"SystemCamSensorSettingMap",
          {C::Equal, C::Equal, C::Equal, C::AtLeastInput, C::Equal, C::Equal, C::Equal, C::Scenario,
           C::Seamless},
          true,
          true,
-         false},
+         false,
+         2},
         {"ThirdCamSensorSettingMap",
          {C::Equal, C::Equal, C::Equal, C::BelowInputU32, C::BelowInput, C::AtLeastInput, C::Value,
           C::Scenario},
          false,
          false,
-         false},
+         false,
+         0},
         {"ThirdCamSensorSettingMapByActivity",
          {C::Equal, C::Equal, C::Equal, C::Equal, C::BelowInputU32, C::BelowInput, C::AtLeastInput,
           C::Value, C::Scenario},
          false,
          false,
-         false},
+         false,
+         0},
         {"ThirdCamSensorSettingMapByThermal",
          {C::Equal, C::Threshold, C::Scenario},
          false,
          true,
-         true},
+         true,
+         0},
         {"CameraCustomSensorSize",
          {C::Equal, C::Equal, C::Equal, C::Value, C::Value},
          false,
          false,
-         true},
+         true,
+         -1},
         {"CameraCustomRrzoSize",
          {C::Equal, C::Equal, C::Equal, C::Value, C::Value},
          false,
          false,
-         true},
+         true,
+         -1},
     };
     return kRules;
 }
@@ -90,49 +97,37 @@ constexpr int32_t kSeamlessCode5 = 5;
 constexpr int32_t kSeamlessCode4 = 4;
 constexpr int32_t kSeamlessFlags5 = 0x801;
 constexpr int32_t kSeamlessFlags4 = 0x101;
+// A table name is compared with the known ones only when it is at most this much longer than
+// the longest of them: a suggestion is for a typo, and the comparison grows with the length.
+constexpr size_t kMaxSuggestionDistance = 4;
+// Matched columns per row (the widest rule has six), and ordered ones (floors, ceilings,
+// thresholds; at most three).
+constexpr size_t kMaxEqualColumns = 8;
+constexpr size_t kMaxOrderedColumns = 3;
+constexpr int64_t kAlwaysCovers = std::numeric_limits<int64_t>::max();
+
+using Severity = LintFinding::Severity;
 
 // A row as the lint sees it.
 struct Row {
     int32_t index = 0;
-    std::string name;  // "Locale[key]"
+    std::string_view locale;
+    std::string_view key;
     const Entry* entry = nullptr;
     const int32_t* values = nullptr;
 };
 
-// True when a row with `earlier` in a column accepts every input that `later` accepts.
-bool columnCovers(Column column, int32_t earlier, int32_t later) {
-    switch (column) {
-        case Column::Equal:
-            return earlier == kWildcard || earlier == later;
-        case Column::AtLeastInput:
-            return earlier == kWildcard || (later != kWildcard && earlier >= later);
-        case Column::BelowInput:
-            return earlier == kWildcard || (later != kWildcard && earlier <= later);
-        case Column::BelowInputU32:
-            return earlier == kWildcard || (later != kWildcard && static_cast<uint32_t>(earlier) <=
-                                                                      static_cast<uint32_t>(later));
-        case Column::Threshold:
-            return earlier <= later;
-        default:
-            return true;
-    }
+uint32_t lineOf(const Entry& entry) { return static_cast<uint32_t>(entry.line); }
+
+std::string entryName(std::string_view locale, std::string_view key) {
+    std::string name;
+    name.reserve(locale.size() + key.size() + 2);
+    name.append(locale).append("[").append(key).append("]");
+    return name;
 }
 
-// Why a row can never match on its own, or "" when it can.
-std::string neverMatches(const TableRule& rule, const int32_t* values) {
-    for (size_t c = 0; c < rule.columns.size(); ++c) {
-        const int32_t v = values[c];
-        if (v == kWildcard || v >= 0) continue;
-        if (rule.columns[c] == Column::BelowInputU32) {
-            return "column " + std::to_string(c) + " is " + std::to_string(v) +
-                   ": the aspect-ratio floor is compared unsigned, so no ratio lies above it";
-        }
-        if (rule.columns[c] == Column::AtLeastInput) {
-            return "column " + std::to_string(c) + " is " + std::to_string(v) +
-                   ": no stream size fits under a negative ceiling";
-        }
-    }
-    return "";
+std::string shownName(const Row& row) {
+    return hostconfig::detail::printableName(entryName(row.locale, row.key));
 }
 
 bool isCanonicalKey(std::string_view key, int32_t& index) {
@@ -152,43 +147,278 @@ std::string lowercase(std::string_view text) {
     return out;
 }
 
-// Line of the section header "[name]", or 0.
-uint32_t headerLine(const std::string& text, std::string_view name) {
-    std::istringstream in(text);
-    std::string line;
-    uint32_t number = 0;
-    while (std::getline(in, line)) {
-        ++number;
-        const size_t open = line.find_first_not_of(" \t");
-        if (open == std::string::npos || line[open] != '[') continue;
-        const size_t close = line.find(']', open);
-        if (close == std::string::npos) continue;
-        std::string_view inside(line.data() + open + 1, close - open - 1);
-        while (!inside.empty() && (inside.front() == ' ' || inside.front() == '\t'))
-            inside.remove_prefix(1);
-        while (!inside.empty() && (inside.back() == ' ' || inside.back() == '\t'))
-            inside.remove_suffix(1);
-        const size_t rest = line.find_first_not_of(" \t", close + 1);
-        if (inside == name && (rest == std::string::npos || line[rest] == '#')) return number;
-    }
-    return 0;
+// The known table names in lower case, for suggestions.
+const std::vector<std::string>& lowercaseRuleNames() {
+    static const std::vector<std::string> kNames = [] {
+        std::vector<std::string> names;
+        for (const TableRule& rule : tableRules()) names.push_back(lowercase(rule.name));
+        return names;
+    }();
+    return kNames;
 }
 
-std::string rowValues(const Row& row) {
-    std::string text;
-    for (int32_t i = 0; i < row.entry->width; ++i) {
-        text += (i == 0 ? "" : ", ") + std::to_string(row.values[i]);
+// The known table name closest to `name`, or null when none is close.
+const TableRule* suggestTable(std::string_view name) {
+    const std::vector<std::string>& known = lowercaseRuleNames();
+    size_t longest = 0;
+    for (const std::string& rule : known) longest = std::max(longest, rule.size());
+    if (name.size() > longest + kMaxSuggestionDistance) return nullptr;
+    const std::string lower = lowercase(name);
+    const TableRule* best = nullptr;
+    size_t bestDistance = kMaxSuggestionDistance + 1;
+    for (size_t i = 0; i < known.size(); ++i) {
+        const size_t distance = boundedEditDistance(lower, known[i], kMaxSuggestionDistance);
+        if (distance < bestDistance) {
+            best = &tableRules()[i];
+            bestDistance = distance;
+        }
     }
-    return text;
+    return best;
 }
+
+// How strongly a row's value in an ordered column covers inputs: an earlier row accepts every
+// input that a later row accepts in that column when the earlier strength reaches the later need.
+// A wildcard covers everything and is covered only by a wildcard.
+int64_t strengthOf(Column column, int32_t value) {
+    switch (column) {
+        case Column::AtLeastInput:  // a larger ceiling accepts more
+            return value == kWildcard ? kAlwaysCovers : value;
+        case Column::BelowInput:  // a lower floor accepts more
+            return value == kWildcard ? kAlwaysCovers : -static_cast<int64_t>(value);
+        case Column::BelowInputU32:
+            return value == kWildcard ? kAlwaysCovers
+                                      : -static_cast<int64_t>(static_cast<uint32_t>(value));
+        case Column::Threshold:  // a lower threshold is reached sooner; no wildcard
+            return -static_cast<int64_t>(value);
+        default:
+            return 0;
+    }
+}
+
+bool isOrdered(Column column) {
+    return column == Column::AtLeastInput || column == Column::BelowInput ||
+           column == Column::BelowInputU32 || column == Column::Threshold;
+}
+
+// The values of a row's matched (Equal) columns, the key of the shadow index.
+struct EqualKey {
+    std::array<int32_t, kMaxEqualColumns> values{};
+    bool operator==(const EqualKey& other) const { return values == other.values; }
+};
+
+struct EqualKeyHash {
+    size_t operator()(const EqualKey& key) const {
+        uint64_t hash = 1469598103934665603ULL;  // FNV-1a offset basis
+        for (const int32_t v : key.values) {
+            hash ^= static_cast<uint32_t>(v);
+            hash *= 1099511628211ULL;  // FNV-1a prime
+        }
+        return static_cast<size_t>(hash);
+    }
+};
+
+// A row's strengths in its ordered columns, as (a, b, c): with three ordered columns, a is the
+// aspect-ratio floor, which takes few distinct values; unused dimensions are 0.
+struct CoverPoint {
+    int64_t a = 0;
+    int64_t b = 0;
+    int64_t c = 0;
+};
+
+// The rows of one bucket that share a strength `a`, as a staircase: by b ascending, c strictly
+// descending, so no kept row covers another. A row covers a query when its b and c both reach the
+// query's: the kept row with the smallest b at or above the query's has the largest c of those.
+class Staircase {
+public:
+    const Row* coverOf(const CoverPoint& point) const {
+        const auto it = mSteps.lower_bound(point.b);
+        return it != mSteps.end() && it->second.c >= point.c ? it->second.row : nullptr;
+    }
+
+    // Adds a row unless a kept row covers it, dropping the kept rows it covers.
+    void insert(const CoverPoint& point, const Row* row) {
+        if (coverOf(point) != nullptr) return;
+        auto it = mSteps.upper_bound(point.b);
+        while (it != mSteps.begin()) {
+            const auto before = std::prev(it);
+            if (before->second.c > point.c) break;
+            it = mSteps.erase(before);
+        }
+        mSteps.emplace_hint(it, point.b, Step{point.c, row});
+    }
+
+private:
+    struct Step {
+        int64_t c;
+        const Row* row;
+    };
+    std::map<int64_t, Step> mSteps;
+};
+
+// The earlier rows of one bucket: a Fenwick tree over the bucket's distinct strengths `a`, in
+// descending order, whose nodes are staircases over (b, c). The rows at or above a strength are
+// then the union of a logarithm of nodes, each answering "does a kept row reach (b, c)" in a
+// logarithm, whatever the number of distinct strengths.
+class Bucket {
+public:
+    void addStrength(int64_t a) { mStrengths.push_back(a); }
+
+    // Called once every strength is added, before the first query.
+    void seal() {
+        std::sort(mStrengths.begin(), mStrengths.end());
+        mStrengths.erase(std::unique(mStrengths.begin(), mStrengths.end()), mStrengths.end());
+        mNodes.resize(mStrengths.size() + 1);
+    }
+
+    // The earliest row found among the nodes that cover `point`, or null.
+    const Row* coverOf(const CoverPoint& point) const {
+        const Row* cover = nullptr;
+        for (size_t node = rankOf(point.a); node > 0; node -= node & (~node + 1)) {
+            const Row* candidate = mNodes[node].coverOf(point);
+            if (candidate != nullptr && (cover == nullptr || candidate->index < cover->index))
+                cover = candidate;
+        }
+        return cover;
+    }
+
+    void insert(const CoverPoint& point, const Row* row) {
+        for (size_t node = rankOf(point.a); node < mNodes.size(); node += node & (~node + 1))
+            mNodes[node].insert(point, row);
+    }
+
+private:
+    // The 1-based position of strength `a` counted from the largest: the rows at or above `a` are
+    // positions 1 .. rankOf(a). A strength not in the bucket (a query's) counts the ones above it.
+    size_t rankOf(int64_t a) const {
+        const auto at = std::lower_bound(mStrengths.begin(), mStrengths.end(), a);
+        return mStrengths.size() - static_cast<size_t>(at - mStrengths.begin());
+    }
+
+    std::vector<int64_t> mStrengths;  // ascending, distinct
+    std::vector<Staircase> mNodes;    // 1-based Fenwick nodes
+};
+
+// Finds, for each row of a group in read order, an earlier row that matches every input it
+// matches. Earlier rows are indexed by their matched columns: a later row can only be covered by
+// rows whose matched columns equal its own or are wildcards, so it probes one bucket per pattern
+// of wildcards seen so far (a handful in a real table). Within a bucket the rows are kept in a
+// Fenwick tree over one ordered column (the one with the fewest distinct values) whose nodes are
+// staircases over the other two, so a probe costs a squared logarithm even when every row has a
+// floor and a ceiling of its own, and a table of a million rows lints in seconds.
+class ShadowIndex {
+public:
+    ShadowIndex(const TableRule& rule, const std::vector<Row>& rows) : mRule(&rule) {
+        for (size_t c = 0; c < rule.columns.size(); ++c) {
+            if (rule.columns[c] == Column::Equal && mEqual.size() < kMaxEqualColumns)
+                mEqual.push_back(c);
+            if (isOrdered(rule.columns[c]) && mOrdered.size() < kMaxOrderedColumns)
+                mOrdered.push_back(c);
+        }
+        putFewestValuesFirst(rows);
+        // Every row's bucket and strength are known before the first probe.
+        const auto width = static_cast<int32_t>(rule.columns.size());
+        for (const Row& row : rows) {
+            if (row.entry->width == width)
+                mBuckets[keyOf(row, wildcardMask(row))].addStrength(pointOf(row).a);
+        }
+        for (auto& [key, bucket] : mBuckets) bucket.seal();
+    }
+
+    // An earlier row found to cover `row` (the earliest of the candidates), or null; `row` is
+    // indexed when none does.
+    const Row* coverOf(const Row& row) {
+        const CoverPoint point = pointOf(row);
+        const uint32_t wildcards = wildcardMask(row);
+        const Row* cover = nullptr;
+        for (const uint32_t mask : mMasks) {
+            if ((mask & wildcards) != wildcards) continue;
+            const auto bucket = mBuckets.find(keyOf(row, mask));
+            if (bucket == mBuckets.end()) continue;
+            const Row* candidate = bucket->second.coverOf(point);
+            if (candidate != nullptr && (cover == nullptr || candidate->index < cover->index))
+                cover = candidate;
+        }
+        if (cover == nullptr) insert(row, point, wildcards);
+        return cover;
+    }
+
+private:
+    // A probe visits one staircase per distinct strength `a` at or above its own, so `a` is the
+    // ordered column with the fewest distinct values in the group (in a real table the aspect-ratio
+    // floor: a few ratios, against thousands of widths).
+    void putFewestValuesFirst(const std::vector<Row>& rows) {
+        if (mOrdered.size() < kMaxOrderedColumns) return;
+        size_t fewest = 0;
+        size_t fewestCount = std::numeric_limits<size_t>::max();
+        for (size_t i = 0; i < mOrdered.size(); ++i) {
+            // Counting stops once a column has more values than the fewest so far.
+            std::unordered_set<int32_t> values;
+            for (const Row& row : rows) {
+                if (row.entry->width <= static_cast<int32_t>(mOrdered[i])) continue;
+                values.insert(row.values[mOrdered[i]]);
+                if (values.size() >= fewestCount) break;
+            }
+            if (values.size() < fewestCount) {
+                fewest = i;
+                fewestCount = values.size();
+            }
+        }
+        std::swap(mOrdered[0], mOrdered[fewest]);
+    }
+
+    CoverPoint pointOf(const Row& row) const {
+        std::array<int64_t, kMaxOrderedColumns> strength{};
+        // Right-aligned: the last ordered column is always c, the one before it b.
+        const size_t first = kMaxOrderedColumns - mOrdered.size();
+        for (size_t i = 0; i < mOrdered.size(); ++i) {
+            strength[first + i] = strengthOf(mRule->columns[mOrdered[i]], row.values[mOrdered[i]]);
+        }
+        return {strength[0], strength[1], strength[2]};
+    }
+
+    uint32_t wildcardMask(const Row& row) const {
+        uint32_t mask = 0;
+        for (size_t i = 0; i < mEqual.size(); ++i) {
+            if (row.values[mEqual[i]] == kWildcard) mask |= 1U << i;
+        }
+        return mask;
+    }
+
+    // The row's matched values with the columns of `mask` made wildcards.
+    EqualKey keyOf(const Row& row, uint32_t mask) const {
+        EqualKey key;
+        for (size_t i = 0; i < mEqual.size(); ++i)
+            key.values[i] = (mask & (1U << i)) != 0 ? kWildcard : row.values[mEqual[i]];
+        return key;
+    }
+
+    void insert(const Row& row, const CoverPoint& point, uint32_t wildcards) {
+        if (std::find(mMasks.begin(), mMasks.end(), wildcards) == mMasks.end())
+            mMasks.push_back(wildcards);
+        mBuckets[keyOf(row, wildcards)].insert(point, &row);
+    }
+
+    const TableRule* mRule;
+    std::vector<size_t> mEqual;
+    std::vector<size_t> mOrdered;
+    std::vector<uint32_t> mMasks;
+    std::unordered_map<EqualKey, Bucket, EqualKeyHash> mBuckets;
+};
 
 class Linter {
 public:
-    Linter(const Config& config, std::vector<LintFinding>& findings)
-        : mConfig(config), mFindings(findings) {}
+    Linter(const Config& config, const DeviceProfile* device, LintResult& result)
+        : mConfig(config), mDevice(device), mResult(result), mFindings(result.findings) {}
 
     void run() {
+        if (mConfig.tables.empty()) {
+            add(Severity::Warning, 1, "",
+                "no tables: the file holds no [TableName] section, so every policy finds its "
+                "tables absent");
+        }
         for (const auto& [name, table] : mConfig.tables) {
+            ++mResult.tableCount;
+            mResult.rowCount += table.entryCount;
             const TableRule* rule = findRule(name);
             if (rule == nullptr) {
                 unknownTable(name, table);
@@ -211,34 +441,30 @@ private:
         return nullptr;
     }
 
-    void add(LintFinding::Severity severity, uint32_t line, std::string where,
-             std::string message) {
+    void add(Severity severity, uint32_t line, std::string where, std::string message) {
         mFindings.push_back({severity, line, std::move(where), std::move(message)});
     }
 
+    std::string written(const Row& row, size_t column) const {
+        const std::vector<std::string_view> values =
+            hostconfig::detail::writtenValues(mConfig, *row.entry);
+        return column < values.size() ? std::string(values[column])
+                                      : std::to_string(row.values[column]);
+    }
+
+    std::string writtenRow(const Row& row) const {
+        std::string text;
+        for (const std::string_view value : hostconfig::detail::writtenValues(mConfig, *row.entry))
+            text.append(text.empty() ? "" : ", ").append(value);
+        return text;
+    }
+
     void unknownTable(std::string_view name, const hostconfig::detail::Table& table) {
-        uint32_t line = headerLine(mConfig.text, name);
-        if (line == 0) {
-            for (const auto& [locale, group] : table.locales) {
-                for (const auto& [key, entry] : group.keys) {
-                    if (line == 0 || static_cast<uint32_t>(entry.line) < line)
-                        line = static_cast<uint32_t>(entry.line);
-                }
-            }
-        }
         std::string message = "unknown table: no policy reads it";
-        const TableRule* best = nullptr;
-        size_t bestDistance = 0;
-        for (const TableRule& rule : tableRules()) {
-            const size_t distance = editDistance(lowercase(name), lowercase(rule.name));
-            if (best == nullptr || distance < bestDistance) {
-                best = &rule;
-                bestDistance = distance;
-            }
-        }
-        if (best != nullptr && bestDistance <= 4)
+        if (const TableRule* best = suggestTable(name))
             message += " (did you mean \"" + std::string(best->name) + "\"?)";
-        add(LintFinding::Severity::Error, line, "[" + std::string(name) + "]", std::move(message));
+        add(Severity::Error, static_cast<uint32_t>(table.line),
+            "[" + hostconfig::detail::printableName(name) + "]", std::move(message));
     }
 
     // The rows of one group as its reader reads them: keys 0 .. count-1.
@@ -248,108 +474,109 @@ private:
             rule.countsWholeTable ? table.entryCount : static_cast<int32_t>(group.keys.size());
         const std::string where = "[" + std::string(rule.name) + "] ";
         std::vector<Row> rows;
-        std::vector<std::pair<uint32_t, std::string>> unread;
+        rows.reserve(group.keys.size());
         for (const auto& [key, entry] : group.keys) {
             int32_t index = 0;
-            const std::string name = std::string(locale) + "[" + std::string(key) + "]";
             if (!isCanonicalKey(key, index) || index >= count) {
-                unread.emplace_back(static_cast<uint32_t>(entry.line), name);
+                add(Severity::Error, lineOf(entry),
+                    where + hostconfig::detail::printableName(entryName(locale, key)),
+                    "row key is never read: rows are read as keys 0 to " +
+                        std::to_string(count - 1) + " in decimal");
                 continue;
             }
-            rows.push_back({index, name, &entry, mConfig.values.data() + entry.offset});
-        }
-        for (const auto& [line, name] : unread) {
-            add(LintFinding::Severity::Error, line, where + name,
-                "row key is never read: rows are read as keys 0 to " + std::to_string(count - 1) +
-                    " in decimal");
+            rows.push_back({index, locale, key, &entry, mConfig.values.data() + entry.offset});
         }
         std::sort(rows.begin(), rows.end(),
                   [](const Row& a, const Row& b) { return a.index < b.index; });
         // Rows are read 0 .. count-1: a missing key fails its read. The thermal reader counts the
         // whole table and expects most reads of a group to fail, so only the others are checked.
         const bool hasRow0 = !rows.empty() && rows.front().index == 0;
-        if (hasRow0 && !(rule.countsWholeTable && !rule.modeLocale)) {
-            const int32_t groupCount = static_cast<int32_t>(group.keys.size());
-            uint32_t lastLine = 0;
-            for (const auto& [key, entry] : group.keys) {
-                lastLine = std::max(lastLine, static_cast<uint32_t>(entry.line));
-            }
-            size_t next = 0;
-            for (int32_t index = 0; index < groupCount; ++index) {
-                while (next < rows.size() && rows[next].index < index) ++next;
-                if (next < rows.size() && rows[next].index == index) continue;
-                const bool before = next < rows.size();
-                add(LintFinding::Severity::Error,
-                    before ? static_cast<uint32_t>(rows[next].entry->line) : lastLine,
-                    where + std::string(locale) + "[" + std::to_string(index) + "]",
-                    std::string("row is missing: its read fails, ") +
-                        (rule.readErrorSkipsRow ? "and the row is skipped"
-                                                : "which ends the lookup"));
-            }
-        }
+        if (hasRow0 && !(rule.countsWholeTable && !rule.modeLocale))
+            reportMissingRows(rule, locale, group, rows, where);
         return rows;
     }
 
-    void lintTable(const TableRule& rule, const hostconfig::detail::Table& table) {
-        const int32_t width = static_cast<int32_t>(rule.columns.size());
-        const std::string where = "[" + std::string(rule.name) + "] ";
-        // Groups in the order they appear in the file.
-        std::vector<std::pair<std::string_view, const LocaleGroup*>> groups;
-        for (const auto& [locale, group] : table.locales) groups.emplace_back(locale, &group);
-        auto firstLine = [](const LocaleGroup& group) {
-            int32_t line = 0;
-            for (const auto& [key, entry] : group.keys) {
-                if (line == 0 || entry.line < line) line = entry.line;
-            }
-            return line;
-        };
-        std::sort(groups.begin(), groups.end(), [&](const auto& a, const auto& b) {
-            return firstLine(*a.second) < firstLine(*b.second);
-        });
+    void reportMissingRows(const TableRule& rule, std::string_view locale, const LocaleGroup& group,
+                           const std::vector<Row>& rows, const std::string& where) {
+        const int32_t groupCount = static_cast<int32_t>(group.keys.size());
+        uint32_t lastLine = 0;
+        for (const auto& [key, entry] : group.keys) lastLine = std::max(lastLine, lineOf(entry));
+        size_t next = 0;
+        for (int32_t index = 0; index < groupCount; ++index) {
+            while (next < rows.size() && rows[next].index < index) ++next;
+            if (next < rows.size() && rows[next].index == index) continue;
+            const bool before = next < rows.size();
+            add(Severity::Error, before ? lineOf(*rows[next].entry) : lastLine,
+                where + hostconfig::detail::printableName(entryName(locale, std::to_string(index))),
+                std::string("row is missing: its read fails, ") +
+                    (rule.readErrorSkipsRow ? "and the row is skipped" : "which ends the lookup"));
+        }
+    }
 
-        for (const auto& [locale, group] : groups) {
+    void lintTable(const TableRule& rule, const hostconfig::detail::Table& table) {
+        const std::string where = "[" + std::string(rule.name) + "] ";
+        for (const auto& [locale, group] : table.locales) {
             if (rule.modeLocale && locale != kLocaleMode) {
-                for (const auto& [key, entry] : group->keys) {
-                    add(LintFinding::Severity::Error, static_cast<uint32_t>(entry.line),
-                        where + std::string(locale) + "[" + std::string(key) + "]",
+                for (const auto& [key, entry] : group.keys) {
+                    add(Severity::Error, lineOf(entry),
+                        where + hostconfig::detail::printableName(entryName(locale, key)),
                         "only locale \"Mode\" is read, but this entry still counts as a row, so "
-                        "the "
-                        "read of a Mode row past the last one fails");
+                        "the read of a Mode row past the last one fails");
                 }
                 continue;
             }
-            std::vector<Row> rows = rowsOf(rule, table, locale, *group);
-            if (rows.empty() || rows.front().index != 0) {
-                add(LintFinding::Severity::Error, static_cast<uint32_t>(firstLine(*group)),
-                    where + std::string(locale) + "[0]",
-                    "there is no row 0, whose width the reader checks first: the whole " +
-                        std::string(rule.modeLocale ? "table" : "group") + " is ignored");
+            lintGroup(rule, table, locale, group, where);
+        }
+    }
+
+    void lintGroup(const TableRule& rule, const hostconfig::detail::Table& table,
+                   std::string_view locale, const LocaleGroup& group, const std::string& where) {
+        const int32_t width = static_cast<int32_t>(rule.columns.size());
+        const char* scope = rule.modeLocale ? "table" : "group";
+        const std::vector<Row> rows = rowsOf(rule, table, locale, group);
+        if (rows.empty() || rows.front().index != 0) {
+            uint32_t firstLine = 0;
+            for (const auto& [key, entry] : group.keys) {
+                if (firstLine == 0 || lineOf(entry) < firstLine) firstLine = lineOf(entry);
+            }
+            add(Severity::Error, firstLine,
+                where + hostconfig::detail::printableName(entryName(locale, "0")),
+                "there is no row 0, whose width the reader checks first: the whole " +
+                    std::string(scope) + " is ignored");
+            return;
+        }
+        const Row& first = rows.front();
+        if (first.entry->width != width) {
+            add(Severity::Error, lineOf(*first.entry), where + shownName(first),
+                "row 0 has " + std::to_string(first.entry->width) +
+                    " integers, the reader expects " + std::to_string(width) + ": the whole " +
+                    scope + " is ignored");
+            return;
+        }
+        ShadowIndex shadows(rule, rows);
+        for (const Row& row : rows) {
+            if (row.entry->width != width) {
+                add(Severity::Error, lineOf(*row.entry), where + shownName(row),
+                    "row has " + std::to_string(row.entry->width) + " integers, not " +
+                        std::to_string(width) + ": its read fails" +
+                        (rule.readErrorSkipsRow ? " and the row is skipped"
+                                                : ", which ends the lookup"));
                 continue;
             }
-            const Row& first = rows.front();
-            if (first.entry->width != width) {
-                add(LintFinding::Severity::Error, static_cast<uint32_t>(first.entry->line),
-                    where + first.name,
-                    "row 0 has " + std::to_string(first.entry->width) +
-                        " integers, the reader expects " + std::to_string(width) + ": the whole " +
-                        (rule.modeLocale ? "table" : "group") + " is ignored");
+            lintRow(rule, row, where);
+            if (mDevice != nullptr) lintRowAgainstDevice(rule, row, where);
+            const std::string never = neverMatches(rule, row);
+            if (!never.empty()) {
+                add(Severity::Error, lineOf(*row.entry), where + shownName(row),
+                    "row can never match: " + never);
                 continue;
             }
-            std::vector<const Row*> readable;
-            for (const Row& row : rows) {
-                if (row.entry->width != width) {
-                    add(LintFinding::Severity::Error, static_cast<uint32_t>(row.entry->line),
-                        where + row.name,
-                        "row has " + std::to_string(row.entry->width) + " integers, not " +
-                            std::to_string(width) + ": its read fails" +
-                            (rule.readErrorSkipsRow ? " and the row is skipped"
-                                                    : ", which ends the lookup"));
-                    continue;
-                }
-                lintRow(rule, row, where);
-                readable.push_back(&row);
+            if (const Row* cover = shadows.coverOf(row)) {
+                add(Severity::Error, lineOf(*row.entry), where + shownName(row),
+                    "row can never match: " + shownName(*cover) + " (line " +
+                        std::to_string(cover->entry->line) + ": " + writtenRow(*cover) +
+                        ") matches everything it matches");
             }
-            findShadowedRows(rule, readable, where);
         }
     }
 
@@ -357,99 +584,184 @@ private:
         for (size_t c = 0; c < rule.columns.size(); ++c) {
             const int32_t v = row.values[c];
             if (rule.columns[c] == Column::Scenario && (v < 0 || v > kScenarioMax)) {
-                add(LintFinding::Severity::Error, static_cast<uint32_t>(row.entry->line),
-                    where + row.name,
-                    "scenario " + std::to_string(v) + " in column " + std::to_string(c) +
+                add(Severity::Error, lineOf(*row.entry), where + shownName(row),
+                    "scenario " + written(row, c) + " in column " + std::to_string(c) +
                         " is outside 0..255");
             }
             if (rule.columns[c] == Column::Seamless && v != kWildcard && v != 0 &&
                 v != kSeamlessCode5 && v != kSeamlessCode4) {
-                std::string message = "seamless code " + std::to_string(v) +
+                std::string message = "seamless code " + written(row, c) +
                                       " is neither 5 nor 4, so the row fixes no seamless scenario";
                 if (v == kSeamlessFlags5) message += " (0x801 are the flags of code 5: write 5)";
                 if (v == kSeamlessFlags4) message += " (0x101 are the flags of code 4: write 4)";
-                add(LintFinding::Severity::Warning, static_cast<uint32_t>(row.entry->line),
-                    where + row.name, std::move(message));
+                add(Severity::Warning, lineOf(*row.entry), where + shownName(row),
+                    std::move(message));
             }
-        }
-        const std::string never = neverMatches(rule, row.values);
-        if (!never.empty()) {
-            add(LintFinding::Severity::Error, static_cast<uint32_t>(row.entry->line),
-                where + row.name, "row can never match: " + never);
         }
     }
 
-    void findShadowedRows(const TableRule& rule, const std::vector<const Row*>& rows,
-                          const std::string& where) {
-        for (size_t j = 1; j < rows.size(); ++j) {
-            for (size_t i = 0; i < j; ++i) {
-                bool covers = true;
-                for (size_t c = 0; c < rule.columns.size() && covers; ++c) {
-                    covers = columnCovers(rule.columns[c], rows[i]->values[c], rows[j]->values[c]);
-                }
-                if (!covers) continue;
-                add(LintFinding::Severity::Error, static_cast<uint32_t>(rows[j]->entry->line),
-                    where + rows[j]->name,
-                    "row can never match: " + rows[i]->name + " (line " +
-                        std::to_string(rows[i]->entry->line) + ": " + rowValues(*rows[i]) +
-                        ") matches everything it matches");
-                break;
+    // Why a row can never match on its own, or "" when it can.
+    std::string neverMatches(const TableRule& rule, const Row& row) const {
+        int32_t floorColumn = -1;
+        int32_t ceilingColumn = -1;
+        for (size_t c = 0; c < rule.columns.size(); ++c) {
+            const int32_t v = row.values[c];
+            if (rule.columns[c] == Column::BelowInput && v != kWildcard)
+                floorColumn = static_cast<int32_t>(c);
+            if (rule.columns[c] == Column::AtLeastInput && v != kWildcard)
+                ceilingColumn = static_cast<int32_t>(c);
+            if (v == kWildcard || v >= 0) continue;
+            if (rule.columns[c] == Column::BelowInputU32) {
+                return "column " + std::to_string(c) + " is " + written(row, c) +
+                       ": the aspect-ratio floor is compared unsigned, so no ratio lies above it";
+            }
+            if (rule.columns[c] == Column::AtLeastInput) {
+                return "column " + std::to_string(c) + " is " + written(row, c) +
+                       ": no stream size fits under a negative ceiling";
+            }
+        }
+        if (floorColumn >= 0 && ceilingColumn >= 0 &&
+            row.values[floorColumn] >= row.values[ceilingColumn]) {
+            return "the width floor " + written(row, static_cast<size_t>(floorColumn)) +
+                   " (column " + std::to_string(floorColumn) +
+                   ", exclusive) is not below the size ceiling " +
+                   written(row, static_cast<size_t>(ceilingColumn)) + " (column " +
+                   std::to_string(ceilingColumn) + "), so no width lies between them";
+        }
+        return "";
+    }
+
+    // The device's sensors that a row with `sensor` in its sensor column applies to: the named
+    // one, or for a wildcard every sensor whose setting policy reads these tables (the legacy one).
+    std::vector<const SensorSpec*> sensorsOf(int32_t sensor) const {
+        std::vector<const SensorSpec*> sensors;
+        for (const SensorSpec& spec : mDevice->sensors) {
+            if (sensor == kWildcard ? !spec.newSettingPolicy : spec.index == sensor)
+                sensors.push_back(&spec);
+        }
+        return sensors;
+    }
+
+    static std::string sensorLabel(const SensorSpec& sensor) {
+        std::string label = "sensor " + std::to_string(sensor.index);
+        if (!sensor.name.empty())
+            label += " (" + hostconfig::detail::printableName(sensor.name) + ")";
+        return label;
+    }
+
+    std::string deviceSensorList() const {
+        std::string list;
+        for (const SensorSpec& sensor : mDevice->sensors)
+            list.append(list.empty() ? "" : ", ").append(std::to_string(sensor.index));
+        return list.empty() ? "none" : list;
+    }
+
+    static std::string modeList(const SensorSpec& sensor) {
+        std::string list;
+        for (const auto& [scenario, mode] : sensor.modes)
+            list.append(list.empty() ? "" : ", ").append(std::to_string(scenario));
+        return list;
+    }
+
+    void lintRowAgainstDevice(const TableRule& rule, const Row& row, const std::string& where) {
+        if (rule.sensorColumn < 0) return;
+        const auto sensorColumn = static_cast<size_t>(rule.sensorColumn);
+        const int32_t sensor = row.values[sensorColumn];
+        if (sensor != kWildcard && mDevice->findSensor(sensor) == nullptr) {
+            add(Severity::Error, lineOf(*row.entry), where + shownName(row),
+                "sensor " + written(row, sensorColumn) + " in column " +
+                    std::to_string(sensorColumn) + " names no sensor of device " +
+                    hostconfig::detail::printableName(mDevice->name) + " (sensors " +
+                    deviceSensorList() + ")");
+            return;
+        }
+        for (size_t c = 0; c < rule.columns.size(); ++c) {
+            const int32_t scenario = row.values[c];
+            if (rule.columns[c] != Column::Scenario || scenario < 0 || scenario > kScenarioMax)
+                continue;
+            for (const SensorSpec* spec : sensorsOf(sensor)) {
+                if (spec->modes.count(scenario) != 0) continue;
+                add(Severity::Error, lineOf(*row.entry), where + shownName(row),
+                    "scenario " + written(row, c) + " in column " + std::to_string(c) + ": " +
+                        sensorLabel(*spec) + " has no mode " + std::to_string(scenario) +
+                        " (its modes: " + modeList(*spec) + ")");
             }
         }
     }
 
     const Config& mConfig;
+    const DeviceProfile* mDevice;
+    LintResult& mResult;
     std::vector<LintFinding>& mFindings;
 };
 
-LintResult lintConfig(std::unique_ptr<Config> config) {
+LintResult lintConfig(std::unique_ptr<Config> config, const DeviceProfile* device) {
     LintResult result;
     const hostconfig::LoadResult load = hostconfig::detail::parseConfig(*config);
     if (!load.ok) {
-        result.loadError = load.error();
+        for (const std::string& line : load.errors())
+            result.loadError.append(result.loadError.empty() ? "" : "\n").append(line);
         return result;
     }
     result.loaded = true;
-    Linter(*config, result.findings).run();
+    Linter(*config, device, result).run();
     return result;
+}
+
+int32_t countOf(const LintResult& result, LintFinding::Severity severity) {
+    return static_cast<int32_t>(
+        std::count_if(result.findings.begin(), result.findings.end(),
+                      [&](const LintFinding& f) { return f.severity == severity; }));
+}
+
+std::string counted(int32_t count, const char* noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
 }  // namespace
 
-int32_t LintResult::errorCount() const {
-    return static_cast<int32_t>(std::count_if(
-        findings.begin(), findings.end(),
-        [](const LintFinding& f) { return f.severity == LintFinding::Severity::Error; }));
-}
+int32_t LintResult::errorCount() const { return countOf(*this, Severity::Error); }
+
+int32_t LintResult::warningCount() const { return countOf(*this, Severity::Warning); }
 
 LintResult lintConfigText(const std::string& text, const std::string& sourceName,
-                          const DeviceProfile* /*device*/) {
+                          const DeviceProfile* device) {
     auto config = std::make_unique<Config>();
-    config->text = text;
-    config->source = sourceName;
-    return lintConfig(std::move(config));
-}
-
-LintResult lintConfigFile(const std::string& path, const DeviceProfile* /*device*/) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
+    if (text.size() > hostconfig::detail::kMaxSourceBytes) {
         LintResult result;
-        result.loadError = path + ": cannot read file: " + std::strerror(errno);
+        result.loadError = sourceName + ": the text is larger than 1 GiB";
         return result;
     }
-    std::ostringstream text;
-    text << in.rdbuf();
+    config->text = text;
+    config->source = sourceName;
+    return lintConfig(std::move(config), device);
+}
+
+LintResult lintConfigFile(const std::string& path, const DeviceProfile* device) {
     auto config = std::make_unique<Config>();
-    config->text = text.str();
+    std::string message;
+    if (!hostconfig::detail::readSourceFile(path, config->text, message)) {
+        LintResult result;
+        result.loadError = path + ": " + message;
+        return result;
+    }
     config->source = path;
     config->fromFile = true;
-    return lintConfig(std::move(config));
+    return lintConfig(std::move(config), device);
 }
 
 std::string formatFinding(const std::string& file, const LintFinding& finding) {
     return file + ":" + std::to_string(finding.line) + ": " +
-           (finding.severity == LintFinding::Severity::Error ? "error" : "warning") + ": " +
-           finding.where + ": " + finding.message;
+           (finding.severity == Severity::Error ? "error" : "warning") + ": " +
+           (finding.where.empty() ? "" : finding.where + ": ") + finding.message;
+}
+
+std::string formatSummary(const std::string& file, const LintResult& result) {
+    std::string summary = file + ": " + counted(result.tableCount, "table") + ", " +
+                          counted(result.rowCount, "row") + ": ";
+    if (result.findings.empty()) return summary + "no findings";
+    return summary + counted(result.errorCount(), "error") + ", " +
+           counted(result.warningCount(), "warning");
 }
 
 }  // namespace custsim

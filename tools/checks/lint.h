@@ -20,9 +20,14 @@ struct LintFinding {
 
 struct LintResult {
     bool loaded = false;
-    std::string loadError;  // "file:line:column: message" when the file could not be read
+    // When the file could not be read or parsed: one "file:line:column: message" line per problem
+    // (every problem of the file, up to the store's cap), joined with newlines.
+    std::string loadError;
     std::vector<LintFinding> findings;  // ordered by line
+    int32_t tableCount = 0;             // of a loaded file
+    int32_t rowCount = 0;
     int32_t errorCount() const;
+    int32_t warningCount() const;
 };
 
 // With a device, also checks the tables against it: scenarios its sensors have no mode for,
@@ -33,5 +38,7 @@ LintResult lintConfigText(const std::string& text, const std::string& sourceName
 
 // "file:line: error: [Table] Locale[key]: message".
 std::string formatFinding(const std::string& file, const LintFinding& finding);
+// "file: 7 tables, 42 rows: no findings", or "...: 2 errors, 1 warning".
+std::string formatSummary(const std::string& file, const LintResult& result);
 
 }  // namespace custsim

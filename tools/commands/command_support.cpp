@@ -72,8 +72,9 @@ bool loadDeviceTables(const DeviceProfile& device, Diagnostics& diagnostics) {
     }
     const hostconfig::LoadResult load = hostconfig::loadFile(device.configFile);
     if (load.ok) return true;
-    diagnostics.push_back({load.source, static_cast<uint32_t>(load.line),
-                           static_cast<uint32_t>(load.column), "", load.message});
+    // Every problem of the file, or the profile's config line when the file cannot be read.
+    for (Diagnostic& problem : configLoadDiagnostics(device, load))
+        diagnostics.push_back(std::move(problem));
     return false;
 }
 

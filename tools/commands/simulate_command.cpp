@@ -170,9 +170,13 @@ int simulateCommand(const std::vector<std::string>& args, std::ostream& out, std
             << kSimulateHelp;
         return kExitFindings;
     }
+    const std::vector<std::string> sessionPaths(options.files.begin() + 1, options.files.end());
+    if (const auto hint = misplacedInputHint(options.files[0], sessionPaths)) {
+        err << "custpolicy: " << *hint << "\n" << kSimulateHelp;
+        return kExitFindings;
+    }
     Diagnostics diagnostics;
-    const std::vector<InputFile> sessions = expandSessionArguments(
-        std::vector<std::string>(options.files.begin() + 1, options.files.end()), diagnostics);
+    const std::vector<InputFile> sessions = expandSessionArguments(sessionPaths, diagnostics);
     if (!diagnostics.empty()) {
         printDiagnostics(diagnostics, err);
         return kExitInputError;

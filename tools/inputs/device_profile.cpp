@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <tuple>
 
 namespace custsim {
 
@@ -73,10 +74,14 @@ void readFeatureChip(TomlTable& table, FeatureChipSpec& chip) {
     table.finish();
 }
 
+// A sensor whose index is missing or out of range gets this one, so that it is neither
+// reported as a duplicate of a real sensor nor kept.
+constexpr int32_t kInvalidSensorIndex = -1;
+
 SensorSpec readSensor(TomlTable& table) {
     SensorSpec sensor;
     sensor.index = static_cast<int32_t>(
-        table.integer("index", Need::Required, 0, kMaxSensorIndex).value_or(0));
+        table.integer("index", Need::Required, 0, kMaxSensorIndex).value_or(kInvalidSensorIndex));
     sensor.name = table.string("name", Need::Optional).value_or("");
     sensor.deviceMask = table.uint32("device_mask", Need::Optional);
     sensor.pixelArray = table.size("pixel_array", Need::Optional);
@@ -132,6 +137,55 @@ const SensorSpec* DeviceProfile::findSensor(int32_t index) const {
     return nullptr;
 }
 
+Diagnostics configLoadDiagnostics(const DeviceProfile& profile,
+                                  const hostconfig::LoadResult& load) {
+    Diagnostics diagnostics;
+    if (load.ok) return diagnostics;
+    if (load.line == 0) {
+        // The file as a whole: name it where the profile names it.
+        diagnostics.push_back({profile.file, profile.configLine, profile.configColumn, "config",
+                               "configuration file " + load.source + ": " + load.message});
+        return diagnostics;
+    }
+    for (const hostconfig::LoadProblem& problem : load.problems) {
+        diagnostics.push_back({load.source, static_cast<uint32_t>(problem.line),
+                               static_cast<uint32_t>(problem.column), "", problem.message});
+    }
+    if (load.unlistedProblems > 0) {
+        diagnostics.push_back(
+            {load.source, 0, 0, "",
+             std::to_string(load.unlistedProblems) + " more problems not listed"});
+    }
+    return diagnostics;
+}
+
+InputKind inputKindOf(const std::string& path) {
+    Diagnostics ignored;  // a file that cannot be read is reported when it is read for real
+    const auto document = parseTomlFile(path, ignored);
+    if (!document) return InputKind::Unknown;
+    const bool device = document->contains("sensor");
+    const bool session = document->contains("stream") || document->contains("app");
+    if (device == session) return InputKind::Unknown;
+    return device ? InputKind::Device : InputKind::Session;
+}
+
+std::optional<std::string> misplacedInputHint(const std::string& devicePath,
+                                              const std::vector<std::string>& sessionPaths) {
+    if (inputKindOf(devicePath) == InputKind::Session) {
+        return devicePath +
+               " is a session ([app], [[stream]]), not a device profile: the device "
+               "profile comes first";
+    }
+    for (const std::string& session : sessionPaths) {
+        if (inputKindOf(session) == InputKind::Device) {
+            return session +
+                   " is a device profile ([[sensor]]), not a session: give the device "
+                   "profile first, then the sessions";
+        }
+    }
+    return std::nullopt;
+}
+
 std::vector<MetadataEntrySpec> readMetadataEntries(TomlTable& table, std::string_view key) {
     std::vector<MetadataEntrySpec> entries;
     for (TomlTable& entryTable : table.tables(key, Need::Optional)) {
@@ -173,6 +227,7 @@ DeviceProfile loadDeviceProfile(const std::string& path, Diagnostics& diagnostic
     if (auto config = root.string("config", Need::Optional)) {
         profile.configFile =
             (!config->empty() && (*config)[0] == '/') ? *config : directoryOf(path) + *config;
+        std::tie(profile.configLine, profile.configColumn) = root.positionOf("config");
     }
     profile.sensorList = root.boolean("sensor_list", Need::Optional).value_or(true);
     profile.stereoFeatureMode = root.uint32("stereo_feature_mode", Need::Optional).value_or(0);
@@ -183,6 +238,7 @@ DeviceProfile loadDeviceProfile(const std::string& path, Diagnostics& diagnostic
     }
     for (TomlTable& sensorTable : root.tables("sensor", Need::Required)) {
         SensorSpec sensor = readSensor(sensorTable);
+        if (sensor.index == kInvalidSensorIndex) continue;  // already reported
         if (profile.findSensor(sensor.index) != nullptr) {
             sensorTable.error("index",
                               "sensor " + std::to_string(sensor.index) + " is given twice");

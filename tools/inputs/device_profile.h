@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host_config_store.h"
 #include "platform/CustFeatureTypes.h"
 #include "platform/MSize.h"
 #include "toml_input.h"
@@ -87,7 +88,9 @@ struct DeviceProfile {
     std::string file;
     std::string name;
     std::string description;
-    std::string configFile;  // resolved against the profile's directory; "" = no tables
+    std::string configFile;   // resolved against the profile's directory; "" = no tables
+    uint32_t configLine = 0;  // where the profile names it
+    uint32_t configColumn = 0;
     bool sensorList = true;
     uint32_t stereoFeatureMode = 0;
     int32_t logicalDeviceId = 0;
@@ -100,6 +103,21 @@ struct DeviceProfile {
 
 // Reads and checks a profile. On problems `diagnostics` grows and the result is not to be used.
 DeviceProfile loadDeviceProfile(const std::string& path, Diagnostics& diagnostics);
+
+// The problems of loading the profile's configuration file, as input problems. A file that cannot
+// be read at all is reported at the profile's `config =` line, which named it.
+Diagnostics configLoadDiagnostics(const DeviceProfile& profile, const hostconfig::LoadResult& load);
+
+// What a TOML file holds, judged by the keys that only a profile ([[sensor]]) or only a session
+// ([app], [[stream]]) has; Unknown for anything else, including files that cannot be read.
+enum class InputKind { Device, Session, Unknown };
+InputKind inputKindOf(const std::string& path);
+
+// When a session was given where the device profile goes, or a device profile where a session
+// goes, one line that says so; nullopt otherwise (including files that cannot be read or parsed,
+// which their real reading reports).
+std::optional<std::string> misplacedInputHint(const std::string& devicePath,
+                                              const std::vector<std::string>& sessionPaths);
 
 // Shared by the profile and the session readers: a list of metadata entries given by tag.
 std::vector<MetadataEntrySpec> readMetadataEntries(TomlTable& table, std::string_view key);

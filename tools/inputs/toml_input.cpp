@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "edit_distance.h"
+#include "host_config_parser.h"
 
 namespace custsim {
 
@@ -56,16 +57,16 @@ const char* typeName(const toml::node& node) {
 }
 
 std::optional<toml::table> parseTomlFile(const std::string& path, Diagnostics& diagnostics) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        diagnostics.push_back(
-            {path, 0, 0, "", std::string("cannot read file: ") + std::strerror(errno)});
+    std::string text;
+    std::string message;
+    // Profiles and sessions are a few kilobytes; the bound keeps a wrong argument (a device, a
+    // huge file) from exhausting memory.
+    if (!hostconfig::detail::readSourceFile(path, text, message, kMaxTomlBytes)) {
+        diagnostics.push_back({path, 0, 0, "", message});
         return std::nullopt;
     }
-    std::ostringstream text;
-    text << in.rdbuf();
     try {
-        return toml::parse(std::string_view(text.str()), std::string_view(path));
+        return toml::parse(std::string_view(text), std::string_view(path));
     } catch (const toml::parse_error& e) {
         diagnostics.push_back({path, static_cast<uint32_t>(e.source().begin.line),
                                static_cast<uint32_t>(e.source().begin.column), "",
@@ -97,6 +98,12 @@ void TomlTable::errorAt(const toml::source_region& where, std::string keyPath,
     mDiagnostics->push_back({mFile, static_cast<uint32_t>(where.begin.line),
                              static_cast<uint32_t>(where.begin.column), std::move(keyPath),
                              std::move(message)});
+}
+
+std::pair<uint32_t, uint32_t> TomlTable::positionOf(std::string_view key) const {
+    const toml::node* node = mTable->get(key);
+    const toml::source_region where = node != nullptr ? node->source() : mTable->source();
+    return {static_cast<uint32_t>(where.begin.line), static_cast<uint32_t>(where.begin.column)};
 }
 
 void TomlTable::error(std::string_view key, std::string message) {

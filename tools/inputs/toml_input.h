@@ -34,7 +34,11 @@ using Diagnostics = std::vector<Diagnostic>;
 // Whether a key must be present.
 enum class Need { Optional, Required };
 
-// Parses a TOML file. Null with a diagnostic when the file cannot be read or is not TOML.
+// TOML inputs larger than this are refused unread.
+constexpr size_t kMaxTomlBytes = size_t{16} << 20;
+
+// Parses a TOML file. Null with a diagnostic when the file cannot be read (it is missing, not a
+// regular file, or larger than kMaxTomlBytes) or is not TOML.
 std::optional<toml::table> parseTomlFile(const std::string& path, Diagnostics& diagnostics);
 
 // A view of one TOML table that reads its keys strictly.
@@ -82,6 +86,8 @@ public:
     // when absent.
     const toml::node* node(std::string_view key) { return find(key, Need::Optional); }
 
+    // The line and column of `key` (or of the table when the key is absent).
+    std::pair<uint32_t, uint32_t> positionOf(std::string_view key) const;
     // Records a problem at the position of `key` (or of the table when the key is absent).
     void error(std::string_view key, std::string message);
     // Records a problem at a node inside this table's values, such as an array item.
