@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "json_text.h"
+#include "report.h"
 
 namespace custsim {
 
@@ -89,13 +90,13 @@ void compareOne(const Expectation& e, const SensorOutcome& o, ExpectationCheck& 
     if (e.table) {
         const std::string actual = tableOf(o);
         c.compare(e.table, "table", e.table->value == actual, e.table->value, actual,
-                  jsonQuoted(e.table->value), jsonQuoted(actual));
+                  jsonString(e.table->value), jsonString(actual));
     }
     if (e.key) {
         const std::string actual = keyOf(o);
         c.compare(e.key, "key", e.key->value == actual, e.key->value,
-                  actual.empty() ? none : actual, jsonQuoted(e.key->value),
-                  actual.empty() ? noneJson : jsonQuoted(actual));
+                  actual.empty() ? none : actual, jsonString(e.key->value),
+                  actual.empty() ? noneJson : jsonString(actual));
     }
 }
 

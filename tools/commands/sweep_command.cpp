@@ -160,23 +160,6 @@ bool parseSweepOptions(const std::vector<std::string>& args, SweepOptions& optio
     return true;
 }
 
-// Loads the device profile and puts its configuration file into the host configuration store, as
-// the HAL's device would have it. Problems go to `diagnostics`.
-DeviceProfile loadDeviceForRun(const std::string& path, Diagnostics& diagnostics) {
-    DeviceProfile device = loadDeviceProfile(path, diagnostics);
-    hostconfig::setRecording(false);
-    if (!diagnostics.empty() || device.configFile.empty()) {
-        hostconfig::clear();
-        return device;
-    }
-    const hostconfig::LoadResult load = hostconfig::loadFile(device.configFile);
-    if (!load.ok) {
-        diagnostics.push_back({load.source, static_cast<uint32_t>(load.line),
-                               static_cast<uint32_t>(load.column), "", load.message});
-    }
-    return device;
-}
-
 // The map's axes: the command line's, else the sweep file's, else the two fastest-varying axes
 // other than the sensor. False after reporting an axis the sweep does not have.
 bool chooseMapAxes(const SweepOptions& options, const SweepSpec& sweep, MapAxes& axes,
@@ -295,7 +278,8 @@ int runAndReport(const SweepOptions& options, const DeviceProfile& device, const
 
 int sweep(const SweepOptions& options, std::ostream& out, std::ostream& err) {
     Diagnostics diagnostics;
-    const DeviceProfile device = loadDeviceForRun(options.files[0], diagnostics);
+    const DeviceProfile device = loadDeviceProfile(options.files[0], diagnostics);
+    if (diagnostics.empty()) loadDeviceTables(device, diagnostics);
     SweepSpec spec;
     if (diagnostics.empty())
         spec = loadSweep(options.files[1], device, options.maxPoints, diagnostics);

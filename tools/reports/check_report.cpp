@@ -1,4 +1,5 @@
 #include "json_text.h"
+#include "report.h"
 #include "workflow_report.h"
 
 namespace custsim {
@@ -16,7 +17,7 @@ std::string plural(int32_t count, const char* noun) {
 CheckReport::CheckReport(std::ostream& out, bool json, const DeviceProfile& device)
     : mOut(out), mJson(json), mDevice(device) {
     if (!mJson) return;
-    mOut << "{\n\"schema\": " << kJsonSchemaVersion << ",\n\"device\": " << jsonQuoted(device.name)
+    mOut << "{\n\"schema\": " << kJsonSchemaVersion << ",\n\"device\": " << jsonString(device.name)
          << ",\n\"unmet\": [";
 }
 
@@ -31,9 +32,9 @@ void CheckReport::session(const SessionSpec& session, const ExpectationCheck& ch
     if (!check.unmet.empty()) ++mTotals.failedSessions;
     for (const UnmetExpectation& u : check.unmet) {
         if (mJson) {
-            mOut << (mFirstUnmet ? "\n" : ",\n") << "  {\"file\": " << jsonQuoted(session.file)
+            mOut << (mFirstUnmet ? "\n" : ",\n") << "  {\"file\": " << jsonString(session.file)
                  << ", \"line\": " << u.line << ", \"sensor\": " << u.sensor
-                 << ", \"key\": " << jsonQuoted(u.key) << ", \"expected\": " << u.expectedJson
+                 << ", \"key\": " << jsonString(u.key) << ", \"expected\": " << u.expectedJson
                  << ", \"actual\": " << u.actualJson << "}";
             mFirstUnmet = false;
             continue;
@@ -50,7 +51,7 @@ void CheckReport::finish() {
     if (mJson) {
         mOut << (mFirstUnmet ? "],\n" : "\n],\n") << "\"sessions_without_expectations\": [";
         for (size_t i = 0; i < mWithout.size(); ++i)
-            mOut << (i == 0 ? "" : ", ") << jsonQuoted(mWithout[i]);
+            mOut << (i == 0 ? "" : ", ") << jsonString(mWithout[i]);
         mOut << "],\n\"summary\": {\"sessions\": " << t.sessions
              << ", \"expectations\": " << t.expectations
              << ", \"met\": " << t.expectations - t.unmet << ", \"unmet\": " << t.unmet

@@ -1,6 +1,7 @@
 #include <map>
 
 #include "json_text.h"
+#include "report.h"
 #include "workflow_report.h"
 
 namespace custsim {
@@ -103,22 +104,22 @@ void writeText(std::ostream& out, const std::string& device, const ConfigIndex& 
 
 void writeJson(std::ostream& out, const std::string& device, const ConfigIndex& config,
                int32_t sessions, const std::vector<RowCoverage>& rows) {
-    out << "{\n\"schema\": " << kJsonSchemaVersion << ",\n\"device\": " << jsonQuoted(device)
-        << ",\n\"config\": " << jsonQuoted(config.file()) << ",\n\"sessions\": " << sessions
+    out << "{\n\"schema\": " << kJsonSchemaVersion << ",\n\"device\": " << jsonString(device)
+        << ",\n\"config\": " << jsonString(config.file()) << ",\n\"sessions\": " << sessions
         << ",\n\"tables\": [";
     Counts total;
     const std::vector<TableRows> tables = byTable(config, rows);
     for (size_t t = 0; t < tables.size(); ++t) {
         const TableRows& table = tables[t];
-        out << (t == 0 ? "\n" : ",\n") << "  {\"table\": " << jsonQuoted(table.name) << ", "
+        out << (t == 0 ? "\n" : ",\n") << "  {\"table\": " << jsonString(table.name) << ", "
             << countsJson(table.counts) << ", \"rows\": [";
         for (size_t r = 0; r < table.rows.size(); ++r) {
             const size_t i = table.rows[r];
             const ConfigIndex::Row& row = config.rows()[i];
             const RowState state = stateOf(rows[i]);
             total.add(state);
-            out << (r == 0 ? "\n" : ",\n") << "    {\"entry\": " << jsonQuoted(row.entry())
-                << ", \"line\": " << row.line << ", \"state\": " << jsonQuoted(stateName(state))
+            out << (r == 0 ? "\n" : ",\n") << "    {\"entry\": " << jsonString(row.entry())
+                << ", \"line\": " << row.line << ", \"state\": " << jsonString(stateName(state))
                 << ", \"matched_sessions\": " << rows[i].matchedSessions
                 << ", \"read_sessions\": " << rows[i].readSessions
                 << ", \"lint_never_matches\": " << (rows[i].lintNeverMatches ? "true" : "false")

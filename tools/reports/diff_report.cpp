@@ -1,6 +1,7 @@
 #include <cstdio>
 
 #include "json_text.h"
+#include "report.h"
 #include "workflow_report.h"
 
 namespace custsim {
@@ -95,15 +96,15 @@ std::string outcomeJson(const SensorOutcome* o) {
             ", \"seamless_scenario\": " + jsonOptional(o->seamlessScenario) +
             ", \"rrzo_size\": " + jsonSizeArray(o->rrzoSize) + ", \"row\": ";
     if (o->row) {
-        json += "{\"table\": " + jsonQuoted(o->row->table) +
-                ", \"locale\": " + jsonQuoted(o->row->locale) +
-                ", \"key\": " + jsonQuoted(o->row->key) +
-                ", \"file\": " + jsonQuoted(o->row->file) +
+        json += "{\"table\": " + jsonString(o->row->table) +
+                ", \"locale\": " + jsonString(o->row->locale) +
+                ", \"key\": " + jsonString(o->row->key) +
+                ", \"file\": " + jsonString(o->row->file) +
                 ", \"line\": " + std::to_string(o->row->line) + "}";
     } else {
         json += "null";
     }
-    return json + ", \"explanation\": " + jsonQuoted(o->explanation) + "}";
+    return json + ", \"explanation\": " + jsonString(o->explanation) + "}";
 }
 
 }  // namespace
@@ -112,8 +113,8 @@ DiffReport::DiffReport(std::ostream& out, bool json, const std::string& device,
                        const std::string& before, const std::string& after)
     : mOut(out), mJson(json) {
     if (mJson) {
-        mOut << "{\n\"schema\": " << kJsonSchemaVersion << ",\n\"device\": " << jsonQuoted(device)
-             << ",\n\"before\": " << jsonQuoted(before) << ",\n\"after\": " << jsonQuoted(after)
+        mOut << "{\n\"schema\": " << kJsonSchemaVersion << ",\n\"device\": " << jsonString(device)
+             << ",\n\"before\": " << jsonString(before) << ",\n\"after\": " << jsonString(after)
              << ",\n\"changes\": [";
         return;
     }
@@ -179,11 +180,11 @@ void DiffReport::sensorText(const std::string& file, const SensorOutcome* before
 void DiffReport::sensorJson(const std::string& file, const SensorOutcome* before,
                             const SensorOutcome* after, const std::vector<std::string>& changed) {
     const SensorOutcome& any = before != nullptr ? *before : *after;
-    mOut << (mFirstChange ? "\n" : ",\n") << "  {\n    \"file\": " << jsonQuoted(file)
+    mOut << (mFirstChange ? "\n" : ",\n") << "  {\n    \"file\": " << jsonString(file)
          << ",\n    \"sensor\": " << any.sensorIdx
-         << ",\n    \"sensor_name\": " << jsonQuoted(any.sensorName) << ",\n    \"changed\": [";
+         << ",\n    \"sensor_name\": " << jsonString(any.sensorName) << ",\n    \"changed\": [";
     for (size_t i = 0; i < changed.size(); ++i)
-        mOut << (i == 0 ? "" : ", ") << jsonQuoted(changed[i]);
+        mOut << (i == 0 ? "" : ", ") << jsonString(changed[i]);
     mOut << "],\n    \"before\": " << outcomeJson(before)
          << ",\n    \"after\": " << outcomeJson(after) << "\n  }";
     mFirstChange = false;

@@ -6,11 +6,10 @@
 
 #include "platform/MSize.h"
 
-// Pieces of the JSON documents of the workflow commands (diff, check, coverage): strings quoted
-// and escaped, sizes as [w, h], absent values as null.
+// Pieces of the JSON documents of the workflow commands (diff, check, coverage): sizes as [w, h],
+// absent values as null. Strings are quoted by report.h's jsonString.
 namespace custsim {
 
-std::string jsonQuoted(const std::string& text);
 std::string jsonSizeArray(MSize size);
 std::string jsonOptional(const std::optional<uint32_t>& value);
 
