@@ -151,6 +151,8 @@ struct Recorded {
     std::vector<CustSensorSettingInfoCall> custSensorSettingInfo;
     std::vector<ThirdCapCall> thirdCap;
     std::vector<int32_t> staticMetadataQueries;  // device ids asked for their provider
+    // The arguments of each video-EIS query, as "(a0, a1, a2, a3, a4, a5, a6)".
+    std::vector<std::string> videoEisQueries;
     std::vector<LogRecord> androidLog;
     std::vector<LogRecord> unifiedLog;
 };

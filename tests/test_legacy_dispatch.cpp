@@ -221,14 +221,25 @@ TEST_F(LegacyDispatch, NotAThirdPartyCaller) {
 TEST_F(LegacyDispatch, ManagerReceivesTheRecord) {
     struct Case {
         bool runGsi;
-        bool sessionFacts;  // API value and temperature in the session parameters
+        std::vector<NSCam::IEntry> session;  // session parameters
         std::string camName;
         int32_t api, temperature;
         const char* why;
     };
     const Case kCases[] = {
-        {false, true, "com.app", 2, 45, "application's own name, API value and temperature"},
-        {true, false, "android.camera.cts", -1, -1, "GSI replaces a known name; no session facts"},
+        {false,
+         {NSCam::IEntry::of<int32_t>(kTagApiValue, {2}), temperatureEntry(45)},
+         "com.app",
+         2,
+         45,
+         "application's own name, API value and temperature"},
+        {true, {}, "android.camera.cts", -1, -1, "GSI replaces a known name; no session facts"},
+        {false,
+         {NSCam::IEntry::of<int64_t>(kTagApiValue, {2}), temperatureEntry(45, 43)},
+         "com.app",
+         -1,
+         -1,
+         "API value of 64-bit items, temperature block one byte short: unknown"},
     };
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
@@ -243,10 +254,8 @@ TEST_F(LegacyDispatch, ManagerReceivesTheRecord) {
         mSession.streamInfo->maxStreamSize = MSize(4000, 2250);
         mSession.streamInfo->maxYuvSize = MSize(1920, 1080);
         mSession.streamInfo->hasVideoConsumer = true;
-        if (c.sessionFacts) {
-            mSession.setApi(2);
-            mSession.setTemperature(45);
-        }
+        for (const NSCam::IEntry& entry : c.session)
+            mSession.appConfig->sessionParams.update(entry);
         loadTables(std::string(kSystemRow) + kCommonRow + kThirdAppRow);
 
         const Outcome outcome = decide();
@@ -255,11 +264,11 @@ TEST_F(LegacyDispatch, ManagerReceivesTheRecord) {
         EXPECT_TRUE(hostconfig::calls().empty()) << "the manager decides without any table";
         ASSERT_EQ(hostplatform::state().recorded.thirdCap.size(), 1u);
         const hostplatform::ThirdCapCall& r = hostplatform::state().recorded.thirdCap.front();
-        EXPECT_EQ(std::vector<int32_t>({r.sensorIdx, r.capMode, r.maxStreamWidth, r.maxStreamHeight,
-                                        r.maxYuvWidth, r.maxYuvHeight, r.reserved, r.isVideo,
-                                        r.apiValue, r.temperature}),
-                  std::vector<int32_t>({0, 0x8001, 4000, 2250, 1920, 1080, 0, 1, c.api,
-                                        c.temperature}));
+        EXPECT_EQ(
+            std::vector<int32_t>({r.sensorIdx, r.capMode, r.maxStreamWidth, r.maxStreamHeight,
+                                  r.maxYuvWidth, r.maxYuvHeight, r.reserved, r.isVideo, r.apiValue,
+                                  r.temperature}),
+            std::vector<int32_t>({0, 0x8001, 4000, 2250, 1920, 1080, 0, 1, c.api, c.temperature}));
         EXPECT_EQ(r.camName, c.camName);
         EXPECT_EQ(r.activityName, "com.app/.Main");
         // The padding after the sensor index and after the temperature reaches the manager zeroed.
@@ -310,8 +319,8 @@ TEST_F(LegacyDispatch, ThirdPartyTableChainOverridesStepByStep) {
                     std::to_string(c.byName) + "\n";
         }
         if (c.byActivity != -1) {
-            text += std::string("[ThirdCamSensorSettingMapByActivity]\ncom.app/.Main[0]") + kSevenWildcards +
-                    "-1, " + std::to_string(c.byActivity) + "\n";
+            text += std::string("[ThirdCamSensorSettingMapByActivity]\ncom.app/.Main[0]") +
+                    kSevenWildcards + "-1, " + std::to_string(c.byActivity) + "\n";
         }
         if (c.byThermal != -1) {
             text += "[ThirdCamSensorSettingMapByThermal]\ncom.app/.Main[0] = -1, 40, " +
@@ -344,34 +353,51 @@ constexpr uint32_t kTraversalOperationMode = 0x40009007;
 constexpr int kLineEngineerTagMissing = 146;
 
 TEST_F(LegacyDispatch, EngineeringOverride) {
-    using M = NSCam::IMetadata&;
+    using M = NSCam::IMetadata&;  // the static metadata of sensor 1
     using N = hostplatform::SensorFacts&;
+    using S = Session&;
     struct Case {
         bool engineerCam, engineerMode;
         uint32_t operationMode;
-        void (*statics)(NSCam::IMetadata&, hostplatform::SensorFacts&);
-        int tag;  // -1: absent
+        void (*statics)(NSCam::IMetadata&, hostplatform::SensorFacts&, Session&);
+        int tag;  // the sensor mode asked, as a byte item; -1: absent
         int32_t expected;
         const char* why;
     };
-    const auto zero = [](M m, N) { m.update(NSCam::IEntry::of<int32_t>(kTagTraversalMode, {0})); };
-    const auto one = [](M m, N) { m.update(NSCam::IEntry::of<int32_t>(kTagTraversalMode, {1})); };
+    const auto zero = [](M m, N, S) {
+        m.update(NSCam::IEntry::of<int32_t>(kTagTraversalMode, {0}));
+    };
+    const auto one = [](M m, N, S) {
+        m.update(NSCam::IEntry::of<int32_t>(kTagTraversalMode, {1}));
+    };
     const Case kCases[] = {
-        {false, true, kTraversalOperationMode, zero, 3, 16, "short-cut to 16, whatever the tag asks"},
+        {false, true, kTraversalOperationMode, zero, 3, 16,
+         "short-cut to 16, whatever the tag asks"},
         {true, false, kTraversalOperationMode, one, 3, 3, "static item 1: the tag"},
         {false, true, 0, zero, 3, 3, "another operation mode: the tag"},
         {true, false, 0, one, 200, 200, "200 is handed on unchanged"},
         {false, true, kTraversalOperationMode,
-         [](M m, N) { m.update(NSCam::IEntry(kTagTraversalMode)); }, 5, 5,
+         [](M m, N, S) { m.update(NSCam::IEntry(kTagTraversalMode)); }, 5, 5,
          "empty static entry: like a nonzero item"},
-        {false, true, kTraversalOperationMode, [](M, N) {}, 5, 5,
+        {false, true, kTraversalOperationMode, [](M, N, S) {}, 5, 5,
          "absent static entry: like a nonzero item"},
         {false, true, kTraversalOperationMode,
-         [](M m, N) { m.update(NSCam::IEntry::of<uint8_t>(kTagTraversalMode, {0})); }, 5, 5,
+         [](M m, N, S) { m.update(NSCam::IEntry::of<uint8_t>(kTagTraversalMode, {0})); }, 5, 5,
          "a static entry shorter than one item: like a nonzero item"},
-        {false, true, kTraversalOperationMode, [](M, N n) { n.hasMetadataProvider = false; }, 5, 5,
-         "no metadata provider: like a nonzero item"},
+        {false, true, kTraversalOperationMode,
+         [](M m, N, S) {
+             m.update(NSCam::IEntry::of<uint8_t>(kTagTraversalMode, {0, 0, 0, 0}));
+         },
+         5, 16, "four zero bytes hold a zero item, whatever the item type"},
+        {false, true, kTraversalOperationMode, [](M, N n, S) { n.hasMetadataProvider = false; }, 5,
+         5, "no metadata provider: like a nonzero item"},
         {false, true, 0, zero, -1, -1, "tag absent: error"},
+        {false, true, 0,
+         [](M, N, S s) {
+             s.appConfig->sessionParams.update(
+                 NSCam::IEntry::of<int32_t>(kTagEngineerSensorModeSel, {5}));
+         },
+         -1, -1, "a sensor mode of 32-bit items reads as absent"},
         {false, false, kTraversalOperationMode, zero, 3, -1, "no engineering camera or mode"},
     };
     for (const Case& c : kCases) {
@@ -380,7 +406,7 @@ TEST_F(LegacyDispatch, EngineeringOverride) {
         hostplatform::state().customer.engineerCam = c.engineerCam;
         hostplatform::state().customer.engineerMode = c.engineerMode;
         mSession.appConfig->operationMode = c.operationMode;
-        c.statics(hostplatform::sensor(1).staticMetadata, hostplatform::sensor(1));
+        c.statics(hostplatform::sensor(1).staticMetadata, hostplatform::sensor(1), mSession);
         if (c.tag != -1) {
             mSession.appConfig->sessionParams.update(NSCam::IEntry::of<uint8_t>(
                 kTagEngineerSensorModeSel, {static_cast<uint8_t>(c.tag)}));
@@ -450,7 +476,8 @@ TEST_F(LegacyDispatch, MissingHandlesDecideNothing) {
 
 TEST(LegacyScenarioNumbers, ValidExactlyFrom0To255) {
     CustSettingPolicyLegacy policy;
-    for (const auto& [scenario, valid] : {std::pair{0, true}, {255, true}, {256, false}, {-1, false}}) {
+    for (const auto& [scenario, valid] :
+         {std::pair{0, true}, {255, true}, {256, false}, {-1, false}}) {
         EXPECT_EQ(policy.isValidScenarioId(scenario), valid) << scenario;
     }
 }

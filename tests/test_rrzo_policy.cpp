@@ -27,6 +27,7 @@ using Streams = std::vector<std::optional<ImageStreamFacts>>;
 
 constexpr uint32_t kRrzoMsgId = 0x1001;
 constexpr float kUntouched = 0.25f;  // heightToWidth before the walk
+constexpr uint32_t kTagEisMode = 0x10011;
 const MSize k169(1920, 1080), k43(1440, 1080);
 
 // A configuration of one sensor (index 0) with the given streams, in stream-id order.
@@ -85,23 +86,28 @@ protected:
     void SetUp() override { hostplatform::reset(); }
 };
 
+NSCam::IEntry eis(uint8_t mode) { return NSCam::IEntry::of<uint8_t>(kTagEisMode, {mode}); }
+
 TEST_F(RrzoPolicyTest, StaticInfoRequestCarriesTheConfigurationFacts) {
     struct Case {
         float ratioC;
         uint32_t stereoMode;
         bool is4k, sysCam;
-        std::optional<uint8_t> eisMode;
+        NSCam::IEntry eisMode;  // tag 0: none
+        std::optional<uint8_t> eisRead;
         float sentRatioA;
         bool eisOn;
         const char* why;
     };
     const Case kCases[] = {
-        {1.0f, 0, false, true, std::nullopt, 0.5f, false, "ratio-C of 1 is not above 1"},
-        {1.2f, 0, false, true, uint8_t{1}, 1.2f, true, "ratio-C above 1 replaces ratio-A"},
-        {std::numeric_limits<float>::quiet_NaN(), 0, false, true, uint8_t{0}, 0.5f, false,
+        {1.0f, 0, false, true, {}, std::nullopt, 0.5f, false, "ratio-C of 1 is not above 1"},
+        {1.2f, 0, false, true, eis(1), 1, 1.2f, true, "ratio-C above 1 replaces ratio-A"},
+        {std::numeric_limits<float>::quiet_NaN(), 0, false, true, eis(0), 0, 0.5f, false,
          "a NaN ratio-C is not above 1"},
-        {0.0f, 0xBF, false, false, uint8_t{2}, 0.5f, true, "only bit 6 of stereo counts"},
-        {0.0f, 0x40, true, false, std::nullopt, 0.5f, false, "stereo bit 6 and 4K video"},
+        {0.0f, 0xBF, false, false, eis(2), 2, 0.5f, true, "only bit 6 of stereo counts"},
+        {0.0f, 0x40, true, false, {}, std::nullopt, 0.5f, false, "stereo bit 6 and 4K video"},
+        {0.0f, 0, false, true, NSCam::IEntry::of<int32_t>(kTagEisMode, {1}), std::nullopt, 0.5f,
+         false, "a stabilisation mode of 32-bit items reads as absent"},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.why);
@@ -110,7 +116,7 @@ TEST_F(RrzoPolicyTest, StaticInfoRequestCarriesTheConfigurationFacts) {
         hostplatform::state().customer.is4kVideo = c.is4k;
         hostplatform::state().customer.systemCam = c.sysCam;
         Config config;
-        if (c.eisMode) config.app->sessionParams.update(NSCam::IEntry::of(0x10011, {*c.eisMode}));
+        if (c.eisMode.tag() != 0) config.app->sessionParams.update(c.eisMode);
         config.record.ratioA = 0.5f;
         config.record.ratioC = c.ratioC;
         config.calculate();
@@ -133,14 +139,23 @@ TEST_F(RrzoPolicyTest, StaticInfoRequestCarriesTheConfigurationFacts) {
         EXPECT_EQ(std::memcmp(&reply, &zeroReply, sizeof(reply)), 0);
 
         // No streams: heightToWidth goes out as it was.
-        const CustRrzoStaticInfo expected{7, false, (c.stereoMode & 0x40) != 0, c.is4k, c.sysCam,
-                                          {1920, 1080}, c.sentRatioA, kUntouched, true, {}, 9,
+        const CustRrzoStaticInfo expected{7,
+                                          false,
+                                          (c.stereoMode & 0x40) != 0,
+                                          c.is4k,
+                                          c.sysCam,
+                                          {1920, 1080},
+                                          c.sentRatioA,
+                                          kUntouched,
+                                          true,
+                                          {},
+                                          9,
                                           c.eisOn};
         EXPECT_EQ(std::memcmp(&*call.rrzoStaticInfo, &expected, sizeof(expected)), 0);
         EXPECT_EQ(countLogs("[calculateTargetSize] No MTK_CONTROL_VIDEO_STABILIZATION_MODE"),
-                  c.eisMode ? 0u : 1u);
+                  c.eisRead ? 0u : 1u);
         EXPECT_EQ(countLogs("[calculateTargetSize] 3rd tag for QVXSEIS-enable:" +
-                            std::to_string(c.eisMode.value_or(0))),
+                            std::to_string(c.eisRead.value_or(0))),
                   1u);
     }
 }
@@ -205,14 +220,17 @@ TEST_F(RrzoPolicyTest, TargetSizeAdoptsOnlyPositiveAnswers) {
         SCOPED_TRACE(c.why);
         hostplatform::reset();
         hostplatform::sensor(1).newRrzoPolicy = true;
+        std::optional<MSize> preset;  // what the service finds where its answer is to go
         hostplatform::state().featureChip = [&](const CustTransMsgData* m, CustTransMsgData*) {
             const auto* record = static_cast<const CustEvalRequest*>(m->pData);
+            preset = *static_cast<MSize*>(record->pParam);
             if (c.answer) *static_cast<MSize*>(record->pParam) = *c.answer;
         };
         MSize size(1280, 720);
         CustRrzoAlgoAdaptor(1).selectTargetSize(1, MSize(4000, 3000), size);
 
         EXPECT_EQ(size, c.expected);
+        EXPECT_EQ(preset, MSize(0, 0));
         ASSERT_EQ(calls().size(), 1u);
         expectRequestMessage(calls()[0].request, kRrzoMsgId);
         EXPECT_TRUE(isZero(calls()[0].reply));

@@ -50,8 +50,14 @@ TEST_F(SelectInInputs, RecordFieldsFollowTheConfiguration) {
     };
     const Case kCases[] = {
         {"session upper bound wins over faster durations and reaches the max-size query",
-         [](I i) { setFpsRange(i, {15, 24}); setDurations({0x23, 640, 480, 8333333}); },
-         [](R r) { EXPECT_EQ(r.maxFps, 24); EXPECT_EQ(maxSizeCall().maxFps, 24); }},
+         [](I i) {
+             setFpsRange(i, {15, 24});
+             setDurations({0x23, 640, 480, 8333333});
+         },
+         [](R r) {
+             EXPECT_EQ(r.maxFps, 24);
+             EXPECT_EQ(maxSizeCall().maxFps, 24);
+         }},
         {"upper bound 0 falls through to the shortest duration",
          [](I i) {
              setFpsRange(i, {15, 0});
@@ -60,27 +66,48 @@ TEST_F(SelectInInputs, RecordFieldsFollowTheConfiguration) {
          [](R r) { EXPECT_EQ(r.maxFps, 60); }},
         {"a one-item session range reads its upper bound as 0", [](I i) { setFpsRange(i, {60}); },
          [](R r) { EXPECT_EQ(r.maxFps, 30); }},
+        {"a session range of 64-bit items has no upper bound: the durations decide",
+         [](I i) {
+             i.appConfig->sessionParams.update(
+                 NSCam::IEntry::of<int64_t>(kTagAeTargetFpsRange, {(60LL << 32) | 15}));
+         },
+         [](R r) { EXPECT_EQ(r.maxFps, 30); }},
+        {"durations of 32-bit items read as absent: no frame rate",
+         [](I) {
+             setStatic<int32_t>(0, kTagMinFrameDurations, {0x23, 0, 640, 0, 480, 0, 1, 0});
+         },
+         [](R r) { EXPECT_EQ(r.maxFps, 0); }},
         {"only the low 32 bits of a duration count",
-         [](I) { setDurations({0, 0, 0, 0x100000000LL + 16666666}); },
+         [](I) {
+             setDurations({0, 0, 0, 0x100000000LL + 16666666});
+         },
          [](R r) { EXPECT_EQ(r.maxFps, 60); }},
         {"zero durations are skipped, a short last group reads as 0",
-         [](I) { setDurations({0, 0, 0, 0, 0x21, 640, 480, 100000000, 7}); },
+         [](I) {
+             setDurations({0, 0, 0, 0, 0x21, 640, 480, 100000000, 7});
+         },
          [](R r) { EXPECT_EQ(r.maxFps, 10); }},
         {"no per-sensor lists: the largest stream size",
          [](I i) { i.streamInfo->maxStreamSize = MSize(5000, 2500); },
          [](R r) { EXPECT_EQ(r.maxStreamSize, MSize(5000, 2500)); }},
         {"wider but lower stream does not replace",
-         [](I i) { setStreams(i, false, 0, {{4000, 3000}, {4096, 2160}}); },
+         [](I i) {
+             setStreams(i, false, 0, {{4000, 3000}, {4096, 2160}});
+         },
          [](R r) { EXPECT_EQ(r.maxStreamSize, MSize(4000, 3000)); }},
         {"lists only for another sensor: (0, 0)",
-         [](I i) { setStreams(i, false, 1, {{4000, 3000}}); },
+         [](I i) {
+             setStreams(i, false, 1, {{4000, 3000}});
+         },
          [](R r) { EXPECT_EQ(r.maxStreamSize, MSize(0, 0)); }},
         {"the service has the last word on the stream size",
          [](I i) {
              setStreams(i, false, 0, {{1920, 1080}, {3840, 2160}});
              i.streamInfo->maxYuvSize = MSize(3000, 2000);
-             hp::state().maxStreamSize = [](const MaxStreamSizeCall&, int32_t& w,
-                                                      int32_t& h) { w = 640; h = 480; };
+             hp::state().maxStreamSize = [](const MaxStreamSizeCall&, int32_t& w, int32_t& h) {
+                 w = 640;
+                 h = 480;
+             };
          },
          [](R r) {
              EXPECT_EQ(MSize(maxSizeCall().width, maxSizeCall().height), MSize(3840, 2160));
@@ -89,20 +116,45 @@ TEST_F(SelectInInputs, RecordFieldsFollowTheConfiguration) {
              EXPECT_EQ(r.maxStreamSize, MSize(640, 480));
          }},
         {"raw streams of another sensor only",
-         [](I i) { setStreams(i, true, 1, {{4000, 3000}}); },
+         [](I i) {
+             setStreams(i, true, 1, {{4000, 3000}});
+         },
          [](R r) { EXPECT_EQ(r.maxRawSize.width, 0); }},
         {"largest raw in both sides",
-         [](I i) { setStreams(i, true, 0, {{1920, 1080}, {4000, 3000}, {8000, 2000}}); },
+         [](I i) {
+             setStreams(i, true, 0, {{1920, 1080}, {4000, 3000}, {8000, 2000}});
+         },
          [](R r) { EXPECT_EQ(MSize(r.maxRawSize.width, r.maxRawSize.height), MSize(4000, 3000)); }},
         {"highest AE upper bound, lower bounds and a dangling bound ignored",
-         [](I) { setStatic<int32_t>(0, kTagAeAvailableTargetFpsRanges, {15, 30, 90, 60, 240}); },
+         [](I) {
+             setStatic<int32_t>(0, kTagAeAvailableTargetFpsRanges, {15, 30, 90, 60, 240});
+         },
          [](R r) { EXPECT_EQ(r.highFpsThres, 60); }},
+        {"AE ranges of 64-bit items read as absent",
+         [](I) { setStatic<int64_t>(0, kTagAeAvailableTargetFpsRanges, {(30LL << 32) | 15}); },
+         [](R r) { EXPECT_EQ(r.highFpsThres, 0); }},
+        {"a pixel array of 32-bit items reads as absent: a square stream keeps its ratio",
+         [](I i) {
+             setStatic<int32_t>(0, kTagPixelArraySize, {8192, 6144});
+             i.userConfig = userConfigOf({{3000, 3000}});
+         },
+         [](R r) {
+             EXPECT_EQ(r.pixelArraySize, MSize(0, 0));
+             EXPECT_EQ(r.maxRatio, 1000);
+         }},
         {"scene for this mode without HDR mode resets startExpNum to 1", setOpMode,
          [](R r) { EXPECT_EQ(r.vhdrInfo.startExpNum, 1); }},
         {"scene HDR not in force",
-         [](I i) { setOpMode(i); hp::sensor(0).defaultVhdrInfo.sceneHdrEnable = false; },
+         [](I i) {
+             setOpMode(i);
+             hp::sensor(0).defaultVhdrInfo.sceneHdrEnable = false;
+         },
          [](R r) { EXPECT_EQ(r.vhdrInfo.startExpNum, 3); }},
-        {"the session asks for an HDR mode", [](I i) { setOpMode(i); i.hdrMode = 2; },
+        {"the session asks for an HDR mode",
+         [](I i) {
+             setOpMode(i);
+             i.hdrMode = 2;
+         },
          [](R r) { EXPECT_EQ(r.vhdrInfo.startExpNum, 3); }},
         {"scenes only for other operation modes", [](I i) { i.appConfig->operationMode = 0x8002; },
          [](R r) {
@@ -208,7 +260,11 @@ TEST_F(SelectInInputs, RatioClassAndDeviceIndex) {
                   c.pixelArray);
     }
 
-    struct MaskCase { bool hasSensorList; uint32_t mask; int32_t expected; };
+    struct MaskCase {
+        bool hasSensorList;
+        uint32_t mask;
+        int32_t expected;
+    };
     const MaskCase kMasks[] = {{true, 1, 0},  {true, 2048, 11}, {true, 6, 1},
                                {true, 0, 13}, {true, 4096, 13}, {false, 4, 0}};
     for (const MaskCase& c : kMasks) {
