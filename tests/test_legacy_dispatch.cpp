@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -10,18 +11,16 @@
 #include <utility>
 #include <vector>
 
-#include "test_legacy_support.h"
+#include "test_support.h"
 
-namespace legacytest {
+namespace cptest {
 namespace {
 
+constexpr char kTag[] = "CustSettingPolicyLegacy";
 constexpr int32_t kNormalScenario = 12;  // what the feature-chip service answers
-constexpr char kSystem[] = "SystemCamSensorSettingMap";
-constexpr char kCommon[] = "CommonSensorSettingMap";
-constexpr char kThirdApp[] = "ThirdCamSensorSettingMap";
-constexpr char kThirdActivity[] = "ThirdCamSensorSettingMapByActivity";
-constexpr char kThirdThermal[] = "ThirdCamSensorSettingMapByThermal";
-constexpr char kNotThirdParty[] = "[selectSensorSetting4ThirdCase] Not 3rd App";
+constexpr int32_t kNoManager = -2;       // the capability manager is not supported
+constexpr uint32_t kTraversalOperationMode = 0x40009007;
+constexpr int kLineEngineerTagMissing = 146;
 
 // Tables that all match a session on sensor 0: the system table names 1 (seamless 5), the common
 // table 2 and the application table 5.
@@ -34,12 +33,6 @@ constexpr char kSevenWildcards[] = " = -1, -1, -1, -1, -1, -1, -1, ";
 
 enum class Caller { SystemCamera, ThirdParty, ThirdPartySdk };
 
-struct Outcome {
-    bool result = false;
-    SensorSetting setting = sentinelSetting();
-    unsigned int seamlessFlags = kSentinel;
-};
-
 class LegacyDispatch : public LegacyTest {
 protected:
     void SetUp() override {
@@ -48,22 +41,13 @@ protected:
             *static_cast<int32_t*>(reply->pData) = kNormalScenario;
         };
     }
-    static void setCaller(Caller caller) {
+    static void setCaller(Caller caller, int32_t manager = kNoManager) {
         hostplatform::CustomerFacts& customer = hostplatform::state().customer;
         customer.systemCam = caller == Caller::SystemCamera;
         customer.thirdPartyCam = caller != Caller::SystemCamera;
         customer.sdkCam = caller == Caller::ThirdPartySdk;
+        hostplatform::state().thirdCap = {manager != kNoManager, manager};
     }
-    Outcome decide(int sensorIdx = 0) {
-        CustSettingAlgoAdaptor adaptor(sensorIdx);
-        Outcome outcome;
-        const mcam::core::device::policy::AppUserConfiguration userConfig;
-        outcome.result = adaptor.selectSensorSetting(
-            mSession.appConfig, mSession.streamInfo, outcome.setting, sensorIdx,
-            outcome.seamlessFlags, userConfig, 1.0f, 2.0f, 0);
-        return outcome;
-    }
-    static size_t featureChipCalls() { return hostplatform::state().recorded.featureChip.size(); }
 };
 
 // The scenario an outcome carries: the host helper knows scenarios 0 to 20 and fills the setting
@@ -75,27 +59,30 @@ int32_t chosen(const Outcome& o) {
 // The tables asked, in order, by short name: "System Common App Activity Thermal".
 std::string pathsAsked() {
     const std::pair<const char*, const char*> kShort[] = {
-        {kSystem, "System"},          {kCommon, "Common"},        {kThirdApp, "App"},
-        {kThirdActivity, "Activity"}, {kThirdThermal, "Thermal"},
+        {"SystemCamSensorSettingMap", "System"},
+        {"CommonSensorSettingMap", "Common"},
+        {"ThirdCamSensorSettingMap", "App"},
+        {"ThirdCamSensorSettingMapByActivity", "Activity"},
+        {"ThirdCamSensorSettingMapByThermal", "Thermal"},
     };
-    std::string asked;
-    for (const std::string& table : tablesAsked()) {
+    Strings asked;
+    for (const hostconfig::StoreCall& call : hostconfig::calls()) {
         for (const auto& name : kShort) {
-            if (table == name.first) asked += (asked.empty() ? "" : " ") + std::string(name.second);
+            if (call.table != name.first) continue;
+            if (asked.empty() || asked.back() != name.second) asked.push_back(name.second);
         }
     }
-    return asked;
+    return joined(asked);
 }
 
 TEST_F(LegacyDispatch, PathOrderAndManagerAnswer) {
-    constexpr int32_t kNoManager = -2;
     const std::string kAll = std::string(kSystemRow) + kCommonRow + kThirdAppRow;
     const std::string kCommonApp = std::string(kCommonRow) + kThirdAppRow;
     struct Case {
         bool privateSelection;
         Caller caller;
         std::string tables;
-        int32_t manager;   // the capability manager's answer; kNoManager: not supported
+        int32_t manager;   // the capability manager's answer
         int32_t expected;  // scenario handed on; -1: result false
         const char* asked;
         size_t normalCalls;
@@ -128,15 +115,14 @@ TEST_F(LegacyDispatch, PathOrderAndManagerAnswer) {
         SCOPED_TRACE(c.why);
         SetUp();
         hostplatform::sensor(0).privateSelectSensorMode = c.privateSelection;
-        setCaller(c.caller);
-        hostplatform::state().thirdCap = {c.manager != kNoManager, c.manager};
+        setCaller(c.caller, c.manager);
         if (!c.tables.empty()) loadTables(c.tables);
-        const Outcome outcome = decide();
+        const Outcome outcome = decide(mSession);
         EXPECT_EQ(outcome.result, c.expected != -1);
         EXPECT_EQ(parsedScenario(), c.expected);
         EXPECT_EQ(chosen(outcome), c.expected <= 20 ? c.expected : -1);
         EXPECT_EQ(pathsAsked(), c.asked);
-        EXPECT_EQ(featureChipCalls(), c.normalCalls);
+        EXPECT_EQ(hostplatform::state().recorded.featureChip.size(), c.normalCalls);
         EXPECT_EQ(hostplatform::state().recorded.thirdCap.size(),
                   c.caller == Caller::ThirdParty && c.manager != kNoManager ? 1u : 0u);
     }
@@ -177,22 +163,19 @@ TEST_F(LegacyDispatch, TablePath) {
         SetUp();
         setCaller(c.caller);
         mSession.appConfig->operationMode = 1;
+        mSession.sensorIdx = c.sensorIdx;
         loadTables(c.tables);
-        const Outcome outcome = decide(c.sensorIdx);
+        const Outcome outcome = decide(mSession);
         EXPECT_EQ(outcome.result, c.expected != -1);
         EXPECT_EQ(chosen(outcome), c.expected);
-        EXPECT_EQ(outcome.seamlessFlags, c.seamlessFlags);
+        EXPECT_EQ(outcome.outValue, c.seamlessFlags);
         EXPECT_EQ(pathsAsked(), c.asked);
         // A system-table match records the seamless scenario, whatever becomes of its answer.
         EXPECT_EQ(hostplatform::state().recorded.seamless.size(), c.asked[0] == 'S' ? 1u : 0u);
-        if (c.expected == -1) {
-            EXPECT_TRUE(hostplatform::state().recorded.sensorInfo.empty());
-        }
-        EXPECT_EQ(countMessage(Level::Info,
-                               "[selectSensorSetting] match setting(input):camera id " +
-                                   std::to_string(c.sensorIdx) + ",operationMode 0x1,DevID ffff",
-                               "selectSensorSetting"),
-                  1u);
+        EXPECT_EQ(parsedScenario(), c.expected);
+        EXPECT_EQ(logCount(kTag, "I/[selectSensorSetting] match setting(input):camera id " +
+                                     std::to_string(c.sensorIdx) + ",operationMode 0x1,DevID ffff"),
+                  1);
     }
 }
 
@@ -207,12 +190,11 @@ TEST_F(LegacyDispatch, NotAThirdPartyCaller) {
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.second);
         SetUp();
-        setCaller(Caller::ThirdParty);
-        hostplatform::state().thirdCap = {true, 4};
+        setCaller(Caller::ThirdParty, 4);
         c.first(hostplatform::state().customer, mSession);
         loadTables(kThirdAppRow);
-        EXPECT_FALSE(decide().result);
-        EXPECT_EQ(countMessage(Level::Info, kNotThirdParty, "selectSensorSetting4ThirdCase"), 1u);
+        EXPECT_FALSE(decide(mSession).result);
+        EXPECT_EQ(logCount(kTag, "I/[selectSensorSetting4ThirdCase] Not 3rd App"), 1);
         EXPECT_TRUE(hostplatform::state().recorded.thirdCap.empty());
         EXPECT_EQ(pathsAsked().find("App"), std::string::npos);
     }
@@ -221,21 +203,21 @@ TEST_F(LegacyDispatch, NotAThirdPartyCaller) {
 TEST_F(LegacyDispatch, ManagerReceivesTheRecord) {
     struct Case {
         bool runGsi;
-        std::vector<NSCam::IEntry> session;  // session parameters
+        std::vector<IEntry> session;  // session parameters
         std::string camName;
         int32_t api, temperature;
         const char* why;
     };
     const Case kCases[] = {
         {false,
-         {NSCam::IEntry::of<int32_t>(kTagApiValue, {2}), temperatureEntry(45)},
+         {IEntry::of<int32_t>(kTagApiValue, {2}), temperatureEntry(45)},
          "com.app",
          2,
          45,
          "application's own name, API value and temperature"},
         {true, {}, "android.camera.cts", -1, -1, "GSI replaces a known name; no session facts"},
         {false,
-         {NSCam::IEntry::of<int64_t>(kTagApiValue, {2}), temperatureEntry(45, 43)},
+         {IEntry::of<int64_t>(kTagApiValue, {2}), temperatureEntry(45, 43)},
          "com.app",
          -1,
          -1,
@@ -244,8 +226,7 @@ TEST_F(LegacyDispatch, ManagerReceivesTheRecord) {
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
-        setCaller(Caller::ThirdParty);
-        hostplatform::state().thirdCap = {true, 4};
+        setCaller(Caller::ThirdParty, 4);
         hostplatform::CustomerFacts& customer = hostplatform::state().customer;
         customer.curCamName = "com.app";
         customer.activityName = "com.app/.Main";
@@ -254,11 +235,10 @@ TEST_F(LegacyDispatch, ManagerReceivesTheRecord) {
         mSession.streamInfo->maxStreamSize = MSize(4000, 2250);
         mSession.streamInfo->maxYuvSize = MSize(1920, 1080);
         mSession.streamInfo->hasVideoConsumer = true;
-        for (const NSCam::IEntry& entry : c.session)
-            mSession.appConfig->sessionParams.update(entry);
+        for (const IEntry& entry : c.session) mSession.set(entry);
         loadTables(std::string(kSystemRow) + kCommonRow + kThirdAppRow);
 
-        const Outcome outcome = decide();
+        const Outcome outcome = decide(mSession);
         EXPECT_TRUE(outcome.result);
         EXPECT_EQ(chosen(outcome), 4);
         EXPECT_TRUE(hostconfig::calls().empty()) << "the manager decides without any table";
@@ -280,77 +260,62 @@ TEST_F(LegacyDispatch, ManagerReceivesTheRecord) {
         // The manager's own layout: eleven integers from offset 56, the stream size first.
         int32_t tail[10];
         std::memcpy(tail, r.bytes.data() + 56, sizeof(tail));
-        const int32_t expectedTail[10] = {0x8001, 4000, 2250,  1920,          1080,
-                                          0,      1,    c.api, c.temperature, 0};
-        EXPECT_EQ(std::vector<int32_t>(tail, tail + 10),
-                  std::vector<int32_t>(expectedTail, expectedTail + 10));
+        EXPECT_EQ(
+            std::vector<int32_t>(tail, tail + 10),
+            std::vector<int32_t>({0x8001, 4000, 2250, 1920, 1080, 0, 1, c.api, c.temperature, 0}));
 #endif
         EXPECT_EQ(
-            countMessage(Level::Info,
-                         "[selectSensorSetting4ThirdCase] runGSI, curCamName:android.camera.cts",
-                         "selectSensorSetting4ThirdCase"),
-            c.runGsi ? 1u : 0u);
+            logCount(kTag,
+                     "I/[selectSensorSetting4ThirdCase] runGSI, curCamName:android.camera.cts"),
+            c.runGsi ? 1 : 0);
     }
 }
 
 TEST_F(LegacyDispatch, ThirdPartyTableChainOverridesStepByStep) {
     struct Case {
         int32_t byName, byActivity, byThermal;  // -1: no row
+        int32_t api;                            // -1: no API value in the session
         int32_t expected;
         const char* why;
     };
     const Case kCases[] = {
-        {3, -1, -1, 3, "the name's answer stands"},
-        {3, 5, -1, 5, "the activity overrides the name"},
-        {3, 5, 7, 7, "the temperature overrides both"},
-        {-1, -1, 7, 7, "the temperature alone"},
-        {-1, 5, -1, 5, "the activity alone"},
-        {-1, -1, -1, -1, "nothing decides: false"},
+        {3, -1, -1, -1, 3, "the name's answer stands"},
+        {3, 5, -1, -1, 5, "the activity overrides the name"},
+        {3, 5, 7, -1, 7, "the temperature overrides both"},
+        {-1, -1, 7, -1, 7, "the temperature alone"},
+        {-1, 5, -1, -1, 5, "the activity alone"},
+        {-1, -1, -1, -1, -1, "nothing decides: false"},
+        {-1, 6, -1, 2, 6, "the session's API value reaches the activity table"},
+        {-1, 6, -1, -1, -1, "an absent API value (-1) does not match the row's 2"},
     };
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
         setCaller(Caller::ThirdParty);
         hostplatform::state().customer.activityName = "com.app/.Main";
-        mSession.setTemperature(45);
+        mSession.set(temperatureEntry(45));
+        if (c.api != -1) mSession.set(IEntry::of<int32_t>(kTagApiValue, {c.api}));
         std::string text;
         if (c.byName != -1) {
             text += std::string("[ThirdCamSensorSettingMap]\nAllCamApp[0]") + kSevenWildcards +
                     std::to_string(c.byName) + "\n";
         }
         if (c.byActivity != -1) {
-            text += std::string("[ThirdCamSensorSettingMapByActivity]\ncom.app/.Main[0]") +
-                    kSevenWildcards + "-1, " + std::to_string(c.byActivity) + "\n";
+            // Rows of API value -1 answer 5, of API value 2 answer 6.
+            text += std::string("[ThirdCamSensorSettingMapByActivity]\ncom.app/.Main[0] = -1, ") +
+                    (c.byActivity == 6 ? "2" : "-1") + ", -1, -1, -1, -1, -1, -1, " +
+                    std::to_string(c.byActivity) + "\n";
         }
         if (c.byThermal != -1) {
             text += "[ThirdCamSensorSettingMapByThermal]\ncom.app/.Main[0] = -1, 40, " +
                     std::to_string(c.byThermal) + "\n";
         }
         if (!text.empty()) loadTables(text);
-        const Outcome outcome = decide();
+        const Outcome outcome = decide(mSession);
         EXPECT_EQ(outcome.result, c.expected != -1);
         EXPECT_EQ(chosen(outcome), c.expected);
     }
 }
-
-TEST_F(LegacyDispatch, ApiValueReachesTheActivityTable) {
-    for (const int32_t api : {2, -1}) {
-        SCOPED_TRACE(api);
-        SetUp();
-        setCaller(Caller::ThirdParty);
-        hostplatform::state().customer.activityName = "com.app/.Main";
-        if (api != -1) mSession.setApi(api);
-        loadTables(R"([ThirdCamSensorSettingMapByActivity]
-com.app/.Main[0] = -1, 2, -1, -1, -1, -1, -1, 0, 6
-com.app/.Main[1] = -1, -1, -1, -1, -1, -1, -1, 0, 8
-)");
-        EXPECT_EQ(chosen(decide()), api == 2 ? 6 : 8) << "-1 is accepted only by a wildcard row";
-    }
-}
-
-constexpr uint32_t kTagTraversalMode = 0x9004003D;
-constexpr uint32_t kTraversalOperationMode = 0x40009007;
-constexpr int kLineEngineerTagMissing = 146;
 
 TEST_F(LegacyDispatch, EngineeringOverride) {
     using M = NSCam::IMetadata&;  // the static metadata of sensor 1
@@ -359,45 +324,37 @@ TEST_F(LegacyDispatch, EngineeringOverride) {
     struct Case {
         bool engineerCam, engineerMode;
         uint32_t operationMode;
-        void (*statics)(NSCam::IMetadata&, hostplatform::SensorFacts&, Session&);
+        void (*arrange)(NSCam::IMetadata&, hostplatform::SensorFacts&, Session&);
         int tag;  // the sensor mode asked, as a byte item; -1: absent
         int32_t expected;
         const char* why;
     };
-    const auto zero = [](M m, N, S) {
-        m.update(NSCam::IEntry::of<int32_t>(kTagTraversalMode, {0}));
-    };
-    const auto one = [](M m, N, S) {
-        m.update(NSCam::IEntry::of<int32_t>(kTagTraversalMode, {1}));
-    };
+    const auto zero = [](M m, N, S) { m.update(IEntry::of<int32_t>(kTagTraversalMode, {0})); };
+    const auto one = [](M m, N, S) { m.update(IEntry::of<int32_t>(kTagTraversalMode, {1})); };
     const Case kCases[] = {
-        {false, true, kTraversalOperationMode, zero, 3, 16,
-         "short-cut to 16, whatever the tag asks"},
+        {false, true, kTraversalOperationMode, zero, 3, 16, "short-cut to 16, whatever the tag"},
         {true, false, kTraversalOperationMode, one, 3, 3, "static item 1: the tag"},
         {false, true, 0, zero, 3, 3, "another operation mode: the tag"},
         {true, false, 0, one, 200, 200, "200 is handed on unchanged"},
         {false, true, kTraversalOperationMode,
-         [](M m, N, S) { m.update(NSCam::IEntry(kTagTraversalMode)); }, 5, 5,
+         [](M m, N, S) { m.update(IEntry(kTagTraversalMode)); }, 5, 5,
          "empty static entry: like a nonzero item"},
         {false, true, kTraversalOperationMode, [](M, N, S) {}, 5, 5,
          "absent static entry: like a nonzero item"},
         {false, true, kTraversalOperationMode,
-         [](M m, N, S) { m.update(NSCam::IEntry::of<uint8_t>(kTagTraversalMode, {0})); }, 5, 5,
+         [](M m, N, S) { m.update(IEntry::of<uint8_t>(kTagTraversalMode, {0})); }, 5, 5,
          "a static entry shorter than one item: like a nonzero item"},
         {false, true, kTraversalOperationMode,
          [](M m, N, S) {
-             m.update(NSCam::IEntry::of<uint8_t>(kTagTraversalMode, {0, 0, 0, 0}));
+             m.update(IEntry::of<uint8_t>(kTagTraversalMode, {0, 0, 0, 0}));
          },
          5, 16, "four zero bytes hold a zero item, whatever the item type"},
         {false, true, kTraversalOperationMode, [](M, N n, S) { n.hasMetadataProvider = false; }, 5,
          5, "no metadata provider: like a nonzero item"},
         {false, true, 0, zero, -1, -1, "tag absent: error"},
         {false, true, 0,
-         [](M, N, S s) {
-             s.appConfig->sessionParams.update(
-                 NSCam::IEntry::of<int32_t>(kTagEngineerSensorModeSel, {5}));
-         },
-         -1, -1, "a sensor mode of 32-bit items reads as absent"},
+         [](M, N, S s) { s.set(IEntry::of<int32_t>(kTagEngineerSensorModeSel, {5})); }, -1, -1,
+         "a sensor mode of 32-bit items reads as absent"},
         {false, false, kTraversalOperationMode, zero, 3, -1, "no engineering camera or mode"},
     };
     for (const Case& c : kCases) {
@@ -406,10 +363,9 @@ TEST_F(LegacyDispatch, EngineeringOverride) {
         hostplatform::state().customer.engineerCam = c.engineerCam;
         hostplatform::state().customer.engineerMode = c.engineerMode;
         mSession.appConfig->operationMode = c.operationMode;
-        c.statics(hostplatform::sensor(1).staticMetadata, hostplatform::sensor(1), mSession);
+        c.arrange(hostplatform::sensor(1).staticMetadata, hostplatform::sensor(1), mSession);
         if (c.tag != -1) {
-            mSession.appConfig->sessionParams.update(NSCam::IEntry::of<uint8_t>(
-                kTagEngineerSensorModeSel, {static_cast<uint8_t>(c.tag)}));
+            mSession.set(IEntry::of<uint8_t>(kTagEngineerSensorModeSel, {uint8_t(c.tag)}));
         }
         SensorSetting setting = sentinelSetting();
         EXPECT_EQ(mPolicy.selectSensorSetting4MipiTraversal(mSession.appConfig, setting, 1),
@@ -418,45 +374,41 @@ TEST_F(LegacyDispatch, EngineeringOverride) {
         const bool engineering = c.engineerCam || c.engineerMode;
         EXPECT_EQ(hostplatform::state().recorded.staticMetadataQueries,
                   engineering ? std::vector<int32_t>{1} : std::vector<int32_t>{});
-        std::vector<std::string> messages;
+        Strings messages;
         if (engineering) {
             char text[96];
             std::snprintf(text, sizeof(text),
-                          "[selectSensorSetting4MipiTraversal] Current operationMode:0x%x, "
+                          "I/[selectSensorSetting4MipiTraversal] Current operationMode:0x%x, "
                           "sensorId:1.",
                           c.operationMode);
             messages.push_back(text);
             if (c.tag == -1) {
                 messages.push_back(
-                    "[selectSensorSetting4MipiTraversal] QOVIX_CONTROL_ENGINEER_SENSORMODE_SELECT "
-                    "not exist");
+                    "E/[selectSensorSetting4MipiTraversal] "
+                    "QOVIX_CONTROL_ENGINEER_SENSORMODE_SELECT "
+                    "not exist (selectSensorSetting4MipiTraversal){#" +
+                    std::to_string(kLineEngineerTagMissing) +
+                    ":CustPolicy/cust_setting_policy_legacy.cpp}");
             } else if (c.expected != 16) {
-                messages.push_back("[selectSensorSetting4MipiTraversal] sensor mode:" +
+                messages.push_back("I/[selectSensorSetting4MipiTraversal] sensor mode:" +
                                    std::to_string(c.tag) + " for engineer explorer test.");
             }
         }
-        EXPECT_EQ(legacyTexts(), messages);
-        if (c.tag == -1) {
-            EXPECT_EQ(countMessage(Level::Error, messages.back(),
-                                   "selectSensorSetting4MipiTraversal", kLineEngineerTagMissing),
-                      1u);
-        }
+        EXPECT_EQ(logLines(kTag), messages);
     }
 }
 
 TEST_F(LegacyDispatch, MissingHandlesDecideNothing) {
-    setCaller(Caller::ThirdParty);
-    hostplatform::state().thirdCap = {true, 4};
+    setCaller(Caller::ThirdParty, 4);
     hostplatform::state().customer.engineerMode = true;
     loadTables(std::string(kSystemRow) + kCommonRow + kThirdAppRow);
-    const mcam::core::device::policy::AppUserConfiguration userConfig;
     SensorSetting setting = sentinelSetting();
     unsigned int flags = kSentinel;
     CustSettingAlgoAdaptor adaptor(0);
-    EXPECT_FALSE(adaptor.selectSensorSetting(nullptr, mSession.streamInfo, setting, 0, flags,
-                                             userConfig, 1.0f, 2.0f, 0));
-    EXPECT_FALSE(adaptor.selectSensorSetting(mSession.appConfig, nullptr, setting, 0, flags,
-                                             userConfig, 1.0f, 2.0f, 0));
+    EXPECT_FALSE(adaptor.selectSensorSetting(nullptr, mSession.streamInfo, setting, 0, flags, {},
+                                             1.0f, 2.0f, 0));
+    EXPECT_FALSE(adaptor.selectSensorSetting(mSession.appConfig, nullptr, setting, 0, flags, {},
+                                             1.0f, 2.0f, 0));
     EXPECT_FALSE(mPolicy.selectSensorSetting(nullptr, mSession.streamInfo, setting, 0, flags));
     EXPECT_FALSE(mPolicy.selectSensorSetting4ThirdCase(nullptr, mSession.streamInfo, setting, 0));
     EXPECT_FALSE(mPolicy.selectSensorSetting4MipiTraversal(nullptr, setting, 0));
@@ -472,15 +424,12 @@ TEST_F(LegacyDispatch, MissingHandlesDecideNothing) {
     EXPECT_EQ(std::vector<int32_t>(
                   {r.maxStreamWidth, r.maxStreamHeight, r.maxYuvWidth, r.maxYuvHeight, r.isVideo}),
               std::vector<int32_t>(5, 0));
-}
 
-TEST(LegacyScenarioNumbers, ValidExactlyFrom0To255) {
-    CustSettingPolicyLegacy policy;
     for (const auto& [scenario, valid] :
          {std::pair{0, true}, {255, true}, {256, false}, {-1, false}}) {
-        EXPECT_EQ(policy.isValidScenarioId(scenario), valid) << scenario;
+        EXPECT_EQ(mPolicy.isValidScenarioId(scenario), valid) << scenario;
     }
 }
 
 }  // namespace
-}  // namespace legacytest
+}  // namespace cptest

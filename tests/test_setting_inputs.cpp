@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -9,16 +10,16 @@
 #include <tuple>
 #include <vector>
 
-#include "test_setting_support.h"
+#include "test_support.h"
 
-namespace settingtest {
+namespace cptest {
 namespace {
 
 namespace hp = hostplatform;
 
 using hp::MaxStreamSizeCall;
 using R = const CustSelectIn4Setting&;
-using I = Inputs&;
+using I = Session&;
 
 const MaxStreamSizeCall& maxSizeCall() { return hp::state().recorded.maxStreamSize.at(0); }
 
@@ -39,6 +40,8 @@ void setStreams(I i, bool raw, int sensorIdx, const std::vector<MSize>& sizes) {
     list.insert(list.begin(), nullptr);
 }
 void setOpMode(I i) { i.appConfig->operationMode = 0x8001; }
+
+constexpr char kBaseTag[] = "CustSettingPolicyBase";
 
 using SelectInInputs = SettingTest;
 
@@ -210,14 +213,17 @@ TEST_F(SelectInInputs, RecordFieldsFollowTheConfiguration) {
              EXPECT_EQ(std::make_tuple(r.maxFps, r.maxStreamSize, r.maxRatio, r.pixelArraySize,
                                        r.highFpsThres),
                        std::make_tuple(0, MSize(), 750, MSize(), 0));
-             EXPECT_EQ(androidLines(kAndroidError).size(), 3u);
+             const Strings log = logLines(kBaseTag);
+             EXPECT_EQ(std::count_if(log.begin(), log.end(),
+                                     [](const std::string& line) { return line[0] == 'E'; }),
+                       3);
          }},
     };
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
         hp::sensor(0).defaultVhdrInfo = {true, {{0x9000, 11}, {0x8001, 22}}, 1, 3, 2, 3};
-        Inputs inputs;
+        Session inputs;
         c.arrange(inputs);
         EXPECT_TRUE(decide(inputs).result);
         c.check(sentSelectIn());
@@ -250,7 +256,7 @@ TEST_F(SelectInInputs, RatioClassAndDeviceIndex) {
         SetUp();
         hp::sensor(0).staticMetadata.remove(kTagPixelArraySize);
         if (c.pixelArray != MSize()) setStatic<MSize>(0, kTagPixelArraySize, {c.pixelArray});
-        Inputs inputs;
+        Session inputs;
         inputs.userConfig = userConfigOf(c.streams);
         inputs.userConfig.imageStreams[-1] = nullptr;  // an absent info is skipped
         decide(inputs);
@@ -272,14 +278,14 @@ TEST_F(SelectInInputs, RatioClassAndDeviceIndex) {
         SetUp();
         hp::state().hasSensorList = c.hasSensorList;
         hp::sensor(0).deviceMask = c.mask;
-        decide(Inputs());
+        decide(Session());
         EXPECT_EQ(sentSelectIn().drvId, c.expected);
         EXPECT_EQ(hp::state().recorded.featureChip.at(0).settingRequest->drvId, c.expected);
     }
 }
 
 TEST_F(SelectInInputs, PixelArrayCacheKeepsLastReadValue) {
-    Inputs in;
+    Session in;
     in.userConfig = userConfigOf({{1000, 1000}});
     CustSettingAlgoAdaptor adaptor(0);
     auto call = [&] {
@@ -299,7 +305,7 @@ TEST_F(SelectInInputs, PixelArrayCacheKeepsLastReadValue) {
 }
 
 TEST_F(SelectInInputs, RecordBytesAndDebugLine) {
-    Inputs in;
+    Session in;
     in.hdrMode = 0x21;
     in.streamInfo->outputStreamsBySensor[0] = streams({{1920, 1080}});
     in.streamInfo->rawStreamsBySensor[0] = streams({{4000, 3000}});
@@ -320,10 +326,10 @@ TEST_F(SelectInInputs, RecordBytesAndDebugLine) {
               (std::vector<int32_t>{2, 1920, 1080, 30, 562, 0x8001, 0, 0}));
     EXPECT_EQ(std::vector<int32_t>(words.begin() + 14, words.end()),
               (std::vector<int32_t>{0, 1, 0, 0, 9, 0, 30, 1, 8192, 6144, 4000, 3000}));
-    EXPECT_EQ(androidLines(kAndroidDebug).at(0),
-              "[getSettingSelectInfo] configure max stream size is 1920 1080 raw size 4000 3000 "
+    EXPECT_EQ(logLines(kBaseTag).at(0),
+              "D/[getSettingSelectInfo] configure max stream size is 1920 1080 raw size 4000 3000 "
               "maxFPS 30 maxRatio 562 highFpsThres 30 aovMode 1  hdrMode = 0x21 startExpNum = 1");
 }
 
 }  // namespace
-}  // namespace settingtest
+}  // namespace cptest
