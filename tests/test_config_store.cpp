@@ -66,6 +66,7 @@ TEST_F(ConfigStoreTest, ScanFollowsTheRowConventions) {
         std::string reads, failedRows;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {twelveRows, "Mode", 12, kEnd, 5, 0, 42, modeKeys(11), "",
          "12 rows read as keys 0..11 in numeric order"},
@@ -78,6 +79,7 @@ TEST_F(ConfigStoreTest, ScanFollowsTheRowConventions) {
         {"[T]\nA[0] = 1, 1, 3\nB[0] = 1, 0, 4\nB[1] = 1, 0, 5\n", "A", 3, kSkip, 1, 0, kFallback,
          "A[0] A[1] A[2]", "1 2", "a whole-table count over one group reads past its rows"},
     };
+    // clang-format on
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         load(c.text);
@@ -112,6 +114,7 @@ Mode[0] = 15
         int32_t width, first, localeKeys;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {"Mode", "0", 3, 1, 2, "the Mode locale"},
         {"", "0", 2, 5, 1, "the empty locale"},
@@ -123,6 +126,7 @@ Mode[0] = 15
         {"Mode", "01", 0, 0, 2, "keys are exact text: no padding"},
         {"mode", "0", 0, 0, 0, "locales are case-sensitive"},
     };
+    // clang-format on
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         const std::string fullName = std::string(c.locale) + "[" + c.key + "]";
@@ -151,6 +155,7 @@ TEST_F(ConfigStoreTest, FailedReadsLeaveTheArrayUntouched) {
         int32_t count, status;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {"T", "Mode", "0", row, 2, kStatusWrongCount, "fewer than the width"},
         {"T", "Mode", "0", row, 4, kStatusWrongCount, "more than the width"},
@@ -161,6 +166,7 @@ TEST_F(ConfigStoreTest, FailedReadsLeaveTheArrayUntouched) {
         {"T", nullptr, "0", row, 3, kStatusNullArgument, "a null locale"},
         {"T", "Mode", nullptr, row, 3, kStatusNullArgument, "a null key"},
     };
+    // clang-format on
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         EXPECT_EQ(GetLocaleIntegerListConfiguration(c.table, c.locale, c.key, c.values, c.count),
@@ -179,15 +185,16 @@ TEST_F(ConfigStoreTest, ValuesAreSigned32BitWithHexAsPattern) {
         std::vector<int32_t> expected;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {"2147483647, -2147483648", {2147483647, -2147483647 - 1}, "the decimal limits"},
-        {"0xFFFFFFFF, 0x80000000, 0x7fffffff",
-         {-1, -2147483647 - 1, 2147483647},
+        {"0xFFFFFFFF, 0x80000000, 0x7fffffff", {-1, -2147483647 - 1, 2147483647},
          "hex is the 32-bit pattern"},
         {"0XaB, 0x0000000000000001, 007, -0", {0xAB, 1, 7, 0}, "either case, leading zeros"},
         {"1,2\t,  3 # comment, 4", {1, 2, 3}, "blanks and a trailing comment"},
         {"5, 6\r", {5, 6}, "a CRLF line end"},
     };
+    // clang-format on
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         load(std::string("[T]\nMode[0] = ") + c.values + "\n");
@@ -331,6 +338,7 @@ TEST_F(ConfigStoreTest, ShortCutsAnswerWhatTheFullLookupWould) {
         int32_t read;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {"T", "Mode", "12", 112, "a row after a gap"},
         {"T", "Mode", "3", kStatusNoEntry, "a gap inside the index"},
@@ -352,6 +360,7 @@ TEST_F(ConfigStoreTest, ShortCutsAnswerWhatTheFullLookupWould) {
         {"TableXYZ", "Mode", "0", kStatusNoEntry, "an absent table"},
         {"TableX", "Mode", "0", 4, "after an absent table"},
     };
+    // clang-format on
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         EXPECT_EQ(readOne(c.table, c.locale, c.key), c.read);

@@ -88,6 +88,7 @@ TEST_F(LegacyDispatch, PathOrderAndManagerAnswer) {
         size_t normalCalls;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {false, Caller::ThirdParty, kAll, kNoManager, 5, "App Activity Thermal", 0,
          "ordinary sensor: the third-party path decides before any other table is read"},
@@ -111,6 +112,7 @@ TEST_F(LegacyDispatch, PathOrderAndManagerAnswer) {
         {false, Caller::ThirdParty, kCommonApp, -1, 2, "Common", 0,
          "manager answers -1: no decision, the table path decides"},
     };
+    // clang-format on
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
@@ -144,6 +146,7 @@ TEST_F(LegacyDispatch, TablePath) {
     const std::string kSystemMinus2 =
         "[SystemCamSensorSettingMap]\nMode[0] = -1, -1, -1, -1, -1, -1, -1, -2, 0\n";
     const std::string kCommonOther = "[CommonSensorSettingMap]\nMode[0] = 0, -1, 2\n";
+    // clang-format off
     const Case kCases[] = {
         {Caller::ThirdParty, std::string(kSystemRow) + kCommonOther, 0, -1, kSentinel, "Common",
          "outside app: the system table is skipped, the common one has no row for mode 1"},
@@ -158,6 +161,7 @@ TEST_F(LegacyDispatch, TablePath) {
         {Caller::SystemCamera, kSystemMinus2, 0, -1, kSentinel, "System Common",
          "a negative system answer is refused too"},
     };
+    // clang-format on
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
@@ -208,21 +212,15 @@ TEST_F(LegacyDispatch, ManagerReceivesTheRecord) {
         int32_t api, temperature;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
-        {false,
-         {IEntry::of<int32_t>(kTagApiValue, {2}), temperatureEntry(45)},
-         "com.app",
-         2,
-         45,
+        {false, {IEntry::of<int32_t>(kTagApiValue, {2}), temperatureEntry(45)}, "com.app", 2, 45,
          "application's own name, API value and temperature"},
         {true, {}, "android.camera.cts", -1, -1, "GSI replaces a known name; no session facts"},
-        {false,
-         {IEntry::of<int64_t>(kTagApiValue, {2}), temperatureEntry(45, 43)},
-         "com.app",
-         -1,
-         -1,
-         "API value of 64-bit items, temperature block one byte short: unknown"},
+        {false, {IEntry::of<int64_t>(kTagApiValue, {2}), temperatureEntry(45, 43)}, "com.app", -1,
+         -1, "API value of 64-bit items, temperature block one byte short: unknown"},
     };
+    // clang-format on
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
@@ -278,6 +276,7 @@ TEST_F(LegacyDispatch, ThirdPartyTableChainOverridesStepByStep) {
         int32_t expected;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {3, -1, -1, -1, 3, "the name's answer stands"},
         {3, 5, -1, -1, 5, "the activity overrides the name"},
@@ -288,6 +287,7 @@ TEST_F(LegacyDispatch, ThirdPartyTableChainOverridesStepByStep) {
         {-1, 6, -1, 2, 6, "the session's API value reaches the activity table"},
         {-1, 6, -1, -1, -1, "an absent API value (-1) does not match the row's 2"},
     };
+    // clang-format on
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
@@ -331,6 +331,7 @@ TEST_F(LegacyDispatch, EngineeringOverride) {
     };
     const auto zero = [](M m, N, S) { m.update(IEntry::of<int32_t>(kTagTraversalMode, {0})); };
     const auto one = [](M m, N, S) { m.update(IEntry::of<int32_t>(kTagTraversalMode, {1})); };
+    // clang-format off
     const Case kCases[] = {
         {false, true, kTraversalOperationMode, zero, 3, 16, "short-cut to 16, whatever the tag"},
         {true, false, kTraversalOperationMode, one, 3, 3, "static item 1: the tag"},
@@ -345,10 +346,8 @@ TEST_F(LegacyDispatch, EngineeringOverride) {
          [](M m, N, S) { m.update(IEntry::of<uint8_t>(kTagTraversalMode, {0})); }, 5, 5,
          "a static entry shorter than one item: like a nonzero item"},
         {false, true, kTraversalOperationMode,
-         [](M m, N, S) {
-             m.update(IEntry::of<uint8_t>(kTagTraversalMode, {0, 0, 0, 0}));
-         },
-         5, 16, "four zero bytes hold a zero item, whatever the item type"},
+         [](M m, N, S) { m.update(IEntry::of<uint8_t>(kTagTraversalMode, {0, 0, 0, 0})); }, 5, 16,
+         "four zero bytes hold a zero item, whatever the item type"},
         {false, true, kTraversalOperationMode, [](M, N n, S) { n.hasMetadataProvider = false; }, 5,
          5, "no metadata provider: like a nonzero item"},
         {false, true, 0, zero, -1, -1, "tag absent: error"},
@@ -357,6 +356,7 @@ TEST_F(LegacyDispatch, EngineeringOverride) {
          "a sensor mode of 32-bit items reads as absent"},
         {false, false, kTraversalOperationMode, zero, 3, -1, "no engineering camera or mode"},
     };
+    // clang-format on
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();

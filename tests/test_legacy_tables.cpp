@@ -86,6 +86,7 @@ TEST_F(Tables, CommonFirstMatchWinsWithWildcards) {
         const char* why;
         std::string rows;
     };
+    // clang-format off
     const Case kCases[] = {
         {1, 5, 20, "row 0 matches both columns", text},
         {0, 0, 10, "wildcard operation mode, sensor 0", text},
@@ -93,6 +94,7 @@ TEST_F(Tables, CommonFirstMatchWinsWithWildcards) {
         {0, 0, kFallback, "no row matches: the fallback, silently",
          "[CommonSensorSettingMap]\nMode[0] = 5, -1, 1\n"},
     };
+    // clang-format on
     std::string golden;
     for (const Case& c : kCases) {
         SetUp();
@@ -112,6 +114,7 @@ TEST_F(Tables, SystemColumnsAtTheirEdges) {
         bool matches;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {0, 0x8001, [](F) {}, true, "capture mode equal"},
         {0, 0x8028, [](F) {}, false, "capture mode differs"},
@@ -123,44 +126,21 @@ TEST_F(Tables, SystemColumnsAtTheirEdges) {
         {2, 1, [](F f) { f.sensorIdx = 1; }, true, "sensor equal"},
         {2, 1, [](F) {}, false, "sensor differs"},
         {3, 1920, [](F) {}, true, "YUV width at the bound"},
-        {3, 1920,
-         [](F f) {
-             f.yuv = {1280, 720};
-         },
-         true, "YUV width below the bound"},
-        {3, 1920,
-         [](F f) {
-             f.yuv = {1921, 1080};
-         },
-         false, "YUV width above"},
+        {3, 1920, [](F f) { f.yuv = {1280, 720}; }, true, "YUV width below the bound"},
+        {3, 1920, [](F f) { f.yuv = {1921, 1080}; }, false, "YUV width above"},
         {4, 3999, [](F) {}, false, "stream width differs"},
-        {5, 0,
-         [](F f) {
-             f.video = true;
-             f.modeName = "fast_motion_mode";
-         },
-         true, "video is class 0 whatever the mode name"},
-        {5, 1,
-         [](F f) {
-             f.video = true;
-             f.modeName = "fast_motion_mode";
-         },
-         false, "class 1 cannot match a video session"},
+        {5, 0, [](F f) { f.video = true; f.modeName = "fast_motion_mode"; }, true,
+         "video is class 0 whatever the mode name"},
+        {5, 1, [](F f) { f.video = true; f.modeName = "fast_motion_mode"; }, false,
+         "class 1 cannot match a video session"},
         {5, 1, [](F f) { f.modeName = "fast_motion_mode"; }, true, "fast motion"},
         {5, 2, [](F f) { f.modeName = "high_pixel_mode"; }, true, "high pixel"},
         {5, 2, [](F f) { f.modeName = "high_definition_mode"; }, true, "high definition"},
         {5, 0, [](F f) { f.modeName = "fast_motion"; }, false, "another name is class -1"},
-        {6, 562,
-         [](F f) {
-             f.stream = {1920, 1080};
-         },
-         true, "16:9 stream is 562"},
-        {6, 0,
-         [](F f) {
-             f.stream = {0, 1080};
-         },
-         true, "zero width is ratio 0"},
+        {6, 562, [](F f) { f.stream = {1920, 1080}; }, true, "16:9 stream is 562"},
+        {6, 0, [](F f) { f.stream = {0, 1080}; }, true, "zero width is ratio 0"},
     };
+    // clang-format on
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         std::vector<int32_t> values{-1, -1, -1, -1, -1, -1, -1, 7, 0};
@@ -179,10 +159,9 @@ TEST_F(Tables, SystemFirstMatchWinsAndSeamlessCodeSetsFlags) {
         unsigned int flags;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
-        {row("Mode[0]", {0x8028, -1, -1, -1, -1, -1, -1, 1, 0}) +
-             row("Mode[1]", {-1, -1, 1, -1, 4000, -1, 750, 2, 5}) +
-             row("Mode[2]", {-1, -1, -1, -1, -1, -1, -1, 3, 0}),
+        {row("Mode[0]", {0x8028, -1, -1, -1, -1, -1, -1, 1, 0}) + row("Mode[1]", {-1, -1, 1, -1, 4000, -1, 750, 2, 5}) + row("Mode[2]", {-1, -1, -1, -1, -1, -1, -1, 3, 0}),
          2, 0x801, "the first matching row wins, later rows are not read; code 5"},
         {row("Mode[0]", {-1, -1, 1, -1, -1, -1, -1, 6, 4}), 6, 0x101, "code 4"},
         {row("Mode[0]", {-1, -1, 1, -1, -1, -1, -1, 6, 3}), 6, kSentinel,
@@ -190,6 +169,7 @@ TEST_F(Tables, SystemFirstMatchWinsAndSeamlessCodeSetsFlags) {
         {row("Mode[0]", {-1, -1, 0, -1, -1, -1, -1, 6, 5}), -1, kSentinel,
          "no match: no flags, nothing recorded"},
     };
+    // clang-format on
     std::string golden;
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
@@ -222,6 +202,7 @@ TEST_F(Tables, SizedColumnsAtTheirEdgesInBothTables) {
         bool matches;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {Column::Sensor, 1, [](F f) { f.sensorIdx = 1; }, true, "sensor equal"},
         {Column::Sensor, 1, [](F) {}, false, "sensor differs"},
@@ -233,27 +214,18 @@ TEST_F(Tables, SizedColumnsAtTheirEdgesInBothTables) {
         {Column::RatioFloor, 749, [](F) {}, true, "ratio 750 above floor 749"},
         {Column::RatioFloor, 750, [](F) {}, false, "the floor is exclusive"},
         {Column::RatioFloor, -2, [](F) {}, false, "a negative floor is huge unsigned"},
-        {Column::RatioFloor, 0,
-         [](F f) {
-             f.stream = {0, 3000};
-         },
-         false, "zero stream width is ratio 0, not above floor 0"},
-        {Column::RatioFloor, 749,
-         [](F f) {
-             f.stream = {1000, -1};
-         },
-         true, "a negative ratio is huge unsigned and passes the floor"},
+        {Column::RatioFloor, 0, [](F f) { f.stream = {0, 3000}; }, false,
+         "zero stream width is ratio 0, not above floor 0"},
+        {Column::RatioFloor, 749, [](F f) { f.stream = {1000, -1}; }, true,
+         "a negative ratio is huge unsigned and passes the floor"},
         {Column::YuvFloor, 1919, [](F) {}, true, "YUV width 1920 above floor 1919"},
         {Column::YuvFloor, 1920, [](F) {}, false, "the YUV floor is exclusive"},
         {Column::YuvCeiling, 1920, [](F) {}, true, "the ceiling is inclusive"},
         {Column::YuvCeiling, 1919, [](F) {}, false, "width above the ceiling"},
-        {Column::YuvCeiling, 1080,
-         [](F f) {
-             f.yuv = {1080, 1920};
-         },
-         false, "height above"},
+        {Column::YuvCeiling, 1080, [](F f) { f.yuv = {1080, 1920}; }, false, "height above"},
         {Column::Unused, 12345, [](F) {}, true, "the unused column is never consulted"},
     };
+    // clang-format on
     hostplatform::state().customer.activityName = "com.app/.Main";
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
@@ -287,6 +259,7 @@ com.app.match[1]      = -1, -1, -1, -1, -1, -1, 0, 25
         int expected;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {"com.app.match", false, 24, "own group first, first match"},
         {"com.app.own", false, 23, "own rows without a match"},
@@ -295,6 +268,7 @@ com.app.match[1]      = -1, -1, -1, -1, -1, -1, 0, 25
         {"com.app.none", true, 23, "GSI only stands in for no name"},
         {"", true, 22, "no name under GSI: the CTS group first"},
     };
+    // clang-format on
     std::string golden;
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
@@ -321,6 +295,7 @@ com.app/.Other[0] = -1, -1, -1, -1, -1, -1, -1, 0, 34
         int api, expected;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {"com.app/.Main", -1, 33, "absent API value (-1) is not a wildcard for the row"},
         {"com.app/.Main", 3, 33, "API value differs"},
@@ -328,6 +303,7 @@ com.app/.Other[0] = -1, -1, -1, -1, -1, -1, -1, 0, 34
         {"com.app/.None", 2, kFallback, "activity without rows"},
         {"com.app/.Main", 2, 31, "API value equal"},
     };
+    // clang-format on
     std::string golden;
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
@@ -358,6 +334,7 @@ TEST_F(Tables, FaultsEndEachLookupItsOwnWay) {
         std::string text;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {Lookup::Common, "", "common: absent table"},
         {Lookup::Common, kCommon + "Other[0] = 0, 0, 1\n",
@@ -376,9 +353,7 @@ TEST_F(Tables, FaultsEndEachLookupItsOwnWay) {
         {Lookup::Application, kApp + "com.app[0] = -1, -1, -1, -1, -1, -1, 2\n" + kCatchAll,
          "application: a bad own group hides the catch-all"},
         {Lookup::Application,
-         kApp +
-             "com.app[0] = 1, -1, -1, -1, -1, -1, 0, 2\ncom.app[1] = -1, -1, -1, -1, -1, -1, 2\n" +
-             kCatchAll,
+         kApp + "com.app[0] = 1, -1, -1, -1, -1, -1, 0, 2\ncom.app[1] = -1, -1, -1, -1, -1, -1, 2\n" + kCatchAll,
          "application: a read error in the own group hides the catch-all"},
         {Lookup::Application, kApp + "AllCamApp[0]" + kAll9, "application: a bad catch-all"},
         {Lookup::Application, "", "application: absent table, silent"},
@@ -389,6 +364,7 @@ TEST_F(Tables, FaultsEndEachLookupItsOwnWay) {
          kActivity + "a[0] = 1, -1, -1, -1, -1, -1, -1, 0, 2\na[1]" + kAll8 + "a[2]" + kAll9,
          "activity: a read error ends the lookup although row 2 would match"},
     };
+    // clang-format on
     const int kNoMatch[] = {kFallback, -1, -1, kFallback};
     std::string golden;
     for (const Case& c : kCases) {
@@ -428,6 +404,7 @@ TEST_F(Tables, TemperatureAndThermalThreshold) {
         int expectedTemperature, expectedScenario;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {temperatureEntry(45), true, 45, 45, 9, "44-byte block, at the threshold"},
         {temperatureEntry(44, 64), true, 45, 44, kFallback, "longer block, below"},
@@ -440,6 +417,7 @@ TEST_F(Tables, TemperatureAndThermalThreshold) {
         {IEntry::of<int32_t>(kTagTemperature, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 37}), true, 37, 37, 9,
          "the eleventh int32 of an int32 entry"},
     };
+    // clang-format on
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
@@ -468,6 +446,7 @@ TEST_F(Tables, ThermalRowsOfTheActivityGroup) {
         int expected;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {"com.act", tenRows, kFallback,
          "the whole table's count of rows is scanned in the group; the temperature per row"},
@@ -477,6 +456,7 @@ TEST_F(Tables, ThermalRowsOfTheActivityGroup) {
         {"com.bad", kGroups, kFallback, "row 0 of two integers"},
         {"com.act", "", kFallback, "absent table: silent after the count"},
     };
+    // clang-format on
     std::string golden;
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);

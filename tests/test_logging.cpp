@@ -99,12 +99,14 @@ struct SeverityCase {
     int32_t unifiedLevel;
     const char* why;
 };
+// clang-format off
 const SeverityCase kSeverities[] = {
     {LogSeverity::Error, INT32_MIN, false, 6, 1, "error: always"},
     {LogSeverity::Warning, 2, false, 5, 2, "warning: from level 2"},
     {LogSeverity::Info, 3, false, 4, 3, "info: from level 3"},
     {LogSeverity::Debug, 5, true, 3, 5, "debug: from level 5 with the whole mask"},
 };
+// clang-format on
 
 TEST(LoggingTest, SeverityGatesAndRoutesByDetailLevelMaskAndMode) {
     struct Mode {

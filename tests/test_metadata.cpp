@@ -96,6 +96,7 @@ TEST(MetadataTest, GetEntryWritesOnlyWhenTheItemExists) {
         int32_t expected;  // -7: not found, the value untouched
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {&metadata, kTagFpsRanges, 0, 15, "first item"},
         {&metadata, kTagFpsRanges, 3, 60, "last item"},
@@ -104,6 +105,7 @@ TEST(MetadataTest, GetEntryWritesOnlyWhenTheItemExists) {
         {&metadata, kTagPixelArray, 0, -7, "entry of another type"},
         {nullptr, kTagFpsRanges, 0, -7, "no metadata at all"},
     };
+    // clang-format on
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         int32_t value = -7;

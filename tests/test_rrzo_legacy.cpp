@@ -97,6 +97,7 @@ TEST_F(RrzoLegacyTest, WidensTheRequestToTheSensorAspectRatio) {
         MSize sensor, requested, expected;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {kSensor4x3, kRequest16x9, kWidened16x9, "16:9 on 4:3: the height grows"},
         {kSensor4x3, {1000, 1000}, {1333, 1000}, "square on 4:3: the width grows, truncated"},
@@ -107,6 +108,7 @@ TEST_F(RrzoLegacyTest, WidensTheRequestToTheSensorAspectRatio) {
         {{40000, 30000}, {100000, 50000}, {66666, 50000}, "3e9 wraps negative: width grows"},
         {{1, -1}, {kMin, kMin}, {kMin, kMin}, "INT_MIN / -1 wraps"},
     };
+    // clang-format on
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.why);
         resetAll();
@@ -128,6 +130,7 @@ TEST_F(RrzoLegacyTest, RowsMatchOnCameraCaptureModeAndFeatureMask) {
     };
     const unsigned kMask3 = kStereo | k4kVideo;
     const unsigned kAllFacts = kStereo | k4kVideo | kNotFromMainMenu | kDolbyVision;
+    // clang-format off
     const Case kCases[] = {
         {"-1, -1, -1", nullptr, 1, kMask3, 7, true, "all wildcards"},
         {"0, -1, -1", nullptr, 0, 0, 0, true, "camera id equal"},
@@ -143,6 +146,7 @@ TEST_F(RrzoLegacyTest, RowsMatchOnCameraCaptureModeAndFeatureMask) {
         {"-1, -1, 2", "-1, -1, 0x42", 0, kOtherApp | kAllFacts, 0, true,
          "another application: no stereo bit, no main-menu bit"},
     };
+    // clang-format on
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.why);
         resetAll(c.facts, c.capMode);
@@ -253,6 +257,7 @@ TEST_F(RrzoLegacyTest, StabilisationSizeOnlyForTypeOneOnSensorZeroInMode8028) {
     };
     const MSize kEisSize(1476, 827), kAnswer(1280, 720);
     const std::string rrzoRow = table(kRrzoTable, "AllCamApp[0] = 0, 0x8028, -1, 640, 480\n");
+    // clang-format off
     const Case kCases[] = {
         {0, 0, kEisCapMode, std::nullopt, "", kWidened16x9, "unanswered: the widened size"},
         {1, 0, kEisCapMode, kAnswer, "", kEisSize, "replaces the service's answer"},
@@ -262,6 +267,7 @@ TEST_F(RrzoLegacyTest, StabilisationSizeOnlyForTypeOneOnSensorZeroInMode8028) {
         {0, 0, kEisCapMode, kAnswer, "", kAnswer, "EIS type 0"},
         {2, 0, kEisCapMode, kAnswer, "", kAnswer, "EIS type 2"},
     };
+    // clang-format on
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.why);
         resetAll(0, c.capMode);

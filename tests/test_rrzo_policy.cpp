@@ -99,6 +99,7 @@ TEST_F(RrzoPolicyTest, StaticInfoRequestCarriesTheConfigurationFacts) {
         bool eisOn;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {1.0f, 0, false, true, {}, std::nullopt, 0.5f, false, "ratio-C of 1 is not above 1"},
         {1.2f, 0, false, true, eis(1), 1, 1.2f, true, "ratio-C above 1 replaces ratio-A"},
@@ -109,6 +110,7 @@ TEST_F(RrzoPolicyTest, StaticInfoRequestCarriesTheConfigurationFacts) {
         {0.0f, 0, false, true, NSCam::IEntry::of<int32_t>(kTagEisMode, {1}), std::nullopt, 0.5f,
          false, "a stabilisation mode of 32-bit items reads as absent"},
     };
+    // clang-format on
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.why);
         hostplatform::reset();
@@ -168,14 +170,14 @@ TEST_F(RrzoPolicyTest, SensorSizesRequestReusesTheMessagesOfRequestZero) {
         Sizes expected;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {{}, true, {}, "an empty map still sends the request"},
-        {{{5, {0, 0, {1, 2}}}, {0, {0, 0, {3, 4}}}, {0xFFFFFFFFu, {0, 0, {5, 6}}}},
-         true,
-         {{-1, {5, 6}}, {0, {3, 4}}, {5, {1, 2}}},
-         "ascending signed keys"},
+        {{{5, {0, 0, {1, 2}}}, {0, {0, 0, {3, 4}}}, {0xFFFFFFFFu, {0, 0, {5, 6}}}}, true,
+         {{-1, {5, 6}}, {0, {3, 4}}, {5, {1, 2}}}, "ascending signed keys"},
         {{{0, {0, 0, {8, 6}}}}, false, {{0, {8, 6}}}, "without request 0 the head stays zero"},
     };
+    // clang-format on
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.why);
         hostplatform::reset();
@@ -210,12 +212,14 @@ TEST_F(RrzoPolicyTest, TargetSizeAdoptsOnlyPositiveAnswers) {
         MSize expected;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {std::nullopt, {1280, 720}, "unanswered"},
         {MSize(1920, 0), {1280, 720}, "a zero height"},
         {MSize(-1920, 1080), {1280, 720}, "a negative width"},
         {MSize(1, 1), {1, 1}, "smallest positive size"},
     };
+    // clang-format on
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.why);
         hostplatform::reset();
@@ -259,6 +263,7 @@ TEST_F(RrzoPolicyTest, StreamWalkKeepsTheLastQualifyingRatio) {
         const char* why;
         MSize sensor = {4000, 3000};
     };
+    // clang-format off
     const Case kCases[] = {
         {{preview(k169)}, 0.5625f, 1, "preview stream"},
         {{preview(k43), preview(k169)}, 0.0f, 0, "sensor ratio stops the walk"},
@@ -281,6 +286,7 @@ TEST_F(RrzoPolicyTest, StreamWalkKeepsTheLastQualifyingRatio) {
         {{preview({0, 0}), preview(k43)}, 0.0f, 1, "NaN never stops the walk"},
         {{preview(k43)}, 0.75f, 1, "zero sensor width", {0, 3000}},
     };
+    // clang-format on
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.why);
         hostplatform::reset();
@@ -314,6 +320,7 @@ TEST_F(RrzoPolicyTest, AdaptorChoosesThePolicyAndSurvivesBadInput) {
         float expectedRatioB;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {false, [](Config&) {}, 0, 0, 0.0f, "legacy policy sends nothing"},
         {true, [](Config&) {}, 2, 1, 0.5625f, "feature-driven policy"},
@@ -325,6 +332,7 @@ TEST_F(RrzoPolicyTest, AdaptorChoosesThePolicyAndSurvivesBadInput) {
         {true, [](Config& c) { c.settings->clear(); }, 2, 0, 0.5625f, "no setting for the sensor"},
         {true, [](Config& c) { c.settings = nullptr; }, 2, 0, 0.5625f, "no settings map"},
     };
+    // clang-format on
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.why);
         hostplatform::reset();

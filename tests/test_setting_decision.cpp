@@ -119,6 +119,7 @@ TEST_F(NewPolicyDecision, ReplyNamesTheScenarioAndTheHelperFillsIt) {
         bool result;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {3, nullptr, true, "a named scenario fills the setting"},
         {-1, nullptr, false, "-1: no scenario, nothing asked, nothing logged"},
@@ -128,6 +129,7 @@ TEST_F(NewPolicyDecision, ReplyNamesTheScenarioAndTheHelperFillsIt) {
         {5, &hp::SensorMode::sizeFails, true, "the size query fails"},
         {5, &hp::SensorMode::rawFmtTypeFails, true, "the raw format query fails"},
     };
+    // clang-format on
     const char* const kQueries[] = {"fps", "size", "raw"};
     std::string golden;
     for (const Case& c : kCases) {
@@ -166,12 +168,14 @@ TEST_F(NewPolicyDecision, MissingStaticEntriesAreErrorsEvenAtDetailLevel0) {
         uint32_t tag;
         std::string function, line, entry;
     };
+    // clang-format off
     const Case kCases[] = {
         {kTagMinFrameDurations, "getMaxFps", "178", "MTK_SCALER_AVAILABLE_MIN_FRAME_DURATIONS"},
         {kTagPixelArraySize, "getMaxRatio", "143", "MTK_SENSOR_INFO_PIXEL_ARRAY_SIZE"},
         {kTagAeAvailableTargetFpsRanges, "getHighFpsThres", "234",
          "MTK_CONTROL_AE_AVAILABLE_TARGET_FPS_RANGES"},
     };
+    // clang-format on
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.entry);
         SetUp();

@@ -177,6 +177,7 @@ TEST_F(SelectInInputs, RatioClassAndDeviceIndex) {
         int32_t expected;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {{{1920, 1080}, {4000, 3000}}, k43, 750, "squarest stream on a 4:3 sensor"},
         {{{1000, 500}}, k43, 500, "exactly 2:1"},
@@ -190,6 +191,7 @@ TEST_F(SelectInInputs, RatioClassAndDeviceIndex) {
         {{{4000, 3000000}}, k43, 500, "stream height x 1000 wraps negative: class 2:1"},
         {{{1000, 1000}}, {4000, 3000000}, -323741, "the pixel-array ratio wraps like the device"},
     };
+    // clang-format on
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
