@@ -75,133 +75,111 @@ std::string pathsAsked() {
     return joined(asked);
 }
 
-TEST_F(LegacyDispatch, PathOrderAndManagerAnswer) {
+// Third-party rows of the chain: by name, by activity (API value `api`), by temperature.
+std::string byName(int32_t scenario) {
+    return "[ThirdCamSensorSettingMap]\nAllCamApp[0]" + std::string(kSevenWildcards) +
+           std::to_string(scenario) + "\n";
+}
+std::string byActivity(int32_t scenario, int32_t api = -1) {
+    return "[ThirdCamSensorSettingMapByActivity]\ncom.app/.Main[0] = -1, " + std::to_string(api) +
+           ", -1, -1, -1, -1, -1, -1, " + std::to_string(scenario) + "\n";
+}
+std::string byThermal(int32_t scenario) {
+    return "[ThirdCamSensorSettingMapByThermal]\ncom.app/.Main[0] = -1, 40, " +
+           std::to_string(scenario) + "\n";
+}
+
+using C = hostplatform::CustomerFacts&;
+using S = Session&;
+void none(C, S) {}
+void highSpeed(C, S s) { s.appConfig->operationMode = 1; }
+void highSpeedSensor1(C, S s) {
+    s.appConfig->operationMode = 1;
+    s.sensorIdx = 1;
+}
+// An activity with rows and a temperature of 45: the whole third-party chain is asked.
+void chain(C f, S s) {
+    f.activityName = "com.app/.Main";
+    s.set(temperatureEntry(45));
+}
+void chainApi2(C f, S s) {
+    chain(f, s);
+    s.set(IEntry::of<int32_t>(kTagApiValue, {2}));
+}
+
+// Which paths decide in which order, what each hands on, and what the manager, the tables and
+// the normal matching were asked: the golden file holds, per case, the result, the scenario
+// handed to the sensor-info helper, the setting's scenario and flags, the tables asked, the
+// number of manager, feature-chip and seamless calls, and the policy's log lines.
+TEST_F(LegacyDispatch, DecisionPaths) {
     const std::string kAll = std::string(kSystemRow) + kCommonRow + kThirdAppRow;
     const std::string kCommonApp = std::string(kCommonRow) + kThirdAppRow;
+    const std::string kCommonOther = "[CommonSensorSettingMap]\nMode[0] = 0, -1, 2\n";
+    const std::string kSystem300 =
+        "[SystemCamSensorSettingMap]\nMode[0] = -1, -1, -1, -1, -1, -1, -1, 300, 5\n";
+    const std::string kSystemMinus2 =
+        "[SystemCamSensorSettingMap]\nMode[0] = -1, -1, -1, -1, -1, -1, -1, -2, 0\n";
     struct Case {
         bool privateSelection;
         Caller caller;
+        int32_t manager;  // the capability manager's answer
         std::string tables;
-        int32_t manager;   // the capability manager's answer
-        int32_t expected;  // scenario handed on; -1: result false
-        const char* asked;
-        size_t normalCalls;
+        void (*arrange)(hostplatform::CustomerFacts&, Session&);
         const char* why;
     };
     // clang-format off
     const Case kCases[] = {
-        {false, Caller::ThirdParty, kAll, kNoManager, 5, "App Activity Thermal", 0,
-         "ordinary sensor: the third-party path decides before any other table is read"},
-        {true, Caller::ThirdPartySdk, kAll, 4, 1, "System", 0,
-         "private sensor: the table path decides, the third-party path is never asked"},
-        {true, Caller::ThirdParty, kThirdAppRow, kNoManager, 5, "Common App Activity Thermal", 0,
-         "private sensor: tables without a match, then the third-party tables"},
-        {true, Caller::ThirdParty, "", 4, 4, "Common", 0,
-         "private sensor: tables without a match, then the manager"},
-        {true, Caller::SystemCamera, "", kNoManager, kNormalScenario, "System Common", 1,
-         "private sensor: nothing in the tables, the normal matching decides"},
-        {false, Caller::SystemCamera, "", kNoManager, -1, "System Common", 0,
-         "ordinary sensor: never the normal matching, though it would find a scenario"},
-        {false, Caller::SystemCamera, kAll, 4, 1, "System", 0,
-         "ordinary sensor, own camera: the third-party path declines, the tables decide"},
-        {false, Caller::ThirdParty, std::string(kCommonRow) + kSystemRow, kNoManager, 2,
-         "App Activity Thermal Common", 0,
-         "ordinary sensor: third-party tables without a match, then the common table"},
-        {false, Caller::ThirdParty, kCommonApp, 300, 300, "", 0, "300 is not checked on this path"},
-        {false, Caller::ThirdParty, kCommonApp, 0, 0, "", 0, "manager answers scenario 0"},
-        {false, Caller::ThirdParty, kCommonApp, -1, 2, "Common", 0,
-         "manager answers -1: no decision, the table path decides"},
+        {false, Caller::ThirdParty, kNoManager, kAll, none, "ordinary sensor: the third-party path decides before any other table is read"},
+        {true, Caller::ThirdPartySdk, 4, kAll, none, "private sensor: the table path decides, the third-party path is never asked"},
+        {true, Caller::ThirdParty, kNoManager, kThirdAppRow, none, "private sensor: tables without a match, then the third-party tables"},
+        {true, Caller::ThirdParty, 4, "", none, "private sensor: tables without a match, then the manager"},
+        {true, Caller::SystemCamera, kNoManager, "", none, "private sensor: nothing in the tables, the normal matching decides"},
+        {false, Caller::SystemCamera, kNoManager, "", none, "ordinary sensor: never the normal matching, though it would find a scenario"},
+        {false, Caller::SystemCamera, 4, kAll, none, "ordinary sensor, own camera: the third-party path declines, the tables decide"},
+        {false, Caller::ThirdParty, kNoManager, std::string(kCommonRow) + kSystemRow, none, "ordinary sensor: third-party tables without a match, then the common table"},
+        {false, Caller::ThirdParty, 300, kCommonApp, none, "manager answer 300 is not checked on this path"},
+        {false, Caller::ThirdParty, 0, kCommonApp, none, "manager answers scenario 0"},
+        {false, Caller::ThirdParty, -1, kCommonApp, none, "manager answers -1: no decision, the table path decides"},
+        {false, Caller::ThirdParty, kNoManager, std::string(kSystemRow) + kCommonOther, highSpeed, "high speed, outside app: the system table is skipped, the common one has no row for mode 1"},
+        {false, Caller::ThirdParty, kNoManager, std::string(kSystemRow) + kCommonRow, highSpeed, "high speed, outside app: the common table decides, the flags stay"},
+        {false, Caller::ThirdPartySdk, kNoManager, std::string(kSystemRow) + kCommonRow, highSpeed, "high speed, SDK caller: treated as the device's own camera"},
+        {false, Caller::SystemCamera, kNoManager, kSystem300 + kCommonOther, highSpeed, "system answer 300 comes back from the common table and is refused"},
+        {false, Caller::SystemCamera, kNoManager, kSystem300 + kCommonRow, highSpeedSensor1, "system answer 300 on sensor 1, the common table decides"},
+        {false, Caller::SystemCamera, kNoManager, kSystemMinus2, highSpeed, "a negative system answer is refused too"},
+        {false, Caller::ThirdParty, 4, kThirdAppRow, [](C f, S) { f.systemCam = true; }, "not third party: own camera"},
+        {false, Caller::ThirdParty, 4, kThirdAppRow, [](C f, S) { f.engineerCam = true; }, "not third party: engineer camera"},
+        {false, Caller::ThirdParty, 4, kThirdAppRow, [](C f, S) { f.engineerMode = true; }, "not third party: engineer mode"},
+        {false, Caller::ThirdParty, 4, kThirdAppRow, highSpeed, "not third party: high-speed session"},
+        {false, Caller::ThirdParty, kNoManager, byName(3), chain, "chain: the name's answer stands"},
+        {false, Caller::ThirdParty, kNoManager, byName(3) + byActivity(5), chain, "chain: the activity overrides the name"},
+        {false, Caller::ThirdParty, kNoManager, byName(3) + byActivity(5) + byThermal(7), chain, "chain: the temperature overrides both"},
+        {false, Caller::ThirdParty, kNoManager, byThermal(7), chain, "chain: the temperature alone"},
+        {false, Caller::ThirdParty, kNoManager, byActivity(5), chain, "chain: the activity alone"},
+        {false, Caller::ThirdParty, kNoManager, "", chain, "chain: nothing decides, false"},
+        {false, Caller::ThirdParty, kNoManager, byActivity(6, 2), chainApi2, "chain: the session's API value reaches the activity table"},
+        {false, Caller::ThirdParty, kNoManager, byActivity(6, 2), chain, "chain: an absent API value (-1) does not match the row's 2"},
     };
     // clang-format on
+    std::string golden;
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
         hostplatform::sensor(0).privateSelectSensorMode = c.privateSelection;
         setCaller(c.caller, c.manager);
+        c.arrange(hostplatform::state().customer, mSession);
         if (!c.tables.empty()) loadTables(c.tables);
-        const Outcome outcome = decide(mSession);
-        EXPECT_EQ(outcome.result, c.expected != -1);
-        EXPECT_EQ(parsedScenario(), c.expected);
-        EXPECT_EQ(chosen(outcome), c.expected <= 20 ? c.expected : -1);
-        EXPECT_EQ(pathsAsked(), c.asked);
-        EXPECT_EQ(hostplatform::state().recorded.featureChip.size(), c.normalCalls);
-        EXPECT_EQ(hostplatform::state().recorded.thirdCap.size(),
-                  c.caller == Caller::ThirdParty && c.manager != kNoManager ? 1u : 0u);
+        const Outcome o = decide(mSession);
+        const auto& recorded = hostplatform::state().recorded;
+        char summary[160];
+        std::snprintf(summary, sizeof(summary),
+                      "-> result %d, parsed %d, setting %d, flags 0x%x; manager %zu, normal %zu, "
+                      "seamless %zu; asked: ",
+                      o.result, parsedScenario(), chosen(o), o.outValue, recorded.thirdCap.size(),
+                      recorded.featureChip.size(), recorded.seamless.size());
+        golden += std::string("## ") + c.why + "\n" + summary + pathsAsked() + "\n";
+        for (const std::string& line : logLines(kTag)) golden += "  " + line + "\n";
     }
-}
-
-TEST_F(LegacyDispatch, TablePath) {
-    // The third-party path declines every case here: operation mode 1.
-    struct Case {
-        Caller caller;
-        std::string tables;
-        int sensorIdx;
-        int32_t expected;  // scenario handed on; -1: result false
-        unsigned int seamlessFlags;
-        const char* asked;
-        const char* why;
-    };
-    const std::string kSystem300 =
-        "[SystemCamSensorSettingMap]\nMode[0] = -1, -1, -1, -1, -1, -1, -1, 300, 5\n";
-    const std::string kSystemMinus2 =
-        "[SystemCamSensorSettingMap]\nMode[0] = -1, -1, -1, -1, -1, -1, -1, -2, 0\n";
-    const std::string kCommonOther = "[CommonSensorSettingMap]\nMode[0] = 0, -1, 2\n";
-    // clang-format off
-    const Case kCases[] = {
-        {Caller::ThirdParty, std::string(kSystemRow) + kCommonOther, 0, -1, kSentinel, "Common",
-         "outside app: the system table is skipped, the common one has no row for mode 1"},
-        {Caller::ThirdParty, std::string(kSystemRow) + kCommonRow, 0, 2, kSentinel, "Common",
-         "outside app: the common table decides, the flags stay"},
-        {Caller::ThirdPartySdk, std::string(kSystemRow) + kCommonRow, 0, 1, 0x801, "System",
-         "SDK caller: treated as the device's own camera"},
-        {Caller::SystemCamera, kSystem300 + kCommonOther, 0, -1, 0x801, "System Common",
-         "system answer 300 comes back from the common table and is refused"},
-        {Caller::SystemCamera, kSystem300 + kCommonRow, 1, 2, 0x801, "System Common",
-         "system answer 300, the common table decides"},
-        {Caller::SystemCamera, kSystemMinus2, 0, -1, kSentinel, "System Common",
-         "a negative system answer is refused too"},
-    };
-    // clang-format on
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.why);
-        SetUp();
-        setCaller(c.caller);
-        mSession.appConfig->operationMode = 1;
-        mSession.sensorIdx = c.sensorIdx;
-        loadTables(c.tables);
-        const Outcome outcome = decide(mSession);
-        EXPECT_EQ(outcome.result, c.expected != -1);
-        EXPECT_EQ(chosen(outcome), c.expected);
-        EXPECT_EQ(outcome.outValue, c.seamlessFlags);
-        EXPECT_EQ(pathsAsked(), c.asked);
-        // A system-table match records the seamless scenario, whatever becomes of its answer.
-        EXPECT_EQ(hostplatform::state().recorded.seamless.size(), c.asked[0] == 'S' ? 1u : 0u);
-        EXPECT_EQ(parsedScenario(), c.expected);
-        EXPECT_EQ(logCount(kTag, "I/[selectSensorSetting] match setting(input):camera id " +
-                                     std::to_string(c.sensorIdx) + ",operationMode 0x1,DevID ffff"),
-                  1);
-    }
-}
-
-TEST_F(LegacyDispatch, NotAThirdPartyCaller) {
-    using C = hostplatform::CustomerFacts&;
-    const std::pair<void (*)(C, Session&), const char*> kCases[] = {
-        {[](C f, Session&) { f.systemCam = true; }, "own camera"},
-        {[](C f, Session&) { f.engineerCam = true; }, "engineer camera"},
-        {[](C f, Session&) { f.engineerMode = true; }, "engineer mode"},
-        {[](C, Session& s) { s.appConfig->operationMode = 1; }, "high-speed session"},
-    };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.second);
-        SetUp();
-        setCaller(Caller::ThirdParty, 4);
-        c.first(hostplatform::state().customer, mSession);
-        loadTables(kThirdAppRow);
-        EXPECT_FALSE(decide(mSession).result);
-        EXPECT_EQ(logCount(kTag, "I/[selectSensorSetting4ThirdCase] Not 3rd App"), 1);
-        EXPECT_TRUE(hostplatform::state().recorded.thirdCap.empty());
-        EXPECT_EQ(pathsAsked().find("App"), std::string::npos);
-    }
+    expectGolden("legacy-decision-paths", golden);
 }
 
 TEST_F(LegacyDispatch, ManagerReceivesTheRecord) {
@@ -266,54 +244,6 @@ TEST_F(LegacyDispatch, ManagerReceivesTheRecord) {
             logCount(kTag,
                      "I/[selectSensorSetting4ThirdCase] runGSI, curCamName:android.camera.cts"),
             c.runGsi ? 1 : 0);
-    }
-}
-
-TEST_F(LegacyDispatch, ThirdPartyTableChainOverridesStepByStep) {
-    struct Case {
-        int32_t byName, byActivity, byThermal;  // -1: no row
-        int32_t api;                            // -1: no API value in the session
-        int32_t expected;
-        const char* why;
-    };
-    // clang-format off
-    const Case kCases[] = {
-        {3, -1, -1, -1, 3, "the name's answer stands"},
-        {3, 5, -1, -1, 5, "the activity overrides the name"},
-        {3, 5, 7, -1, 7, "the temperature overrides both"},
-        {-1, -1, 7, -1, 7, "the temperature alone"},
-        {-1, 5, -1, -1, 5, "the activity alone"},
-        {-1, -1, -1, -1, -1, "nothing decides: false"},
-        {-1, 6, -1, 2, 6, "the session's API value reaches the activity table"},
-        {-1, 6, -1, -1, -1, "an absent API value (-1) does not match the row's 2"},
-    };
-    // clang-format on
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.why);
-        SetUp();
-        setCaller(Caller::ThirdParty);
-        hostplatform::state().customer.activityName = "com.app/.Main";
-        mSession.set(temperatureEntry(45));
-        if (c.api != -1) mSession.set(IEntry::of<int32_t>(kTagApiValue, {c.api}));
-        std::string text;
-        if (c.byName != -1) {
-            text += std::string("[ThirdCamSensorSettingMap]\nAllCamApp[0]") + kSevenWildcards +
-                    std::to_string(c.byName) + "\n";
-        }
-        if (c.byActivity != -1) {
-            // Rows of API value -1 answer 5, of API value 2 answer 6.
-            text += std::string("[ThirdCamSensorSettingMapByActivity]\ncom.app/.Main[0] = -1, ") +
-                    (c.byActivity == 6 ? "2" : "-1") + ", -1, -1, -1, -1, -1, -1, " +
-                    std::to_string(c.byActivity) + "\n";
-        }
-        if (c.byThermal != -1) {
-            text += "[ThirdCamSensorSettingMapByThermal]\ncom.app/.Main[0] = -1, 40, " +
-                    std::to_string(c.byThermal) + "\n";
-        }
-        if (!text.empty()) loadTables(text);
-        const Outcome outcome = decide(mSession);
-        EXPECT_EQ(outcome.result, c.expected != -1);
-        EXPECT_EQ(chosen(outcome), c.expected);
     }
 }
 
