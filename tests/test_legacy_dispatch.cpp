@@ -20,7 +20,6 @@ constexpr char kTag[] = "CustSettingPolicyLegacy";
 constexpr int32_t kNormalScenario = 12;  // what the feature-chip service answers
 constexpr int32_t kNoManager = -2;       // the capability manager is not supported
 constexpr uint32_t kTraversalOperationMode = 0x40009007;
-constexpr int kLineEngineerTagMissing = 146;
 
 // Tables that all match a session on sensor 0: the system table names 1 (seamless 5), the common
 // table 2 and the application table 5.
@@ -287,6 +286,7 @@ TEST_F(LegacyDispatch, EngineeringOverride) {
         {false, false, kTraversalOperationMode, zero, 3, -1, "no engineering camera or mode"},
     };
     // clang-format on
+    std::string golden;
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
@@ -298,34 +298,17 @@ TEST_F(LegacyDispatch, EngineeringOverride) {
             mSession.set(IEntry::of<uint8_t>(kTagEngineerSensorModeSel, {uint8_t(c.tag)}));
         }
         SensorSetting setting = sentinelSetting();
-        EXPECT_EQ(mPolicy.selectSensorSetting4MipiTraversal(mSession.appConfig, setting, 1),
-                  c.expected != -1);
+        const bool result =
+            mPolicy.selectSensorSetting4MipiTraversal(mSession.appConfig, setting, 1);
+        EXPECT_EQ(result, c.expected != -1);
         EXPECT_EQ(parsedScenario(), c.expected);
         const bool engineering = c.engineerCam || c.engineerMode;
         EXPECT_EQ(hostplatform::state().recorded.staticMetadataQueries,
                   engineering ? std::vector<int32_t>{1} : std::vector<int32_t>{});
-        Strings messages;
-        if (engineering) {
-            char text[96];
-            std::snprintf(text, sizeof(text),
-                          "I/[selectSensorSetting4MipiTraversal] Current operationMode:0x%x, "
-                          "sensorId:1.",
-                          c.operationMode);
-            messages.push_back(text);
-            if (c.tag == -1) {
-                messages.push_back(
-                    "E/[selectSensorSetting4MipiTraversal] "
-                    "QOVIX_CONTROL_ENGINEER_SENSORMODE_SELECT "
-                    "not exist (selectSensorSetting4MipiTraversal){#" +
-                    std::to_string(kLineEngineerTagMissing) +
-                    ":CustPolicy/cust_setting_policy_legacy.cpp}");
-            } else if (c.expected != 16) {
-                messages.push_back("I/[selectSensorSetting4MipiTraversal] sensor mode:" +
-                                   std::to_string(c.tag) + " for engineer explorer test.");
-            }
-        }
-        EXPECT_EQ(logLines(kTag), messages);
+        golden += std::string("## ") + c.why + "\n-> " + std::to_string(parsedScenario()) + "\n";
+        for (const std::string& line : logLines(kTag)) golden += "  " + line + "\n";
     }
+    expectGolden("legacy-engineering", golden);
 }
 
 TEST_F(LegacyDispatch, MissingHandlesDecideNothing) {
