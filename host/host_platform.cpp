@@ -271,8 +271,12 @@ CustomerData* CustomerData::getInstance() {
     static CustomerData sInstance;
     return &sInstance;
 }
-CustomMetadata* CustomerData::getCustomMetadata() { return &mMetadata; }
-CustomCommon* CustomerData::getCustomCommon() { return &mCommon; }
+CustomMetadata* CustomerData::getCustomMetadata() {
+    return state().customerObjects ? &mMetadata : nullptr;
+}
+CustomCommon* CustomerData::getCustomCommon() {
+    return state().customerObjects ? &mCommon : nullptr;
+}
 
 bool CustomMetadata::isSystemCam() const { return state().customer.systemCam; }
 bool CustomMetadata::is3rdCam() const { return state().customer.thirdPartyCam; }

@@ -166,6 +166,9 @@ struct State {
     int32_t videoEisAlgoType = 0;
     FeatureChipHandler featureChip;
     MaxStreamSizeHandler maxStreamSize;
+    // False: the customer-data service has neither its metadata nor its common object (a broken
+    // setup).
+    bool customerObjects = true;
     // Echo every Android log record to stderr as well (for tools).
     bool echoAndroidLog = false;
     Recorded recorded;

@@ -305,6 +305,9 @@ TEST_F(LegacyDispatch, EngineeringOverride) {
         const bool engineering = c.engineerCam || c.engineerMode;
         EXPECT_EQ(hostplatform::state().recorded.staticMetadataQueries,
                   engineering ? std::vector<int32_t>{1} : std::vector<int32_t>{});
+        if (engineering && c.tag == -1) {  // the device's own line number for this error
+            EXPECT_NE(joined(logLines(kTag, true)).find("{#146:"), std::string::npos);
+        }
         golden += std::string("## ") + c.why + "\n-> " + std::to_string(parsedScenario()) + "\n";
         for (const std::string& line : logLines(kTag)) golden += "  " + line + "\n";
     }
@@ -337,6 +340,11 @@ TEST_F(LegacyDispatch, MissingHandlesDecideNothing) {
     EXPECT_EQ(std::vector<int32_t>(
                   {r.maxStreamWidth, r.maxStreamHeight, r.maxYuvWidth, r.maxYuvHeight, r.isVideo}),
               std::vector<int32_t>(5, 0));
+
+    // Nor do the tables: ratio 0, which a ratio floor of 0 does not let through.
+    hostplatform::state().thirdCap = {false, -1};
+    loadTables("[ThirdCamSensorSettingMap]\nAllCamApp[0] = -1, -1, -1, 0, -1, -1, 0, 7\n");
+    EXPECT_FALSE(mPolicy.selectSensorSetting4ThirdCase(mSession.appConfig, nullptr, setting, 0));
 
     for (const auto& [scenario, valid] :
          {std::pair{0, true}, {255, true}, {256, false}, {-1, false}}) {

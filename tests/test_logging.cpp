@@ -203,6 +203,10 @@ TEST(LoggingTest, LongMessagesAreCutAt1024BytesAndReportTheirFullLength) {
         }
     }
     EXPECT_EQ(gArrayOverruns, 0) << "a write past the end of the text buffer";
+    resetLogger();
+    custpolicy::logMessage(LogSeverity::Info, kTag, "emptyFunction", 7, kLogSourcePath, "%s", "");
+    ASSERT_EQ(recorded().unifiedLog.size(), 1u) << "an empty text is still a message";
+    EXPECT_EQ(recorded().unifiedLog[0].length, 0);
 }
 
 TEST(LoggingTest, UnformattableMessageOrAbsentLoggerReachesOnlyAndroid) {
@@ -223,6 +227,10 @@ TEST(LoggingTest, UnformattableMessageOrAbsentLoggerReachesOnlyAndroid) {
             EXPECT_TRUE(recorded().unifiedLog.empty());
             ASSERT_EQ(recorded().androidLog.size(), 1u);
             EXPECT_EQ(recorded().androidLog[0].priorityOrLevel, sev.androidPriority);
+            if (sev.severity == LogSeverity::Error && !absentLogger) {
+                EXPECT_EQ(recorded().androidLog[0].text, " (f){#9:tests/test_logging.cpp}")
+                    << "the tail replaces what could not be formatted";
+            }
         }
     }
 }

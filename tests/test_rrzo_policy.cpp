@@ -331,12 +331,15 @@ TEST_F(RrzoPolicyTest, AdaptorChoosesThePolicyAndSurvivesBadInput) {
          "no session parameters"},
         {true, [](Config& c) { c.settings->clear(); }, 2, 0, 0.5625f, "no setting for the sensor"},
         {true, [](Config& c) { c.settings = nullptr; }, 2, 0, 0.5625f, "no settings map"},
+        {true, [](Config&) { hostplatform::state().customerObjects = false; }, 2, 1, 0.5625f,
+         "no customer-data objects: neither the device's own camera nor 4K video"},
     };
     // clang-format on
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.why);
         hostplatform::reset();
         hostplatform::sensor(0).newRrzoPolicy = c.newPolicy;
+        hostplatform::state().customer.is4kVideo = true;  // systemCam is true by default
         Config config({4000, 3000}, {preview(k169)});
         c.breakIt(config);
         MSize target(1920, 1080);
@@ -348,6 +351,9 @@ TEST_F(RrzoPolicyTest, AdaptorChoosesThePolicyAndSurvivesBadInput) {
         ASSERT_EQ(calls().size(), c.expectedCalls);
         if (c.expectedCalls == 2) {
             EXPECT_EQ(calls()[0].rrzoStaticInfo->ratioB, c.expectedRatioB);
+            const bool customer = hostplatform::state().customerObjects;
+            EXPECT_EQ(calls()[0].rrzoStaticInfo->isSysCam, customer);
+            EXPECT_EQ(calls()[0].rrzoStaticInfo->is4kVideo, customer);
             EXPECT_EQ(calls()[1].rrzoSensorSizes->sizeMap.size(), c.expectedSizes);
         }
     }

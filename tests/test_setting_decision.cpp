@@ -183,7 +183,7 @@ TEST_F(NewPolicyDecision, MissingStaticEntriesAreErrorsEvenAtDetailLevel0) {
         hp::sensor(0).staticMetadata.remove(c.tag);
         EXPECT_TRUE(decide(mSession).result);
         const std::string text = "[" + c.function + "] no static " + c.entry;
-        EXPECT_EQ(logLines(),
+        EXPECT_EQ(logLines("", true),
                   Strings{"E/" + std::string(kBaseTag) + ": " + text + " (" + c.function + "){#" +
                           c.line + ":CustPolicy/cust_setting_policy_base.cpp}"});
         EXPECT_EQ(hp::unifiedTexts(), Strings{text});

@@ -13,6 +13,7 @@
 #include <fstream>
 #include <initializer_list>
 #include <memory>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -153,14 +154,19 @@ inline std::string joined(const Strings& parts, const char* separator = " ") {
 inline std::string rowsRead() { return joined(hostconfig::readEntries()); }
 
 // The Android log of `tag` (every tag when empty) as "E/text": E, W, I or D by priority. The
-// Android copy is the one that carries an error's tail with function and line.
-inline Strings logLines(const std::string& tag = "") {
+// Android copy is the one that carries an error's tail "(function){#line:file}". The line of an
+// error logged with the source line (not a named one) is where the compiler puts a multi-line
+// call, which clang and gcc put differently: unless `exactLines`, it reads "#line".
+inline Strings logLines(const std::string& tag = "", bool exactLines = false) {
+    static const std::regex kSourceLine(R"(\{#[0-9]+:)");
     Strings lines;
     for (const hostplatform::LogRecord& r : hostplatform::state().recorded.androidLog) {
         if (!tag.empty() && r.tag != tag) continue;
         const int p = r.priorityOrLevel;
         const char* level = p == 6 ? "E/" : p == 5 ? "W/" : p == 4 ? "I/" : p == 3 ? "D/" : "?/";
-        lines.push_back(level + (tag.empty() ? r.tag + ": " : "") + r.text);
+        const std::string text =
+            exactLines ? r.text : std::regex_replace(r.text, kSourceLine, "{#line:");
+        lines.push_back(level + (tag.empty() ? r.tag + ": " : "") + text);
     }
     return lines;
 }
