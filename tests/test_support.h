@@ -150,9 +150,6 @@ inline std::string joined(const Strings& parts, const char* separator = " ") {
     return text;
 }
 
-// The full names of the rows read, in order: "Mode[0] Mode[1]".
-inline std::string rowsRead() { return joined(hostconfig::readEntries()); }
-
 // The Android log of `tag` (every tag when empty) as "E/text": E, W, I or D by priority. The
 // Android copy is the one that carries an error's tail "(function){#line:file}". The line of an
 // error logged with the source line (not a named one) is where the compiler puts a multi-line
