@@ -251,8 +251,13 @@ void ICustFeatureCapability::getAaaAecDefaultVhdrInfo(int32_t sensorIdx,
     info = sensor(sensorIdx).defaultVhdrInfo;
 }
 
-int32_t ICustFeatureCapability::getVideoEisAlgoType(int32_t, int32_t, int32_t, uint32_t, uint32_t,
-                                                    int32_t, bool) {
+int32_t ICustFeatureCapability::getVideoEisAlgoType(int32_t arg0, int32_t arg1, int32_t arg2,
+                                                    uint32_t arg3, uint32_t arg4, int32_t arg5,
+                                                    bool arg6) {
+    state().recorded.videoEisQueries.push_back(
+        "(" + std::to_string(arg0) + ", " + std::to_string(arg1) + ", " + std::to_string(arg2) +
+        ", " + std::to_string(arg3) + ", " + std::to_string(arg4) + ", " + std::to_string(arg5) +
+        ", " + (arg6 ? "true" : "false") + ")");
     return state().videoEisAlgoType;
 }
 
@@ -277,8 +282,12 @@ CustomerData* CustomerData::getInstance() {
     static CustomerData sInstance;
     return &sInstance;
 }
-CustomMetadata* CustomerData::getCustomMetadata() { return &mMetadata; }
-CustomCommon* CustomerData::getCustomCommon() { return &mCommon; }
+CustomMetadata* CustomerData::getCustomMetadata() {
+    return state().customerObjects ? &mMetadata : nullptr;
+}
+CustomCommon* CustomerData::getCustomCommon() {
+    return state().customerObjects ? &mCommon : nullptr;
+}
 
 bool CustomMetadata::isSystemCam() const { return state().customer.systemCam; }
 bool CustomMetadata::is3rdCam() const { return state().customer.thirdPartyCam; }

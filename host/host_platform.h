@@ -153,6 +153,8 @@ struct Recorded {
     std::vector<CustSensorSettingInfoCall> custSensorSettingInfo;
     std::vector<ThirdCapCall> thirdCap;
     std::vector<int32_t> staticMetadataQueries;  // device ids asked for their provider
+    // The arguments of each video-EIS query, as "(a0, a1, a2, a3, a4, a5, a6)".
+    std::vector<std::string> videoEisQueries;
     std::vector<LogRecord> androidLog;
     std::vector<LogRecord> unifiedLog;
 };
@@ -166,6 +168,9 @@ struct State {
     int32_t videoEisAlgoType = 0;
     FeatureChipHandler featureChip;
     MaxStreamSizeHandler maxStreamSize;
+    // False: the customer-data service has neither its metadata nor its common object (a broken
+    // setup).
+    bool customerObjects = true;
     // Echo every Android log record to stderr as well (for tools).
     bool echoAndroidLog = false;
     Recorded recorded;

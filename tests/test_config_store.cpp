@@ -2,22 +2,22 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "config_store.h"
 #include "host_config_store.h"
+#include "test_support.h"
 
 namespace {
 
 using namespace custpolicy;
+using cptest::expectGolden;
 using hostconfig::kStatusNoEntry;
 using hostconfig::kStatusNullArgument;
 using hostconfig::kStatusWrongCount;
 
 constexpr int32_t kSentinel = 0x5A5A5A5A;
-constexpr int32_t kFallback = 99;
 
 class ConfigStoreTest : public ::testing::Test {
 protected:
@@ -34,64 +34,6 @@ protected:
         hostconfig::clearCalls();
     }
 };
-
-template <typename T>
-std::string joined(const std::vector<T>& items) {
-    std::ostringstream out;
-    for (const T& item : items) out << (out.tellp() > 0 ? " " : "") << item;
-    return out.str();
-}
-
-std::string modeKeys(int last) {
-    std::string keys;
-    for (int i = 0; i <= last; ++i) keys += (i ? " Mode[" : "Mode[") + std::to_string(i) + "]";
-    return keys;
-}
-
-// Rows of (operation mode, sensor, scenario) with -1 as a wildcard, as the legacy readers scan.
-TEST_F(ConfigStoreTest, ScanFollowsTheRowConventions) {
-    std::string twelveRows = "[T]\n";
-    for (int i = 0; i < 11; ++i) twelveRows += "Mode[" + std::to_string(i) + "] = 7, 7, 0\n";
-    twelveRows += "Mode[11] = 5, 0, 42\n";
-    const std::string shortRow1 = "[T]\nMode[0] = 1, 0, 3\nMode[1] = 1, 0\nMode[2] = -1, -1, 5\n";
-    constexpr RowReadFault kEnd = RowReadFault::EndLookup, kSkip = RowReadFault::SkipRow;
-    struct Case {
-        std::string text;
-        const char* locale;
-        int32_t rowCount;
-        RowReadFault fault;
-        int32_t operationMode, sensorIdx, expected;
-        std::string reads, failedRows;
-        const char* why;
-    };
-    const Case kCases[] = {
-        {twelveRows, "Mode", 12, kEnd, 5, 0, 42, modeKeys(11), "",
-         "12 rows read as keys 0..11 in numeric order"},
-        {"[T]\nMode[0] = -1, -1, 8\nMode[1] = 1, 0, 3\n", "Mode", 2, kEnd, 123, 7, 8, modeKeys(0),
-         "", "an all-wildcard row matches everything and stops the scan"},
-        {shortRow1, "Mode", 3, kEnd, 2, 0, kFallback, modeKeys(1), "1",
-         "a failed read ends the lookup before a later match"},
-        {shortRow1, "Mode", 3, kSkip, 2, 0, 5, modeKeys(2), "1",
-         "a skipping reader passes over the failed row"},
-        {"[T]\nA[0] = 1, 1, 3\nB[0] = 1, 0, 4\nB[1] = 1, 0, 5\n", "A", 3, kSkip, 1, 0, kFallback,
-         "A[0] A[1] A[2]", "1 2", "a whole-table count over one group reads past its rows"},
-    };
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.why);
-        load(c.text);
-        std::vector<int32_t> failedRows;
-        TableRow<3> row{};
-        const RowScan scan = scanTableRows<3>(
-            "T", c.locale, c.rowCount, c.fault, row,
-            [&](const TableRow<3>& r, int32_t) {
-                return wildcardOrEqual(r[0], c.operationMode) && wildcardOrEqual(r[1], c.sensorIdx);
-            },
-            [&](int32_t index, int32_t) { failedRows.push_back(index); });
-        EXPECT_EQ(scan.matched ? row[2] : kFallback, c.expected);
-        EXPECT_EQ(joined(failedRows), c.failedRows);
-        EXPECT_EQ(joined(hostconfig::readEntries()), c.reads);
-    }
-}
 
 TEST_F(ConfigStoreTest, FullNameAndLocaleKeyNameTheSameEntry) {
     load(R"([T]
@@ -110,6 +52,7 @@ Mode[0] = 15
         int32_t width, first, localeKeys;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {"Mode", "0", 3, 1, 2, "the Mode locale"},
         {"", "0", 2, 5, 1, "the empty locale"},
@@ -121,6 +64,7 @@ Mode[0] = 15
         {"Mode", "01", 0, 0, 2, "keys are exact text: no padding"},
         {"mode", "0", 0, 0, 0, "locales are case-sensitive"},
     };
+    // clang-format on
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         const std::string fullName = std::string(c.locale) + "[" + c.key + "]";
@@ -149,6 +93,7 @@ TEST_F(ConfigStoreTest, FailedReadsLeaveTheArrayUntouched) {
         int32_t count, status;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {"T", "Mode", "0", row, 2, kStatusWrongCount, "fewer than the width"},
         {"T", "Mode", "0", row, 4, kStatusWrongCount, "more than the width"},
@@ -159,6 +104,7 @@ TEST_F(ConfigStoreTest, FailedReadsLeaveTheArrayUntouched) {
         {"T", nullptr, "0", row, 3, kStatusNullArgument, "a null locale"},
         {"T", "Mode", nullptr, row, 3, kStatusNullArgument, "a null key"},
     };
+    // clang-format on
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         EXPECT_EQ(GetLocaleIntegerListConfiguration(c.table, c.locale, c.key, c.values, c.count),
@@ -177,15 +123,16 @@ TEST_F(ConfigStoreTest, ValuesAreSigned32BitWithHexAsPattern) {
         std::vector<int32_t> expected;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {"2147483647, -2147483648", {2147483647, -2147483647 - 1}, "the decimal limits"},
-        {"0xFFFFFFFF, 0x80000000, 0x7fffffff",
-         {-1, -2147483647 - 1, 2147483647},
+        {"0xFFFFFFFF, 0x80000000, 0x7fffffff", {-1, -2147483647 - 1, 2147483647},
          "hex is the 32-bit pattern"},
         {"0XaB, 0x0000000000000001, 007, -0", {0xAB, 1, 7, 0}, "either case, leading zeros"},
         {"1,2\t,  3 # comment, 4", {1, 2, 3}, "blanks and a trailing comment"},
         {"5, 6\r", {5, 6}, "a CRLF line end"},
     };
+    // clang-format on
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         load(std::string("[T]\nMode[0] = ") + c.values + "\n");
@@ -197,58 +144,43 @@ TEST_F(ConfigStoreTest, ValuesAreSigned32BitWithHexAsPattern) {
     }
 }
 
+// The golden file holds the error of each text: file, line, column and message.
 TEST_F(ConfigStoreTest, MalformedTextIsRefusedWholeWithItsPosition) {
-    const char* const kRange = "value out of range: expected -2147483648 to 2147483647";
-    struct Case {
-        const char* text;
-        int32_t line, column;
-        const char* message;
-        const char* why;
+    // clang-format off
+    const std::pair<const char*, const char*> kCases[] = {
+        {"[Fresh]\nMode[0] 1, 2\n", "no '='"},
+        {"[Fresh]\nMode[0] = 1, 2147483648\n", "above int32"},
+        {"[Fresh]\nMode[0] = -2147483649\n", "below int32"},
+        {"[Fresh]\nMode[0] = 0x100000000\n", "hex above 32 bits"},
+        {"[Fresh]\nMode[0] = -0x1\n", "signed hex"},
+        {"[Fresh]\nMode[0] = 0x\n", "bare 0x"},
+        {"[Fresh]\nMode[0] = x\n", "not a number"},
+        {"[Fresh]\nMode[0] = 1, 2,\n", "trailing comma"},
+        {"[Fresh]\nMode[0] =  # none\n", "no values"},
+        {"[Fresh]\nMode[0] = 12abc\n", "junk after a value"},
+        {"[Fresh]\nA[0] = 1\n[Other]\n[Fresh]\n  A[0] = 2\n", "duplicate across two sections of one table"},
+        {"[Fresh]\nMode[0] = 1\n[Other  \n", "unterminated header"},
+        {"[Fresh] extra\n", "junk after a header"},
+        {"[ ]\n", "empty table name"},
+        {"# first\nMode[0] = 1\n", "entry before any section"},
+        {"[Fresh]\nMode = 1\n", "no key"},
+        {"[Fresh]\nMode[] = 1\n", "empty key"},
+        {"[Fresh]\n\"Mode[0] = 1\n", "unterminated quote"},
+        {"[Fresh]\n\"Mo\\de[0]\" = 1\n", "unknown escape"},
     };
-    const Case kCases[] = {
-        {"[Fresh]\nMode[0] 1, 2\n", 2, 13, "expected '=' after the entry name", "no '='"},
-        {"[Fresh]\nMode[0] = 1, 2147483648\n", 2, 14, kRange, "above int32"},
-        {"[Fresh]\nMode[0] = -2147483649\n", 2, 11, kRange, "below int32"},
-        {"[Fresh]\nMode[0] = 0x100000000\n", 2, 11,
-         "value out of range: hexadecimal values go up to 0xFFFFFFFF", "hex above 32 bits"},
-        {"[Fresh]\nMode[0] = -0x1\n", 2, 11, "expected a value: hexadecimal values take no sign",
-         "signed hex"},
-        {"[Fresh]\nMode[0] = 0x\n", 2, 11, "expected hexadecimal digits after '0x'", "bare 0x"},
-        {"[Fresh]\nMode[0] = 1, 2,\n", 2, 16, "expected a value after ','", "trailing comma"},
-        {"[Fresh]\nMode[0] =  # none\n", 2, 12, "expected a value after '='", "no values"},
-        {"[Fresh]\nMode[0] = 12abc\n", 2, 13, "expected ',' or end of line after a value",
-         "junk after a value"},
-        {"[Fresh]\nA[0] = 1\n[Other]\n[Fresh]\n  A[0] = 2\n", 5, 3,
-         "duplicate entry 'A[0]' in table 'Fresh' (first defined on line 2)",
-         "duplicate across two sections of one table"},
-        {"[Fresh]\nMode[0] = 1\n[Other  \n", 3, 7, "unterminated section header: expected ']'",
-         "unterminated header"},
-        {"[Fresh] extra\n", 1, 9, "expected end of line after the section header",
-         "junk after a header"},
-        {"[ ]\n", 1, 2, "expected a table name between '[' and ']'", "empty table name"},
-        {"# first\nMode[0] = 1\n", 2, 1, "entry before any [TableName] section header",
-         "entry before any section"},
-        {"[Fresh]\nMode = 1\n", 2, 1, "expected an entry name of the form Locale[key]", "no key"},
-        {"[Fresh]\nMode[] = 1\n", 2, 1, "expected a key between '[' and ']'", "empty key"},
-        {"[Fresh]\n\"Mode[0] = 1\n", 2, 13, "unterminated quoted name: expected '\"'",
-         "unterminated quote"},
-        {"[Fresh]\n\"Mo\\de[0]\" = 1\n", 2, 4,
-         "unknown escape in a quoted name: expected \\\" or \\\\", "unknown escape"},
-    };
+    // clang-format on
     load("[Kept]\nMode[0] = 1, 2, 3\n", "good.config");
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.why);
-        const hostconfig::LoadResult result = hostconfig::loadText(c.text, "bad.config");
+    std::string golden;
+    for (const auto& [text, why] : kCases) {
+        SCOPED_TRACE(why);
+        const hostconfig::LoadResult result = hostconfig::loadText(text, "bad.config");
         EXPECT_FALSE(result.ok);
-        EXPECT_EQ(result.line, c.line);
-        EXPECT_EQ(result.column, c.column);
-        EXPECT_EQ(result.message, c.message);
+        golden += std::string(why) + ": " + result.error() + "\n";
         EXPECT_EQ(GetKeyCount("Fresh"), 0) << "nothing of a refused text is installed";
         EXPECT_EQ(GetValuesCount("Kept", "Mode[0]"), 3) << "the tables before stay in force";
         EXPECT_EQ(hostconfig::currentSource(), "good.config");
     }
-    EXPECT_EQ(hostconfig::loadText("[ ]\n", "bad.config").error(),
-              "bad.config:1:2: expected a table name between '[' and ']'");
+    expectGolden("config-errors", golden);
 }
 
 void writeFile(const std::string& path, const std::string& text) {
@@ -274,8 +206,7 @@ TEST_F(ConfigStoreTest, FilesLoadOnlyWhenToldAndWhole) {
     EXPECT_EQ(firstValue("T"), 2);
 
     writeFile(path, "[T]\nMode[0] = x\n");
-    EXPECT_EQ(hostconfig::reload().error(),
-              path + ":2:11: expected a value: a decimal or 0x-hex integer");
+    EXPECT_EQ(hostconfig::reload().error().rfind(path + ":2:11: ", 0), 0u);
     EXPECT_EQ(firstValue("T"), 2) << "a refused reload keeps the tables";
 
     const hostconfig::LoadResult missing = hostconfig::loadFile(path + ".absent");
@@ -300,59 +231,18 @@ TEST_F(ConfigStoreTest, FilesLoadOnlyWhenToldAndWhole) {
     std::remove(path.c_str());
 }
 
-TEST_F(ConfigStoreTest, RecordsEveryCall) {
+// The golden files of the policy tests show how each call is described; a call that fails on
+// its arguments is recorded too, and nothing is when recording is off.
+TEST_F(ConfigStoreTest, RecordsEveryCallUnlessTurnedOff) {
     load("[T]\nMode[0] = 1, 2\n");
     int32_t row[2] = {};
-    GetKeyCount("T");
-    GetValuesCount("T", "Mode[0]");
-    GetLocaleKeyCount("T", "Mode");
-    GetLocaleKeyValuesCount("T", "Mode", "0");
-    GetLocaleIntegerListConfiguration("T", "Mode", "0", row, 2);
     GetLocaleIntegerListConfiguration("T", nullptr, "0", row, 2);
-    const std::vector<std::string> expected = {
-        "GetKeyCount(T) = 1",
-        "GetValuesCount(T, Mode[0]) = 2",
-        "GetLocaleKeyCount(T, Mode) = 1",
-        "GetLocaleKeyValuesCount(T, Mode, 0) = 2",
-        "GetLocaleIntegerListConfiguration(T, Mode, 0, 2) = 0",
-        "GetLocaleIntegerListConfiguration(T, , 0, 2) = -1",
-    };
-    EXPECT_EQ(hostconfig::describedCalls(), expected);
-
+    EXPECT_EQ(hostconfig::describedCalls(),
+              std::vector<std::string>{"GetLocaleIntegerListConfiguration(T, , 0, 2) = -1"});
     hostconfig::clearCalls();
     hostconfig::setRecording(false);
     GetKeyCount("T");
     EXPECT_TRUE(hostconfig::calls().empty());
-}
-
-TEST_F(ConfigStoreTest, ExampleConfigurationLoads) {
-    const hostconfig::LoadResult result = hostconfig::loadFile(CUSTPOLICY_EXAMPLE_CONFIG);
-    ASSERT_TRUE(result.ok) << result.error();
-    EXPECT_EQ(result.tableCount, 7);
-    struct Case {
-        const char *table, *locale;
-        size_t width;
-    };
-    const Case kCases[] = {
-        {kTableCommonSensorSettingMap, kLocaleMode, kWidthCommonSensorSettingMap},
-        {kTableSystemCamSensorSettingMap, kLocaleMode, kWidthSystemCamSensorSettingMap},
-        {kTableThirdCamSensorSettingMap, kLocaleAllCamApp, kWidthThirdCamSensorSettingMap},
-        {kTableThirdCamByActivity, "com.example.scanner/.ScanActivity$Embedded",
-         kWidthThirdCamByActivity},
-        {kTableThirdCamByThermal, "com.example.socialcam/.call.VideoCallActivity",
-         kWidthThirdCamByThermal},
-        {kTableCustomSensorSize, "com.example.camera", kWidthCustomSize},
-        {kTableCustomRrzoSize, kLocaleAllCamApp, kWidthCustomSize},
-    };
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(std::string(c.table) + " " + c.locale);
-        const int32_t rows = GetLocaleKeyCount(c.table, c.locale);
-        EXPECT_GT(rows, 0);
-        for (int32_t i = 0; i < rows; ++i) {
-            EXPECT_EQ(GetLocaleKeyValuesCount(c.table, c.locale, RowKey(i).c_str()),
-                      static_cast<int32_t>(c.width));
-        }
-    }
 }
 
 // The value read, or the status when it is not 0.
@@ -375,6 +265,7 @@ TEST_F(ConfigStoreTest, ShortCutsAnswerWhatTheFullLookupWould) {
         int32_t read;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {"T", "Mode", "12", 112, "a row after a gap"},
         {"T", "Mode", "3", kStatusNoEntry, "a gap inside the index"},
@@ -396,6 +287,7 @@ TEST_F(ConfigStoreTest, ShortCutsAnswerWhatTheFullLookupWould) {
         {"TableXYZ", "Mode", "0", kStatusNoEntry, "an absent table"},
         {"TableX", "Mode", "0", 4, "after an absent table"},
     };
+    // clang-format on
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         EXPECT_EQ(readOne(c.table, c.locale, c.key), c.read);

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -10,18 +11,15 @@
 #include <utility>
 #include <vector>
 
-#include "test_legacy_support.h"
+#include "test_support.h"
 
-namespace legacytest {
+namespace cptest {
 namespace {
 
+constexpr char kTag[] = "CustSettingPolicyLegacy";
 constexpr int32_t kNormalScenario = 12;  // what the feature-chip service answers
-constexpr char kSystem[] = "SystemCamSensorSettingMap";
-constexpr char kCommon[] = "CommonSensorSettingMap";
-constexpr char kThirdApp[] = "ThirdCamSensorSettingMap";
-constexpr char kThirdActivity[] = "ThirdCamSensorSettingMapByActivity";
-constexpr char kThirdThermal[] = "ThirdCamSensorSettingMapByThermal";
-constexpr char kNotThirdParty[] = "[selectSensorSetting4ThirdCase] Not 3rd App";
+constexpr int32_t kNoManager = -2;       // the capability manager is not supported
+constexpr uint32_t kTraversalOperationMode = 0x40009007;
 
 // Tables that all match a session on sensor 0: the system table names 1 (seamless 5), the common
 // table 2 and the application table 5.
@@ -34,12 +32,6 @@ constexpr char kSevenWildcards[] = " = -1, -1, -1, -1, -1, -1, -1, ";
 
 enum class Caller { SystemCamera, ThirdParty, ThirdPartySdk };
 
-struct Outcome {
-    bool result = false;
-    SensorSetting setting = sentinelSetting();
-    unsigned int seamlessFlags = kSentinel;
-};
-
 class LegacyDispatch : public LegacyTest {
 protected:
     void SetUp() override {
@@ -48,22 +40,13 @@ protected:
             *static_cast<int32_t*>(reply->pData) = kNormalScenario;
         };
     }
-    static void setCaller(Caller caller) {
+    static void setCaller(Caller caller, int32_t manager = kNoManager) {
         hostplatform::CustomerFacts& customer = hostplatform::state().customer;
         customer.systemCam = caller == Caller::SystemCamera;
         customer.thirdPartyCam = caller != Caller::SystemCamera;
         customer.sdkCam = caller == Caller::ThirdPartySdk;
+        hostplatform::state().thirdCap = {manager != kNoManager, manager};
     }
-    Outcome decide(int sensorIdx = 0) {
-        CustSettingAlgoAdaptor adaptor(sensorIdx);
-        Outcome outcome;
-        const mcam::core::device::policy::AppUserConfiguration userConfig;
-        outcome.result = adaptor.selectSensorSetting(
-            mSession.appConfig, mSession.streamInfo, outcome.setting, sensorIdx,
-            outcome.seamlessFlags, userConfig, 1.0f, 2.0f, 0);
-        return outcome;
-    }
-    static size_t featureChipCalls() { return hostplatform::state().recorded.featureChip.size(); }
 };
 
 // The scenario an outcome carries: the host helper knows scenarios 0 to 20 and fills the setting
@@ -75,166 +58,150 @@ int32_t chosen(const Outcome& o) {
 // The tables asked, in order, by short name: "System Common App Activity Thermal".
 std::string pathsAsked() {
     const std::pair<const char*, const char*> kShort[] = {
-        {kSystem, "System"},          {kCommon, "Common"},        {kThirdApp, "App"},
-        {kThirdActivity, "Activity"}, {kThirdThermal, "Thermal"},
+        {"SystemCamSensorSettingMap", "System"},
+        {"CommonSensorSettingMap", "Common"},
+        {"ThirdCamSensorSettingMap", "App"},
+        {"ThirdCamSensorSettingMapByActivity", "Activity"},
+        {"ThirdCamSensorSettingMapByThermal", "Thermal"},
     };
-    std::string asked;
-    for (const std::string& table : tablesAsked()) {
+    Strings asked;
+    for (const hostconfig::StoreCall& call : hostconfig::calls()) {
         for (const auto& name : kShort) {
-            if (table == name.first) asked += (asked.empty() ? "" : " ") + std::string(name.second);
+            if (call.table != name.first) continue;
+            if (asked.empty() || asked.back() != name.second) asked.push_back(name.second);
         }
     }
-    return asked;
+    return joined(asked);
 }
 
-TEST_F(LegacyDispatch, PathOrderAndManagerAnswer) {
-    constexpr int32_t kNoManager = -2;
+// Third-party rows of the chain: by name, by activity (API value `api`), by temperature.
+std::string byName(int32_t scenario) {
+    return "[ThirdCamSensorSettingMap]\nAllCamApp[0]" + std::string(kSevenWildcards) +
+           std::to_string(scenario) + "\n";
+}
+std::string byActivity(int32_t scenario, int32_t api = -1) {
+    return "[ThirdCamSensorSettingMapByActivity]\ncom.app/.Main[0] = -1, " + std::to_string(api) +
+           ", -1, -1, -1, -1, -1, -1, " + std::to_string(scenario) + "\n";
+}
+std::string byThermal(int32_t scenario) {
+    return "[ThirdCamSensorSettingMapByThermal]\ncom.app/.Main[0] = -1, 40, " +
+           std::to_string(scenario) + "\n";
+}
+
+using C = hostplatform::CustomerFacts&;
+using S = Session&;
+void none(C, S) {}
+void highSpeed(C, S s) { s.appConfig->operationMode = 1; }
+void highSpeedSensor1(C, S s) {
+    s.appConfig->operationMode = 1;
+    s.sensorIdx = 1;
+}
+// An activity with rows and a temperature of 45: the whole third-party chain is asked.
+void chain(C f, S s) {
+    f.activityName = "com.app/.Main";
+    s.set(temperatureEntry(45));
+}
+void chainApi2(C f, S s) {
+    chain(f, s);
+    s.set(IEntry::of<int32_t>(kTagApiValue, {2}));
+}
+
+// Which paths decide in which order, what each hands on, and what the manager, the tables and
+// the normal matching were asked: the golden file holds, per case, the result, the scenario
+// handed to the sensor-info helper, the setting's scenario and flags, the tables asked, the
+// number of manager, feature-chip and seamless calls, and the policy's log lines.
+TEST_F(LegacyDispatch, DecisionPaths) {
     const std::string kAll = std::string(kSystemRow) + kCommonRow + kThirdAppRow;
     const std::string kCommonApp = std::string(kCommonRow) + kThirdAppRow;
-    struct Case {
-        bool privateSelection;
-        Caller caller;
-        std::string tables;
-        int32_t manager;   // the capability manager's answer; kNoManager: not supported
-        int32_t expected;  // scenario handed on; -1: result false
-        const char* asked;
-        size_t normalCalls;
-        const char* why;
-    };
-    const Case kCases[] = {
-        {false, Caller::ThirdParty, kAll, kNoManager, 5, "App Activity Thermal", 0,
-         "ordinary sensor: the third-party path decides before any other table is read"},
-        {true, Caller::ThirdPartySdk, kAll, 4, 1, "System", 0,
-         "private sensor: the table path decides, the third-party path is never asked"},
-        {true, Caller::ThirdParty, kThirdAppRow, kNoManager, 5, "Common App Activity Thermal", 0,
-         "private sensor: tables without a match, then the third-party tables"},
-        {true, Caller::ThirdParty, "", 4, 4, "Common", 0,
-         "private sensor: tables without a match, then the manager"},
-        {true, Caller::SystemCamera, "", kNoManager, kNormalScenario, "System Common", 1,
-         "private sensor: nothing in the tables, the normal matching decides"},
-        {false, Caller::SystemCamera, "", kNoManager, -1, "System Common", 0,
-         "ordinary sensor: never the normal matching, though it would find a scenario"},
-        {false, Caller::SystemCamera, kAll, 4, 1, "System", 0,
-         "ordinary sensor, own camera: the third-party path declines, the tables decide"},
-        {false, Caller::ThirdParty, std::string(kCommonRow) + kSystemRow, kNoManager, 2,
-         "App Activity Thermal Common", 0,
-         "ordinary sensor: third-party tables without a match, then the common table"},
-        {false, Caller::ThirdParty, kCommonApp, 300, 300, "", 0, "300 is not checked on this path"},
-        {false, Caller::ThirdParty, kCommonApp, 0, 0, "", 0, "manager answers scenario 0"},
-        {false, Caller::ThirdParty, kCommonApp, -1, 2, "Common", 0,
-         "manager answers -1: no decision, the table path decides"},
-    };
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.why);
-        SetUp();
-        hostplatform::sensor(0).privateSelectSensorMode = c.privateSelection;
-        setCaller(c.caller);
-        hostplatform::state().thirdCap = {c.manager != kNoManager, c.manager};
-        if (!c.tables.empty()) loadTables(c.tables);
-        const Outcome outcome = decide();
-        EXPECT_EQ(outcome.result, c.expected != -1);
-        EXPECT_EQ(parsedScenario(), c.expected);
-        EXPECT_EQ(chosen(outcome), c.expected <= 20 ? c.expected : -1);
-        EXPECT_EQ(pathsAsked(), c.asked);
-        EXPECT_EQ(featureChipCalls(), c.normalCalls);
-        EXPECT_EQ(hostplatform::state().recorded.thirdCap.size(),
-                  c.caller == Caller::ThirdParty && c.manager != kNoManager ? 1u : 0u);
-    }
-}
-
-TEST_F(LegacyDispatch, TablePath) {
-    // The third-party path declines every case here: operation mode 1.
-    struct Case {
-        Caller caller;
-        std::string tables;
-        int sensorIdx;
-        int32_t expected;  // scenario handed on; -1: result false
-        unsigned int seamlessFlags;
-        const char* asked;
-        const char* why;
-    };
+    const std::string kCommonOther = "[CommonSensorSettingMap]\nMode[0] = 0, -1, 2\n";
     const std::string kSystem300 =
         "[SystemCamSensorSettingMap]\nMode[0] = -1, -1, -1, -1, -1, -1, -1, 300, 5\n";
     const std::string kSystemMinus2 =
         "[SystemCamSensorSettingMap]\nMode[0] = -1, -1, -1, -1, -1, -1, -1, -2, 0\n";
-    const std::string kCommonOther = "[CommonSensorSettingMap]\nMode[0] = 0, -1, 2\n";
-    const Case kCases[] = {
-        {Caller::ThirdParty, std::string(kSystemRow) + kCommonOther, 0, -1, kSentinel, "Common",
-         "outside app: the system table is skipped, the common one has no row for mode 1"},
-        {Caller::ThirdParty, std::string(kSystemRow) + kCommonRow, 0, 2, kSentinel, "Common",
-         "outside app: the common table decides, the flags stay"},
-        {Caller::ThirdPartySdk, std::string(kSystemRow) + kCommonRow, 0, 1, 0x801, "System",
-         "SDK caller: treated as the device's own camera"},
-        {Caller::SystemCamera, kSystem300 + kCommonOther, 0, -1, 0x801, "System Common",
-         "system answer 300 comes back from the common table and is refused"},
-        {Caller::SystemCamera, kSystem300 + kCommonRow, 1, 2, 0x801, "System Common",
-         "system answer 300, the common table decides"},
-        {Caller::SystemCamera, kSystemMinus2, 0, -1, kSentinel, "System Common",
-         "a negative system answer is refused too"},
+    struct Case {
+        bool privateSelection;
+        Caller caller;
+        int32_t manager;  // the capability manager's answer
+        std::string tables;
+        void (*arrange)(hostplatform::CustomerFacts&, Session&);
+        const char* why;
     };
+    // clang-format off
+    const Case kCases[] = {
+        {false, Caller::ThirdParty, kNoManager, kAll, none, "ordinary sensor: the third-party path decides before any other table is read"},
+        {true, Caller::ThirdPartySdk, 4, kAll, none, "private sensor: the table path decides, the third-party path is never asked"},
+        {true, Caller::ThirdParty, kNoManager, kThirdAppRow, none, "private sensor: tables without a match, then the third-party tables"},
+        {true, Caller::ThirdParty, 4, "", none, "private sensor: tables without a match, then the manager"},
+        {true, Caller::SystemCamera, kNoManager, "", none, "private sensor: nothing in the tables, the normal matching decides"},
+        {false, Caller::SystemCamera, kNoManager, "", none, "ordinary sensor: never the normal matching, though it would find a scenario"},
+        {false, Caller::SystemCamera, 4, kAll, none, "ordinary sensor, own camera: the third-party path declines, the tables decide"},
+        {false, Caller::ThirdParty, kNoManager, std::string(kCommonRow) + kSystemRow, none, "ordinary sensor: third-party tables without a match, then the common table"},
+        {false, Caller::ThirdParty, 300, kCommonApp, none, "manager answer 300 is not checked on this path"},
+        {false, Caller::ThirdParty, 0, kCommonApp, none, "manager answers scenario 0"},
+        {false, Caller::ThirdParty, -1, kCommonApp, none, "manager answers -1: no decision, the table path decides"},
+        {false, Caller::ThirdParty, kNoManager, std::string(kSystemRow) + kCommonOther, highSpeed, "high speed, outside app: the system table is skipped, the common one has no row for mode 1"},
+        {false, Caller::ThirdParty, kNoManager, std::string(kSystemRow) + kCommonRow, highSpeed, "high speed, outside app: the common table decides, the flags stay"},
+        {false, Caller::ThirdPartySdk, kNoManager, std::string(kSystemRow) + kCommonRow, highSpeed, "high speed, SDK caller: treated as the device's own camera"},
+        {false, Caller::SystemCamera, kNoManager, kSystem300 + kCommonOther, highSpeed, "system answer 300 comes back from the common table and is refused"},
+        {false, Caller::SystemCamera, kNoManager, kSystem300 + kCommonRow, highSpeedSensor1, "system answer 300 on sensor 1, the common table decides"},
+        {false, Caller::SystemCamera, kNoManager, kSystemMinus2, highSpeed, "a negative system answer is refused too"},
+        {false, Caller::ThirdParty, 4, kThirdAppRow, [](C f, S) { f.systemCam = true; }, "not third party: own camera"},
+        {false, Caller::ThirdParty, 4, kThirdAppRow, [](C f, S) { f.engineerCam = true; }, "not third party: engineer camera"},
+        {false, Caller::ThirdParty, 4, kThirdAppRow, [](C f, S) { f.engineerMode = true; }, "not third party: engineer mode"},
+        {false, Caller::ThirdParty, 4, kThirdAppRow, highSpeed, "not third party: high-speed session"},
+        {false, Caller::ThirdParty, kNoManager, byName(3), chain, "chain: the name's answer stands"},
+        {false, Caller::ThirdParty, kNoManager, byName(3) + byActivity(5), chain, "chain: the activity overrides the name"},
+        {false, Caller::ThirdParty, kNoManager, byName(3) + byActivity(5) + byThermal(7), chain, "chain: the temperature overrides both"},
+        {false, Caller::ThirdParty, kNoManager, byThermal(7), chain, "chain: the temperature alone"},
+        {false, Caller::ThirdParty, kNoManager, byActivity(5), chain, "chain: the activity alone"},
+        {false, Caller::ThirdParty, kNoManager, "", chain, "chain: nothing decides, false"},
+        {false, Caller::ThirdParty, kNoManager, byActivity(6, 2), chainApi2, "chain: the session's API value reaches the activity table"},
+        {false, Caller::ThirdParty, kNoManager, byActivity(6, 2), chain, "chain: an absent API value (-1) does not match the row's 2"},
+    };
+    // clang-format on
+    std::string golden;
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
-        setCaller(c.caller);
-        mSession.appConfig->operationMode = 1;
-        loadTables(c.tables);
-        const Outcome outcome = decide(c.sensorIdx);
-        EXPECT_EQ(outcome.result, c.expected != -1);
-        EXPECT_EQ(chosen(outcome), c.expected);
-        EXPECT_EQ(outcome.seamlessFlags, c.seamlessFlags);
-        EXPECT_EQ(pathsAsked(), c.asked);
-        // A system-table match records the seamless scenario, whatever becomes of its answer.
-        EXPECT_EQ(hostplatform::state().recorded.seamless.size(), c.asked[0] == 'S' ? 1u : 0u);
-        if (c.expected == -1) {
-            EXPECT_TRUE(hostplatform::state().recorded.sensorInfo.empty());
-        }
-        EXPECT_EQ(countMessage(Level::Info,
-                               "[selectSensorSetting] match setting(input):camera id " +
-                                   std::to_string(c.sensorIdx) + ",operationMode 0x1,DevID ffff",
-                               "selectSensorSetting"),
-                  1u);
+        hostplatform::sensor(0).privateSelectSensorMode = c.privateSelection;
+        setCaller(c.caller, c.manager);
+        c.arrange(hostplatform::state().customer, mSession);
+        if (!c.tables.empty()) loadTables(c.tables);
+        const Outcome o = decide(mSession);
+        const auto& recorded = hostplatform::state().recorded;
+        char summary[160];
+        std::snprintf(summary, sizeof(summary),
+                      "-> result %d, parsed %d, setting %d, flags 0x%x; manager %zu, normal %zu, "
+                      "seamless %zu; asked: ",
+                      o.result, parsedScenario(), chosen(o), o.outValue, recorded.thirdCap.size(),
+                      recorded.featureChip.size(), recorded.seamless.size());
+        golden += std::string("## ") + c.why + "\n" + summary + pathsAsked() + "\n";
+        for (const std::string& line : logLines(kTag)) golden += "  " + line + "\n";
     }
-}
-
-TEST_F(LegacyDispatch, NotAThirdPartyCaller) {
-    using C = hostplatform::CustomerFacts&;
-    const std::pair<void (*)(C, Session&), const char*> kCases[] = {
-        {[](C f, Session&) { f.systemCam = true; }, "own camera"},
-        {[](C f, Session&) { f.engineerCam = true; }, "engineer camera"},
-        {[](C f, Session&) { f.engineerMode = true; }, "engineer mode"},
-        {[](C, Session& s) { s.appConfig->operationMode = 1; }, "high-speed session"},
-    };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.second);
-        SetUp();
-        setCaller(Caller::ThirdParty);
-        hostplatform::state().thirdCap = {true, 4};
-        c.first(hostplatform::state().customer, mSession);
-        loadTables(kThirdAppRow);
-        EXPECT_FALSE(decide().result);
-        EXPECT_EQ(countMessage(Level::Info, kNotThirdParty, "selectSensorSetting4ThirdCase"), 1u);
-        EXPECT_TRUE(hostplatform::state().recorded.thirdCap.empty());
-        EXPECT_EQ(pathsAsked().find("App"), std::string::npos);
-    }
+    expectGolden("legacy-decision-paths", golden);
 }
 
 TEST_F(LegacyDispatch, ManagerReceivesTheRecord) {
     struct Case {
         bool runGsi;
-        bool sessionFacts;  // API value and temperature in the session parameters
+        std::vector<IEntry> session;  // session parameters
         std::string camName;
         int32_t api, temperature;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
-        {false, true, "com.app", 2, 45, "application's own name, API value and temperature"},
-        {true, false, "android.camera.cts", -1, -1, "GSI replaces a known name; no session facts"},
+        {false, {IEntry::of<int32_t>(kTagApiValue, {2}), temperatureEntry(45)}, "com.app", 2, 45,
+         "application's own name, API value and temperature"},
+        {true, {}, "android.camera.cts", -1, -1, "GSI replaces a known name; no session facts"},
+        {false, {IEntry::of<int64_t>(kTagApiValue, {2}), temperatureEntry(45, 43)}, "com.app", -1,
+         -1, "API value of 64-bit items, temperature block one byte short: unknown"},
     };
+    // clang-format on
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
-        setCaller(Caller::ThirdParty);
-        hostplatform::state().thirdCap = {true, 4};
+        setCaller(Caller::ThirdParty, 4);
         hostplatform::CustomerFacts& customer = hostplatform::state().customer;
         customer.curCamName = "com.app";
         customer.activityName = "com.app/.Main";
@@ -243,23 +210,20 @@ TEST_F(LegacyDispatch, ManagerReceivesTheRecord) {
         mSession.streamInfo->maxStreamSize = MSize(4000, 2250);
         mSession.streamInfo->maxYuvSize = MSize(1920, 1080);
         mSession.streamInfo->hasVideoConsumer = true;
-        if (c.sessionFacts) {
-            mSession.setApi(2);
-            mSession.setTemperature(45);
-        }
+        for (const IEntry& entry : c.session) mSession.set(entry);
         loadTables(std::string(kSystemRow) + kCommonRow + kThirdAppRow);
 
-        const Outcome outcome = decide();
+        const Outcome outcome = decide(mSession);
         EXPECT_TRUE(outcome.result);
         EXPECT_EQ(chosen(outcome), 4);
         EXPECT_TRUE(hostconfig::calls().empty()) << "the manager decides without any table";
         ASSERT_EQ(hostplatform::state().recorded.thirdCap.size(), 1u);
         const hostplatform::ThirdCapCall& r = hostplatform::state().recorded.thirdCap.front();
-        EXPECT_EQ(std::vector<int32_t>({r.sensorIdx, r.capMode, r.maxStreamWidth, r.maxStreamHeight,
-                                        r.maxYuvWidth, r.maxYuvHeight, r.reserved, r.isVideo,
-                                        r.apiValue, r.temperature}),
-                  std::vector<int32_t>({0, 0x8001, 4000, 2250, 1920, 1080, 0, 1, c.api,
-                                        c.temperature}));
+        EXPECT_EQ(
+            std::vector<int32_t>({r.sensorIdx, r.capMode, r.maxStreamWidth, r.maxStreamHeight,
+                                  r.maxYuvWidth, r.maxYuvHeight, r.reserved, r.isVideo, r.apiValue,
+                                  r.temperature}),
+            std::vector<int32_t>({0, 0x8001, 4000, 2250, 1920, 1080, 0, 1, c.api, c.temperature}));
         EXPECT_EQ(r.camName, c.camName);
         EXPECT_EQ(r.activityName, "com.app/.Main");
         // The padding after the sensor index and after the temperature reaches the manager zeroed.
@@ -271,166 +235,96 @@ TEST_F(LegacyDispatch, ManagerReceivesTheRecord) {
         // The manager's own layout: eleven integers from offset 56, the stream size first.
         int32_t tail[10];
         std::memcpy(tail, r.bytes.data() + 56, sizeof(tail));
-        const int32_t expectedTail[10] = {0x8001, 4000, 2250,  1920,          1080,
-                                          0,      1,    c.api, c.temperature, 0};
-        EXPECT_EQ(std::vector<int32_t>(tail, tail + 10),
-                  std::vector<int32_t>(expectedTail, expectedTail + 10));
+        EXPECT_EQ(
+            std::vector<int32_t>(tail, tail + 10),
+            std::vector<int32_t>({0x8001, 4000, 2250, 1920, 1080, 0, 1, c.api, c.temperature, 0}));
 #endif
         EXPECT_EQ(
-            countMessage(Level::Info,
-                         "[selectSensorSetting4ThirdCase] runGSI, curCamName:android.camera.cts",
-                         "selectSensorSetting4ThirdCase"),
-            c.runGsi ? 1u : 0u);
+            logCount(kTag,
+                     "I/[selectSensorSetting4ThirdCase] runGSI, curCamName:android.camera.cts"),
+            c.runGsi ? 1 : 0);
     }
 }
-
-TEST_F(LegacyDispatch, ThirdPartyTableChainOverridesStepByStep) {
-    struct Case {
-        int32_t byName, byActivity, byThermal;  // -1: no row
-        int32_t expected;
-        const char* why;
-    };
-    const Case kCases[] = {
-        {3, -1, -1, 3, "the name's answer stands"},
-        {3, 5, -1, 5, "the activity overrides the name"},
-        {3, 5, 7, 7, "the temperature overrides both"},
-        {-1, -1, 7, 7, "the temperature alone"},
-        {-1, 5, -1, 5, "the activity alone"},
-        {-1, -1, -1, -1, "nothing decides: false"},
-    };
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.why);
-        SetUp();
-        setCaller(Caller::ThirdParty);
-        hostplatform::state().customer.activityName = "com.app/.Main";
-        mSession.setTemperature(45);
-        std::string text;
-        if (c.byName != -1) {
-            text += std::string("[ThirdCamSensorSettingMap]\nAllCamApp[0]") + kSevenWildcards +
-                    std::to_string(c.byName) + "\n";
-        }
-        if (c.byActivity != -1) {
-            text += std::string("[ThirdCamSensorSettingMapByActivity]\ncom.app/.Main[0]") + kSevenWildcards +
-                    "-1, " + std::to_string(c.byActivity) + "\n";
-        }
-        if (c.byThermal != -1) {
-            text += "[ThirdCamSensorSettingMapByThermal]\ncom.app/.Main[0] = -1, 40, " +
-                    std::to_string(c.byThermal) + "\n";
-        }
-        if (!text.empty()) loadTables(text);
-        const Outcome outcome = decide();
-        EXPECT_EQ(outcome.result, c.expected != -1);
-        EXPECT_EQ(chosen(outcome), c.expected);
-    }
-}
-
-TEST_F(LegacyDispatch, ApiValueReachesTheActivityTable) {
-    for (const int32_t api : {2, -1}) {
-        SCOPED_TRACE(api);
-        SetUp();
-        setCaller(Caller::ThirdParty);
-        hostplatform::state().customer.activityName = "com.app/.Main";
-        if (api != -1) mSession.setApi(api);
-        loadTables(R"([ThirdCamSensorSettingMapByActivity]
-com.app/.Main[0] = -1, 2, -1, -1, -1, -1, -1, 0, 6
-com.app/.Main[1] = -1, -1, -1, -1, -1, -1, -1, 0, 8
-)");
-        EXPECT_EQ(chosen(decide()), api == 2 ? 6 : 8) << "-1 is accepted only by a wildcard row";
-    }
-}
-
-constexpr uint32_t kTagTraversalMode = 0x9004003D;
-constexpr uint32_t kTraversalOperationMode = 0x40009007;
-constexpr int kLineEngineerTagMissing = 146;
 
 TEST_F(LegacyDispatch, EngineeringOverride) {
-    using M = NSCam::IMetadata&;
+    using M = NSCam::IMetadata&;  // the static metadata of sensor 1
     using N = hostplatform::SensorFacts&;
+    using S = Session&;
     struct Case {
         bool engineerCam, engineerMode;
         uint32_t operationMode;
-        void (*statics)(NSCam::IMetadata&, hostplatform::SensorFacts&);
-        int tag;  // -1: absent
+        void (*arrange)(NSCam::IMetadata&, hostplatform::SensorFacts&, Session&);
+        int tag;  // the sensor mode asked, as a byte item; -1: absent
         int32_t expected;
         const char* why;
     };
-    const auto zero = [](M m, N) { m.update(NSCam::IEntry::of<int32_t>(kTagTraversalMode, {0})); };
-    const auto one = [](M m, N) { m.update(NSCam::IEntry::of<int32_t>(kTagTraversalMode, {1})); };
+    const auto zero = [](M m, N, S) { m.update(IEntry::of<int32_t>(kTagTraversalMode, {0})); };
+    const auto one = [](M m, N, S) { m.update(IEntry::of<int32_t>(kTagTraversalMode, {1})); };
+    // clang-format off
     const Case kCases[] = {
-        {false, true, kTraversalOperationMode, zero, 3, 16, "short-cut to 16, whatever the tag asks"},
+        {false, true, kTraversalOperationMode, zero, 3, 16, "short-cut to 16, whatever the tag"},
         {true, false, kTraversalOperationMode, one, 3, 3, "static item 1: the tag"},
         {false, true, 0, zero, 3, 3, "another operation mode: the tag"},
         {true, false, 0, one, 200, 200, "200 is handed on unchanged"},
         {false, true, kTraversalOperationMode,
-         [](M m, N) { m.update(NSCam::IEntry(kTagTraversalMode)); }, 5, 5,
+         [](M m, N, S) { m.update(IEntry(kTagTraversalMode)); }, 5, 5,
          "empty static entry: like a nonzero item"},
-        {false, true, kTraversalOperationMode, [](M, N) {}, 5, 5,
+        {false, true, kTraversalOperationMode, [](M, N, S) {}, 5, 5,
          "absent static entry: like a nonzero item"},
         {false, true, kTraversalOperationMode,
-         [](M m, N) { m.update(NSCam::IEntry::of<uint8_t>(kTagTraversalMode, {0})); }, 5, 5,
+         [](M m, N, S) { m.update(IEntry::of<uint8_t>(kTagTraversalMode, {0})); }, 5, 5,
          "a static entry shorter than one item: like a nonzero item"},
-        {false, true, kTraversalOperationMode, [](M, N n) { n.hasMetadataProvider = false; }, 5, 5,
-         "no metadata provider: like a nonzero item"},
+        {false, true, kTraversalOperationMode,
+         [](M m, N, S) { m.update(IEntry::of<uint8_t>(kTagTraversalMode, {0, 0, 0, 0})); }, 5, 16,
+         "four zero bytes hold a zero item, whatever the item type"},
+        {false, true, kTraversalOperationMode, [](M, N n, S) { n.hasMetadataProvider = false; }, 5,
+         5, "no metadata provider: like a nonzero item"},
         {false, true, 0, zero, -1, -1, "tag absent: error"},
+        {false, true, 0,
+         [](M, N, S s) { s.set(IEntry::of<int32_t>(kTagEngineerSensorModeSel, {5})); }, -1, -1,
+         "a sensor mode of 32-bit items reads as absent"},
         {false, false, kTraversalOperationMode, zero, 3, -1, "no engineering camera or mode"},
     };
+    // clang-format on
+    std::string golden;
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
         hostplatform::state().customer.engineerCam = c.engineerCam;
         hostplatform::state().customer.engineerMode = c.engineerMode;
         mSession.appConfig->operationMode = c.operationMode;
-        c.statics(hostplatform::sensor(1).staticMetadata, hostplatform::sensor(1));
+        c.arrange(hostplatform::sensor(1).staticMetadata, hostplatform::sensor(1), mSession);
         if (c.tag != -1) {
-            mSession.appConfig->sessionParams.update(NSCam::IEntry::of<uint8_t>(
-                kTagEngineerSensorModeSel, {static_cast<uint8_t>(c.tag)}));
+            mSession.set(IEntry::of<uint8_t>(kTagEngineerSensorModeSel, {uint8_t(c.tag)}));
         }
         SensorSetting setting = sentinelSetting();
-        EXPECT_EQ(mPolicy.selectSensorSetting4MipiTraversal(mSession.appConfig, setting, 1),
-                  c.expected != -1);
+        const bool result =
+            mPolicy.selectSensorSetting4MipiTraversal(mSession.appConfig, setting, 1);
+        EXPECT_EQ(result, c.expected != -1);
         EXPECT_EQ(parsedScenario(), c.expected);
         const bool engineering = c.engineerCam || c.engineerMode;
         EXPECT_EQ(hostplatform::state().recorded.staticMetadataQueries,
                   engineering ? std::vector<int32_t>{1} : std::vector<int32_t>{});
-        std::vector<std::string> messages;
-        if (engineering) {
-            char text[96];
-            std::snprintf(text, sizeof(text),
-                          "[selectSensorSetting4MipiTraversal] Current operationMode:0x%x, "
-                          "sensorId:1.",
-                          c.operationMode);
-            messages.push_back(text);
-            if (c.tag == -1) {
-                messages.push_back(
-                    "[selectSensorSetting4MipiTraversal] QOVIX_CONTROL_ENGINEER_SENSORMODE_SELECT "
-                    "not exist");
-            } else if (c.expected != 16) {
-                messages.push_back("[selectSensorSetting4MipiTraversal] sensor mode:" +
-                                   std::to_string(c.tag) + " for engineer explorer test.");
-            }
+        if (engineering && c.tag == -1) {  // the device's own line number for this error
+            EXPECT_NE(joined(logLines(kTag, true)).find("{#146:"), std::string::npos);
         }
-        EXPECT_EQ(legacyTexts(), messages);
-        if (c.tag == -1) {
-            EXPECT_EQ(countMessage(Level::Error, messages.back(),
-                                   "selectSensorSetting4MipiTraversal", kLineEngineerTagMissing),
-                      1u);
-        }
+        golden += std::string("## ") + c.why + "\n-> " + std::to_string(parsedScenario()) + "\n";
+        for (const std::string& line : logLines(kTag)) golden += "  " + line + "\n";
     }
+    expectGolden("legacy-engineering", golden);
 }
 
 TEST_F(LegacyDispatch, MissingHandlesDecideNothing) {
-    setCaller(Caller::ThirdParty);
-    hostplatform::state().thirdCap = {true, 4};
+    setCaller(Caller::ThirdParty, 4);
     hostplatform::state().customer.engineerMode = true;
     loadTables(std::string(kSystemRow) + kCommonRow + kThirdAppRow);
-    const mcam::core::device::policy::AppUserConfiguration userConfig;
     SensorSetting setting = sentinelSetting();
     unsigned int flags = kSentinel;
     CustSettingAlgoAdaptor adaptor(0);
-    EXPECT_FALSE(adaptor.selectSensorSetting(nullptr, mSession.streamInfo, setting, 0, flags,
-                                             userConfig, 1.0f, 2.0f, 0));
-    EXPECT_FALSE(adaptor.selectSensorSetting(mSession.appConfig, nullptr, setting, 0, flags,
-                                             userConfig, 1.0f, 2.0f, 0));
+    EXPECT_FALSE(adaptor.selectSensorSetting(nullptr, mSession.streamInfo, setting, 0, flags, {},
+                                             1.0f, 2.0f, 0));
+    EXPECT_FALSE(adaptor.selectSensorSetting(mSession.appConfig, nullptr, setting, 0, flags, {},
+                                             1.0f, 2.0f, 0));
     EXPECT_FALSE(mPolicy.selectSensorSetting(nullptr, mSession.streamInfo, setting, 0, flags));
     EXPECT_FALSE(mPolicy.selectSensorSetting4ThirdCase(nullptr, mSession.streamInfo, setting, 0));
     EXPECT_FALSE(mPolicy.selectSensorSetting4MipiTraversal(nullptr, setting, 0));
@@ -446,14 +340,17 @@ TEST_F(LegacyDispatch, MissingHandlesDecideNothing) {
     EXPECT_EQ(std::vector<int32_t>(
                   {r.maxStreamWidth, r.maxStreamHeight, r.maxYuvWidth, r.maxYuvHeight, r.isVideo}),
               std::vector<int32_t>(5, 0));
-}
 
-TEST(LegacyScenarioNumbers, ValidExactlyFrom0To255) {
-    CustSettingPolicyLegacy policy;
-    for (const auto& [scenario, valid] : {std::pair{0, true}, {255, true}, {256, false}, {-1, false}}) {
-        EXPECT_EQ(policy.isValidScenarioId(scenario), valid) << scenario;
+    // Nor do the tables: ratio 0, which a ratio floor of 0 does not let through.
+    hostplatform::state().thirdCap = {false, -1};
+    loadTables("[ThirdCamSensorSettingMap]\nAllCamApp[0] = -1, -1, -1, 0, -1, -1, 0, 7\n");
+    EXPECT_FALSE(mPolicy.selectSensorSetting4ThirdCase(mSession.appConfig, nullptr, setting, 0));
+
+    for (const auto& [scenario, valid] :
+         {std::pair{0, true}, {255, true}, {256, false}, {-1, false}}) {
+        EXPECT_EQ(mPolicy.isValidScenarioId(scenario), valid) << scenario;
     }
 }
 
 }  // namespace
-}  // namespace legacytest
+}  // namespace cptest

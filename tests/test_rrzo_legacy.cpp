@@ -1,3 +1,7 @@
+// The legacy RRZO policy: the request widened to the sensor's aspect ratio, the sensor-size and
+// RRZO-size tables looked up by caller, activity, package and the catch-all, and the service's
+// answer and the stabilisation size in between.
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -9,18 +13,14 @@
 #include <vector>
 
 #include "cust_rrzo_policy_legacy.h"
-#include "custpolicy/cust_rrzo_policy.h"
-#include "host_config_store.h"
-#include "host_platform.h"
+#include "test_support.h"
 
+namespace cptest {
 namespace {
 
-using mcam::core::device::policy::PolicyParsedAppConfiguration;
-using mcam::core::device::policy::PolicyParsedAppImageStreamInfo;
 using mcam::core::device::policy::featuresetting::ConfigurationInputParams;
 using mcam::core::device::policy::featuresetting::ConfigurationOutputParams;
 using mcam::core::device::policy::featuresetting::StreamRecord;
-using Strings = std::vector<std::string>;
 
 constexpr char kSensorTable[] = "CameraCustomSensorSize";
 constexpr char kRrzoTable[] = "CameraCustomRrzoSize";
@@ -71,12 +71,6 @@ std::string table(const char* name, const std::string& rows) {
     return std::string("[") + name + "]\n" + rows;
 }
 
-void load(const std::string& text) {
-    const hostconfig::LoadResult loaded = hostconfig::loadText(text, "rrzo.config");
-    ASSERT_TRUE(loaded.ok) << loaded.error();
-    hostconfig::clearCalls();
-}
-
 // Makes the feature-chip service answer request 2 with `answer`, when there is one.
 void answerRequest2(std::optional<MSize> answer) {
     hostplatform::state().featureChip = [answer](const CustTransMsgData* request,
@@ -92,45 +86,6 @@ MSize select(int sensorIdx, MSize inSize, MSize requested) {
     return requested;
 }
 
-// Log records as "L/tag: text", L being I (info) or D (debug).
-Strings renderLog(bool unified) {
-    Strings lines;
-    const auto& recorded = hostplatform::state().recorded;
-    for (const auto& r : unified ? recorded.unifiedLog : recorded.androidLog) {
-        if (unified) {
-            EXPECT_EQ(r.moduleId, 0x101005u);
-        }
-        const int32_t p = r.priorityOrLevel;
-        const bool info = unified ? p == 3 : p == 4, debug = unified ? p == 5 : p == 3;
-        lines.push_back(std::string(info ? "I" : debug ? "D" : "?") + "/" + r.tag + ": " + r.text);
-    }
-    return lines;
-}
-
-size_t readFailuresLogged() {
-    size_t count = 0;
-    for (const auto& r : hostplatform::state().recorded.unifiedLog) {
-        count += r.text.find("getconfig fail") != std::string::npos;
-    }
-    return count;
-}
-
-// Locales counted (`rows` false) or rows read as locale[key] (`rows` true) in `table`.
-Strings storeCalls(const char* table, bool rows) {
-    Strings out;
-    for (const auto& call : hostconfig::calls()) {
-        if (call.table != table) continue;
-        if (!rows && call.function == hostconfig::StoreFunction::GetLocaleKeyCount) {
-            out.push_back(call.name);
-        }
-        if (rows && call.function == hostconfig::StoreFunction::GetLocaleIntegerListConfiguration) {
-            EXPECT_EQ(call.wanted, 5);
-            out.push_back(call.name + "[" + call.key + "]");
-        }
-    }
-    return out;
-}
-
 class RrzoLegacyTest : public ::testing::Test {
 protected:
     void SetUp() override { resetAll(); }
@@ -142,6 +97,7 @@ TEST_F(RrzoLegacyTest, WidensTheRequestToTheSensorAspectRatio) {
         MSize sensor, requested, expected;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {kSensor4x3, kRequest16x9, kWidened16x9, "16:9 on 4:3: the height grows"},
         {kSensor4x3, {1000, 1000}, {1333, 1000}, "square on 4:3: the width grows, truncated"},
@@ -152,6 +108,7 @@ TEST_F(RrzoLegacyTest, WidensTheRequestToTheSensorAspectRatio) {
         {{40000, 30000}, {100000, 50000}, {66666, 50000}, "3e9 wraps negative: width grows"},
         {{1, -1}, {kMin, kMin}, {kMin, kMin}, "INT_MIN / -1 wraps"},
     };
+    // clang-format on
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.why);
         resetAll();
@@ -173,6 +130,7 @@ TEST_F(RrzoLegacyTest, RowsMatchOnCameraCaptureModeAndFeatureMask) {
     };
     const unsigned kMask3 = kStereo | k4kVideo;
     const unsigned kAllFacts = kStereo | k4kVideo | kNotFromMainMenu | kDolbyVision;
+    // clang-format off
     const Case kCases[] = {
         {"-1, -1, -1", nullptr, 1, kMask3, 7, true, "all wildcards"},
         {"0, -1, -1", nullptr, 0, 0, 0, true, "camera id equal"},
@@ -188,13 +146,15 @@ TEST_F(RrzoLegacyTest, RowsMatchOnCameraCaptureModeAndFeatureMask) {
         {"-1, -1, 2", "-1, -1, 0x42", 0, kOtherApp | kAllFacts, 0, true,
          "another application: no stereo bit, no main-menu bit"},
     };
+    // clang-format on
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.why);
         resetAll(c.facts, c.capMode);
         const std::string other = ", 1000, 500\nAllCamApp[1] = -1, -1, -1, 2000, 1500\n";
-        load(table(kSensorTable, std::string("AllCamApp[0] = ") + c.sensorColumns + other) +
-             table(kRrzoTable, std::string("AllCamApp[0] = ") +
-                                   (c.rrzoColumns ? c.rrzoColumns : c.sensorColumns) + other));
+        loadTables(table(kSensorTable, std::string("AllCamApp[0] = ") + c.sensorColumns + other) +
+                   table(kRrzoTable, std::string("AllCamApp[0] = ") +
+                                         (c.rrzoColumns ? c.rrzoColumns : c.sensorColumns) +
+                                         other));
         const char* expected = c.matches ? "1000x500" : "2000x1500";
         EXPECT_EQ(str(CustRrzoPolicyLegacy().getSensorSizeLegacy(kSensor4x3, c.sensorIdx)),
                   expected);
@@ -202,95 +162,86 @@ TEST_F(RrzoLegacyTest, RowsMatchOnCameraCaptureModeAndFeatureMask) {
     }
 }
 
-TEST_F(RrzoLegacyTest, LocalesAreTriedInOrderWithAllCamAppLast) {
+// Which locales are asked in which order, which rows read, the first matching row's size, and
+// every message: the golden file holds, per case, the sensor size the sensor table gives a 4:3
+// sensor, the final size of a 16:9 request, the store calls and the log of the selection.
+TEST_F(RrzoLegacyTest, LocalesInOrderAndTheFirstMatchingRowWins) {
+    const std::string act = kActivity, pkg = kPackage, all = kAll, own = kCaller;
+    const std::string unrelated = "Unrelated[0] = -1, -1, -1, 8, 6\n";
+    const std::string bothUnrelated = table(kSensorTable, unrelated) + table(kRrzoTable, unrelated);
     struct Case {
         unsigned facts;
+        int32_t capMode;
         const char *caller, *activity, *package;
-        Strings sensorLocales, rrzoLocales;
+        std::string config;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
-        {0, kCaller, kActivity, kPackage, {kCaller, kAll}, {kCaller, kAll}, "own camera: caller"},
-        {kOtherApp, kCaller, kActivity, kPackage, {kActivity, kAll}, {kActivity, kPackage, kAll},
+        {0, 0, kCaller, kActivity, kPackage, bothUnrelated, "own camera: caller, then AllCamApp"},
+        {kOtherApp, 0, kCaller, kActivity, kPackage, bothUnrelated,
          "other application: activity, then package for the RRZO table"},
-        {kSdkApp, kCaller, kActivity, kPackage, {kActivity, kAll}, {kActivity, kPackage, kAll},
+        {kSdkApp, 0, kCaller, kActivity, kPackage, bothUnrelated,
          "an SDK caller is another application"},
-        {0, "", kActivity, kPackage, {kAll}, {kAll}, "empty caller name"},
-        {kOtherApp, kCaller, "", "", {kAll}, {kAll}, "empty activity and package names"},
-        {kOtherApp, kCaller, kAll, kPackage, {kAll, kAll}, {kAll, kPackage, kAll},
+        {0, 0, "", kActivity, kPackage, bothUnrelated, "empty caller name"},
+        {kOtherApp, 0, kCaller, "", "", bothUnrelated, "empty activity and package names"},
+        {kOtherApp, 0, kCaller, kAll, kPackage, bothUnrelated,
          "a name is not compared with the catch-all"},
-    };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.why);
-        resetAll(c.facts, 0, c.caller, c.activity, c.package);
-        const std::string rows = "Unrelated[0] = -1, -1, -1, 8, 6\n";
-        load(table(kSensorTable, rows) + table(kRrzoTable, rows));
-        EXPECT_EQ(str(select(0, kSensor4x3, kRequest16x9)), str(kWidened16x9));
-        EXPECT_EQ(storeCalls(kSensorTable, false), c.sensorLocales);
-        EXPECT_EQ(storeCalls(kRrzoTable, false), c.rrzoLocales);
-        EXPECT_TRUE(storeCalls(kSensorTable, true).empty());
-        EXPECT_TRUE(storeCalls(kRrzoTable, true).empty());
-    }
-}
-
-TEST_F(RrzoLegacyTest, FirstMatchingRowOfTheFirstLocaleWins) {
-    struct Case {
-        const char* table;
-        unsigned facts;
-        std::string rows;
-        MSize sensor, final;
-        Strings read;
-        size_t readFailures;
-        const char* why;
-    };
-    const std::string act = kActivity, pkg = kPackage, all = kAll;
-    const Strings kAll0 = {all + "[0]"};
-    const Case kCases[] = {
-        {kSensorTable, 0, "AllCamApp[0] = 0, -1, -1, 0, 2250\n", {4000, 2250}, kRequest16x9, kAll0,
-         0, "a zero width keeps the sensor's; the request is widened to the result"},
-        {kSensorTable, 0, "AllCamApp[0] = 0, -1, -1, 3000, 0\n", {3000, 3000}, {1920, 1920}, kAll0,
-         0, "a zero height keeps the sensor's"},
-        {kSensorTable, 0, "AllCamApp[0] = 0, -1, -1, 0, 0\nAllCamApp[1] = -1, -1, -1, 8, 6\n",
-         kSensor4x3, kWidened16x9, kAll0, 0, "a 0 x 0 row keeps both sides and ends the lookup"},
-        {kRrzoTable, 0, "AllCamApp[0] = -1, -1, -1, 0, 0\n", kSensor4x3, {0, 0}, kAll0, 0,
+        {0, 0, kCaller, kActivity, kPackage, table(kSensorTable, "AllCamApp[0] = 0, -1, -1, 0, 2250\n"),
+         "a zero width keeps the sensor's; the request is widened to the result"},
+        {0, 0, kCaller, kActivity, kPackage, table(kSensorTable, "AllCamApp[0] = 0, -1, -1, 3000, 0\n"),
+         "a zero height keeps the sensor's"},
+        {0, 0, kCaller, kActivity, kPackage,
+         table(kSensorTable, "AllCamApp[0] = 0, -1, -1, 0, 0\nAllCamApp[1] = -1, -1, -1, 8, 6\n"),
+         "a 0 x 0 row keeps both sides and ends the lookup"},
+        {0, 0, kCaller, kActivity, kPackage, table(kRrzoTable, "AllCamApp[0] = -1, -1, -1, 0, 0\n"),
          "an RRZO row of 0 x 0 is taken as it stands"},
-        {kRrzoTable, kOtherApp,
-         act + "[0] = 1, -1, -1, 640, 480\n" + pkg + "[0] = -1, 0x8028, -1, 800, 600\n" + all +
-             "[0] = -1, -1, -1, 1280, 720\n",
-         kSensor4x3, {1280, 720}, {act + "[0]", pkg + "[0]", all + "[0]"}, 0,
+        {kOtherApp, 0, kCaller, kActivity, kPackage,
+         table(kRrzoTable, act + "[0] = 1, -1, -1, 640, 480\n" + pkg +
+                               "[0] = -1, 0x8028, -1, 800, 600\n" + all + "[0] = -1, -1, -1, 1280, 720\n"),
          "activity and package rows that do not match fall through to AllCamApp"},
-        {kRrzoTable, kOtherApp,
-         act + "[0] = 0, -1, -1, 640, 480\n" + pkg + "[0] = -1, -1, -1, 800, 600\n",
-         kSensor4x3, {640, 480}, {act + "[0]"}, 0, "a matching activity row ends the lookup"},
-        {kRrzoTable, 0,
-         std::string(kCaller) + "[0] = -1, -1, -1, 640, 480\n" + act + "[0] = -1, -1, -1, 8, 6\n",
-         kSensor4x3, {640, 480}, {std::string(kCaller) + "[0]"}, 0,
+        {kOtherApp, 0, kCaller, kActivity, kPackage,
+         table(kRrzoTable, act + "[0] = 0, -1, -1, 640, 480\n" + pkg + "[0] = -1, -1, -1, 800, 600\n"),
+         "a matching activity row ends the lookup"},
+        {0, 0, kCaller, kActivity, kPackage,
+         table(kRrzoTable, own + "[0] = -1, -1, -1, 640, 480\n" + act + "[0] = -1, -1, -1, 8, 6\n"),
          "the own camera's caller rows come first"},
-        {kRrzoTable, kOtherApp,
-         act + "[0] = 1, -1, -1, 8, 6\n" + act + "[2] = 0, -1, -1, 640, 480\n" + all +
-             "[0] = -1, -1, -1, 0, 2250\n",
-         kSensor4x3, {0, 2250}, {act + "[0]", act + "[1]", all + "[0]"}, 1,
+        {kOtherApp, 0, kCaller, kActivity, kPackage,
+         table(kRrzoTable, act + "[0] = 1, -1, -1, 8, 6\n" + act + "[2] = 0, -1, -1, 640, 480\n" +
+                               all + "[0] = -1, -1, -1, 0, 2250\n"),
          "a missing key fails its read, and the row count ends the scan"},
-        {kSensorTable, kOtherApp,
-         act + "[0] = 0, -1, -1, 8\n" + act + "[1] = -1, -1, -1, 640, 480\n" + all +
-             "[0] = -1, -1, -1, 2000, 1500\n",
-         {2000, 1500}, kWidened16x9, kAll0, 0, "a row 0 of 4 integers skips the locale silently"},
-        {kRrzoTable, kOtherApp,
-         act + "[0] = 0, -1, -1, 8, 6, 0\n" + act + "[1] = -1, -1, -1, 640, 480\n" + all +
-             "[0] = -1, -1, -1, 2000, 1500\n",
-         kSensor4x3, {2000, 1500}, kAll0, 0, "a row 0 of 6 integers skips the locale silently"},
+        {kOtherApp, 0, kCaller, kActivity, kPackage,
+         table(kSensorTable, act + "[0] = 0, -1, -1, 8\n" + act + "[1] = -1, -1, -1, 640, 480\n" +
+                                 all + "[0] = -1, -1, -1, 2000, 1500\n"),
+         "a row 0 of 4 integers skips the locale silently"},
+        {kOtherApp, 0, kCaller, kActivity, kPackage,
+         table(kRrzoTable, act + "[0] = 0, -1, -1, 8, 6, 0\n" + act + "[1] = -1, -1, -1, 640, 480\n" +
+                               all + "[0] = -1, -1, -1, 2000, 1500\n"),
+         "a row 0 of 6 integers skips the locale silently"},
+        {kOtherApp | k4kVideo, kEisCapMode, kCaller, kActivity, kPackage,
+         table(kSensorTable, act + "[0] = 1, -1, -1, 0, 0\n" + act + "[1] = 0, -1, -1, 0\n" + act +
+                                 "[2] = 0, 0x8028, 2, 0, 2250\n") +
+             table(kRrzoTable, act + "[0] = 1, -1, -1, 0, 0\n" + act + "[1] = 0, -1, -1, 0\n" + pkg +
+                                   "[0] = -1, -1, -1, 1280, 720\n"),
+         "another application in 4K video: every message of both tables"},
+        {kNotFromMainMenu | kDolbyVision, 0, kCaller, kActivity, kPackage,
+         table(kRrzoTable, own + "[0] = -1, -1, 0x60, 640, 480\n"),
+         "own camera not from the main menu, Dolby Vision; a missing sensor table says nothing"},
     };
+    // clang-format on
+    std::string golden;
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.why);
-        resetAll(c.facts);
-        load(table(c.table, c.rows));
-        EXPECT_EQ(str(CustRrzoPolicyLegacy().getSensorSizeLegacy(kSensor4x3, 0)), str(c.sensor));
+        resetAll(c.facts, c.capMode, c.caller, c.activity, c.package);
+        loadTables(c.config);
+        const MSize sensor = CustRrzoPolicyLegacy().getSensorSizeLegacy(kSensor4x3, 0);
         hostconfig::clearCalls();
         hostplatform::state().recorded = {};
-        EXPECT_EQ(str(select(0, kSensor4x3, kRequest16x9)), str(c.final));
-        EXPECT_EQ(storeCalls(c.table, true), c.read);
-        EXPECT_EQ(readFailuresLogged(), c.readFailures);
+        const MSize final = select(0, kSensor4x3, kRequest16x9);
+        golden += std::string("## ") + c.why + "\n-> sensor " + str(sensor) + ", final " +
+                  str(final) + "\n" + transcript();
     }
+    expectGolden("rrzo-legacy-lookup", golden);
 }
 
 // The widened size, then the service's answer, then the stabilisation size, then an RRZO row.
@@ -306,6 +257,7 @@ TEST_F(RrzoLegacyTest, StabilisationSizeOnlyForTypeOneOnSensorZeroInMode8028) {
     };
     const MSize kEisSize(1476, 827), kAnswer(1280, 720);
     const std::string rrzoRow = table(kRrzoTable, "AllCamApp[0] = 0, 0x8028, -1, 640, 480\n");
+    // clang-format off
     const Case kCases[] = {
         {0, 0, kEisCapMode, std::nullopt, "", kWidened16x9, "unanswered: the widened size"},
         {1, 0, kEisCapMode, kAnswer, "", kEisSize, "replaces the service's answer"},
@@ -315,22 +267,25 @@ TEST_F(RrzoLegacyTest, StabilisationSizeOnlyForTypeOneOnSensorZeroInMode8028) {
         {0, 0, kEisCapMode, kAnswer, "", kAnswer, "EIS type 0"},
         {2, 0, kEisCapMode, kAnswer, "", kAnswer, "EIS type 2"},
     };
+    // clang-format on
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.why);
         resetAll(0, c.capMode);
         hostplatform::state().videoEisAlgoType = c.eisType;
         answerRequest2(c.answer);
-        load(c.config);
+        loadTables(c.config);
         EXPECT_EQ(str(select(c.sensorIdx, kSensor4x3, kRequest16x9)), str(c.expected));
         const auto& chip = hostplatform::state().recorded.featureChip;
         ASSERT_EQ(chip.size(), 1u);
         EXPECT_EQ(chip[0].rrzoRequest->sensorIdx, c.sensorIdx);
+        EXPECT_EQ(hostplatform::state().recorded.videoEisQueries,
+                  Strings{"(-1, -1, -1, 0, 0, -1, false)"});
     }
 }
 
 TEST_F(RrzoLegacyTest, CalculateTargetSizeTouchesNothingAndSendsNothing) {
     const std::string row = "AllCamApp[0] = -1, -1, -1, 640, 480\n";
-    load(table(kSensorTable, row) + table(kRrzoTable, row));
+    loadTables(table(kSensorTable, row) + table(kRrzoTable, row));
     auto settings = std::make_shared<CustSensorSettingMap>();
     (*settings)[0].sensorSize = kSensor4x3;
     const StreamRecord before{1.5f, 2.5f, 3.5f, 4.5f};
@@ -353,61 +308,5 @@ TEST_F(RrzoLegacyTest, CalculateTargetSizeTouchesNothingAndSendsNothing) {
                 recorded.androidLog.empty() && hostconfig::calls().empty());
 }
 
-TEST_F(RrzoLegacyTest, MessagesOfOneSelection) {
-    struct Case {
-        unsigned facts;
-        int32_t capMode;
-        const char* config;
-        Strings log;
-        const char* why;
-    };
-    const Case kCases[] = {
-        {kOtherApp | k4kVideo,
-         kEisCapMode,
-         "[CameraCustomSensorSize]\n"
-         "com.example.app/.ui.Main$Inner[0] = 1, -1, -1, 0, 0\n"
-         "com.example.app/.ui.Main$Inner[1] = 0, -1, -1, 0\n"
-         "com.example.app/.ui.Main$Inner[2] = 0, 0x8028, 2, 0, 2250\n"
-         "[CameraCustomRrzoSize]\n"
-         "com.example.app/.ui.Main$Inner[0] = 1, -1, -1, 0, 0\n"
-         "com.example.app/.ui.Main$Inner[1] = 0, -1, -1, 0\n"
-         "com.example.app[0] = -1, -1, -1, 1280, 720\n",
-         {"I/CustRrzoPolicyLegacy: [getSensorSizeLegacy] isSysCam = 0, is3rdCam = 1, "
-          "isSdkCam = 0, is4kVideo = 1",
-          "I/CustRrzoPolicyLegacy: [getSensorSizeLegacy] 1 -1 -1",
-          "D/CustRrzoPolicyLegacy: [getSensorSizeLegacy] CameraCustomSensorSize keyIndx=1 "
-          "activity=com.example.app/.ui.Main$Inner valueCnt=5 getconfig fail",
-          "I/CustRrzoPolicyLegacy: [getSensorSizeLegacy] 0 32808 2",
-          "I/CustRrzoPolicyLegacy: [getSensorSizeLegacy] customized sensor size(4000x2250) for "
-          "camId=0 opMode=32808 featureMask=(2, 2) activity=com.example.app/.ui.Main$Inner",
-          "D/CustRrzoPolicyBase: [applyTargetSize] rrzo target size 1920 1080",
-          "I/CustRrzoPolicyLegacy: [getRrzoSizeLegacy] isSysCam = 0, is3rdCam = 1, "
-          "isSdkCam = 0, is4kVideo = 1, isCamFromMainMenu = 1",
-          "D/CustRrzoPolicyLegacy: [getRrzoSizeLegacy] CameraCustomRrzoSize keyIndx=1 "
-          "activity=com.example.app/.ui.Main$Inner valueCnt=5 getconfig fail",
-          "I/CustRrzoPolicyLegacy: [getRrzoSizeLegacy] customized rrzo size(1280x720) for "
-          "camId=0 opMode=32808 featureMask=(-1, 2) activity=com.example.app"},
-         "another application: every message of both tables"},
-        {kNotFromMainMenu | kDolbyVision,
-         0,
-         "[CameraCustomRrzoSize]\ncom.example.camera[0] = -1, -1, 0x60, 640, 480\n",
-         {"I/CustRrzoPolicyLegacy: [getSensorSizeLegacy] isSysCam = 1, is3rdCam = 0, "
-          "isSdkCam = 0, is4kVideo = 0",
-          "D/CustRrzoPolicyBase: [applyTargetSize] rrzo target size 1920 1440",
-          "I/CustRrzoPolicyLegacy: [getRrzoSizeLegacy] isSysCam = 1, is3rdCam = 0, "
-          "isSdkCam = 0, is4kVideo = 0, isCamFromMainMenu = 0",
-          "I/CustRrzoPolicyLegacy: [getRrzoSizeLegacy] customized rrzo size(640x480) for "
-          "camId=0 opMode=0 featureMask=(96, 96) activity=com.example.camera"},
-         "own camera; a missing sensor table says nothing more"},
-    };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.why);
-        resetAll(c.facts, c.capMode);
-        load(c.config);
-        select(0, kSensor4x3, kRequest16x9);
-        EXPECT_EQ(renderLog(true), c.log);
-        EXPECT_EQ(renderLog(false), c.log);
-    }
-}
-
 }  // namespace
+}  // namespace cptest

@@ -27,6 +27,7 @@ using Streams = std::vector<std::optional<ImageStreamFacts>>;
 
 constexpr uint32_t kRrzoMsgId = 0x1001;
 constexpr float kUntouched = 0.25f;  // heightToWidth before the walk
+constexpr uint32_t kTagEisMode = 0x10011;
 const MSize k169(1920, 1080), k43(1440, 1080);
 
 // A configuration of one sensor (index 0) with the given streams, in stream-id order.
@@ -85,24 +86,31 @@ protected:
     void SetUp() override { hostplatform::reset(); }
 };
 
+NSCam::IEntry eis(uint8_t mode) { return NSCam::IEntry::of<uint8_t>(kTagEisMode, {mode}); }
+
 TEST_F(RrzoPolicyTest, StaticInfoRequestCarriesTheConfigurationFacts) {
     struct Case {
         float ratioC;
         uint32_t stereoMode;
         bool is4k, sysCam;
-        std::optional<uint8_t> eisMode;
+        NSCam::IEntry eisMode;  // tag 0: none
+        std::optional<uint8_t> eisRead;
         float sentRatioA;
         bool eisOn;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
-        {1.0f, 0, false, true, std::nullopt, 0.5f, false, "ratio-C of 1 is not above 1"},
-        {1.2f, 0, false, true, uint8_t{1}, 1.2f, true, "ratio-C above 1 replaces ratio-A"},
-        {std::numeric_limits<float>::quiet_NaN(), 0, false, true, uint8_t{0}, 0.5f, false,
+        {1.0f, 0, false, true, {}, std::nullopt, 0.5f, false, "ratio-C of 1 is not above 1"},
+        {1.2f, 0, false, true, eis(1), 1, 1.2f, true, "ratio-C above 1 replaces ratio-A"},
+        {std::numeric_limits<float>::quiet_NaN(), 0, false, true, eis(0), 0, 0.5f, false,
          "a NaN ratio-C is not above 1"},
-        {0.0f, 0xBF, false, false, uint8_t{2}, 0.5f, true, "only bit 6 of stereo counts"},
-        {0.0f, 0x40, true, false, std::nullopt, 0.5f, false, "stereo bit 6 and 4K video"},
+        {0.0f, 0xBF, false, false, eis(2), 2, 0.5f, true, "only bit 6 of stereo counts"},
+        {0.0f, 0x40, true, false, {}, std::nullopt, 0.5f, false, "stereo bit 6 and 4K video"},
+        {0.0f, 0, false, true, NSCam::IEntry::of<int32_t>(kTagEisMode, {1}), std::nullopt, 0.5f,
+         false, "a stabilisation mode of 32-bit items reads as absent"},
     };
+    // clang-format on
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.why);
         hostplatform::reset();
@@ -110,7 +118,7 @@ TEST_F(RrzoPolicyTest, StaticInfoRequestCarriesTheConfigurationFacts) {
         hostplatform::state().customer.is4kVideo = c.is4k;
         hostplatform::state().customer.systemCam = c.sysCam;
         Config config;
-        if (c.eisMode) config.app->sessionParams.update(NSCam::IEntry::of(0x10011, {*c.eisMode}));
+        if (c.eisMode.tag() != 0) config.app->sessionParams.update(c.eisMode);
         config.record.ratioA = 0.5f;
         config.record.ratioC = c.ratioC;
         config.calculate();
@@ -133,14 +141,23 @@ TEST_F(RrzoPolicyTest, StaticInfoRequestCarriesTheConfigurationFacts) {
         EXPECT_EQ(std::memcmp(&reply, &zeroReply, sizeof(reply)), 0);
 
         // No streams: heightToWidth goes out as it was.
-        const CustRrzoStaticInfo expected{7, false, (c.stereoMode & 0x40) != 0, c.is4k, c.sysCam,
-                                          {1920, 1080}, c.sentRatioA, kUntouched, true, {}, 9,
+        const CustRrzoStaticInfo expected{7,
+                                          false,
+                                          (c.stereoMode & 0x40) != 0,
+                                          c.is4k,
+                                          c.sysCam,
+                                          {1920, 1080},
+                                          c.sentRatioA,
+                                          kUntouched,
+                                          true,
+                                          {},
+                                          9,
                                           c.eisOn};
         EXPECT_EQ(std::memcmp(&*call.rrzoStaticInfo, &expected, sizeof(expected)), 0);
         EXPECT_EQ(countLogs("[calculateTargetSize] No MTK_CONTROL_VIDEO_STABILIZATION_MODE"),
-                  c.eisMode ? 0u : 1u);
+                  c.eisRead ? 0u : 1u);
         EXPECT_EQ(countLogs("[calculateTargetSize] 3rd tag for QVXSEIS-enable:" +
-                            std::to_string(c.eisMode.value_or(0))),
+                            std::to_string(c.eisRead.value_or(0))),
                   1u);
     }
 }
@@ -153,14 +170,14 @@ TEST_F(RrzoPolicyTest, SensorSizesRequestReusesTheMessagesOfRequestZero) {
         Sizes expected;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {{}, true, {}, "an empty map still sends the request"},
-        {{{5, {0, 0, {1, 2}}}, {0, {0, 0, {3, 4}}}, {0xFFFFFFFFu, {0, 0, {5, 6}}}},
-         true,
-         {{-1, {5, 6}}, {0, {3, 4}}, {5, {1, 2}}},
-         "ascending signed keys"},
+        {{{5, {0, 0, {1, 2}}}, {0, {0, 0, {3, 4}}}, {0xFFFFFFFFu, {0, 0, {5, 6}}}}, true,
+         {{-1, {5, 6}}, {0, {3, 4}}, {5, {1, 2}}}, "ascending signed keys"},
         {{{0, {0, 0, {8, 6}}}}, false, {{0, {8, 6}}}, "without request 0 the head stays zero"},
     };
+    // clang-format on
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.why);
         hostplatform::reset();
@@ -195,24 +212,29 @@ TEST_F(RrzoPolicyTest, TargetSizeAdoptsOnlyPositiveAnswers) {
         MSize expected;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {std::nullopt, {1280, 720}, "unanswered"},
         {MSize(1920, 0), {1280, 720}, "a zero height"},
         {MSize(-1920, 1080), {1280, 720}, "a negative width"},
         {MSize(1, 1), {1, 1}, "smallest positive size"},
     };
+    // clang-format on
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.why);
         hostplatform::reset();
         hostplatform::sensor(1).newRrzoPolicy = true;
+        std::optional<MSize> preset;  // what the service finds where its answer is to go
         hostplatform::state().featureChip = [&](const CustTransMsgData* m, CustTransMsgData*) {
             const auto* record = static_cast<const CustEvalRequest*>(m->pData);
+            preset = *static_cast<MSize*>(record->pParam);
             if (c.answer) *static_cast<MSize*>(record->pParam) = *c.answer;
         };
         MSize size(1280, 720);
         CustRrzoAlgoAdaptor(1).selectTargetSize(1, MSize(4000, 3000), size);
 
         EXPECT_EQ(size, c.expected);
+        EXPECT_EQ(preset, MSize(0, 0));
         ASSERT_EQ(calls().size(), 1u);
         expectRequestMessage(calls()[0].request, kRrzoMsgId);
         EXPECT_TRUE(isZero(calls()[0].reply));
@@ -241,6 +263,7 @@ TEST_F(RrzoPolicyTest, StreamWalkKeepsTheLastQualifyingRatio) {
         const char* why;
         MSize sensor = {4000, 3000};
     };
+    // clang-format off
     const Case kCases[] = {
         {{preview(k169)}, 0.5625f, 1, "preview stream"},
         {{preview(k43), preview(k169)}, 0.0f, 0, "sensor ratio stops the walk"},
@@ -263,6 +286,7 @@ TEST_F(RrzoPolicyTest, StreamWalkKeepsTheLastQualifyingRatio) {
         {{preview({0, 0}), preview(k43)}, 0.0f, 1, "NaN never stops the walk"},
         {{preview(k43)}, 0.75f, 1, "zero sensor width", {0, 3000}},
     };
+    // clang-format on
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.why);
         hostplatform::reset();
@@ -296,6 +320,7 @@ TEST_F(RrzoPolicyTest, AdaptorChoosesThePolicyAndSurvivesBadInput) {
         float expectedRatioB;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
         {false, [](Config&) {}, 0, 0, 0.0f, "legacy policy sends nothing"},
         {true, [](Config&) {}, 2, 1, 0.5625f, "feature-driven policy"},
@@ -306,11 +331,15 @@ TEST_F(RrzoPolicyTest, AdaptorChoosesThePolicyAndSurvivesBadInput) {
          "no session parameters"},
         {true, [](Config& c) { c.settings->clear(); }, 2, 0, 0.5625f, "no setting for the sensor"},
         {true, [](Config& c) { c.settings = nullptr; }, 2, 0, 0.5625f, "no settings map"},
+        {true, [](Config&) { hostplatform::state().customerObjects = false; }, 2, 1, 0.5625f,
+         "no customer-data objects: neither the device's own camera nor 4K video"},
     };
+    // clang-format on
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.why);
         hostplatform::reset();
         hostplatform::sensor(0).newRrzoPolicy = c.newPolicy;
+        hostplatform::state().customer.is4kVideo = true;  // systemCam is true by default
         Config config({4000, 3000}, {preview(k169)});
         c.breakIt(config);
         MSize target(1920, 1080);
@@ -322,6 +351,9 @@ TEST_F(RrzoPolicyTest, AdaptorChoosesThePolicyAndSurvivesBadInput) {
         ASSERT_EQ(calls().size(), c.expectedCalls);
         if (c.expectedCalls == 2) {
             EXPECT_EQ(calls()[0].rrzoStaticInfo->ratioB, c.expectedRatioB);
+            const bool customer = hostplatform::state().customerObjects;
+            EXPECT_EQ(calls()[0].rrzoStaticInfo->isSysCam, customer);
+            EXPECT_EQ(calls()[0].rrzoStaticInfo->is4kVideo, customer);
             EXPECT_EQ(calls()[1].rrzoSensorSizes->sizeMap.size(), c.expectedSizes);
         }
     }

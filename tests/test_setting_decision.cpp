@@ -11,27 +11,18 @@
 #include <vector>
 
 #include "platform/ULogger.h"
-#include "test_setting_support.h"
+#include "test_support.h"
 
-namespace settingtest {
+namespace cptest {
 namespace {
 
 namespace hp = hostplatform;
 
-using Q = hp::SensorInfoQuery;
-
-std::vector<Q> sensorInfoQueries() {
-    std::vector<Q> queries;
-    for (const auto& call : hp::state().recorded.sensorInfo) queries.push_back(call.query);
-    return queries;
-}
+constexpr char kBaseTag[] = "CustSettingPolicyBase";
 
 void expectSetting(const SensorSetting& s, uint32_t mode, uint32_t fps, MSize size, uint32_t raw) {
     EXPECT_EQ(std::tie(s.sensorMode, s.sensorFps, s.sensorSize, s.sensorPattern, s.rawFmtType),
               std::make_tuple(mode, fps, size, kSentinel, raw));
-}
-void expectUntouched(const SensorSetting& s) {
-    expectSetting(s, kSentinel, kSentinel, MSize(-7, -7), kSentinel);
 }
 
 using SettingAdaptor = SettingTest;
@@ -40,10 +31,10 @@ TEST_F(SettingAdaptor, ChoosesPolicyOnceAtConstructionAndForwardsEveryArgument) 
     for (bool newPolicy : {true, false}) {
         SCOPED_TRACE(newPolicy ? "new policy" : "legacy policy");
         SetUp();
-        installDefaultSensor(2);
+        installNewPolicySensor(2);
         hp::sensor(2).modes[kKnownScenario] = {24, MSize(2000, 1500), 9};
         hp::sensor(2).newSettingPolicy = newPolicy;
-        Inputs in;
+        Session in;
         in.sensorIdx = 2;
         in.floatParam0 = 1.25f;
         in.floatParam1 = -3.5f;
@@ -53,28 +44,28 @@ TEST_F(SettingAdaptor, ChoosesPolicyOnceAtConstructionAndForwardsEveryArgument) 
         CustSettingAlgoAdaptor adaptor(2);
         hp::sensor(2).newSettingPolicy = !newPolicy;  // a later answer does not count
         Outcome o;
-        o.result = adaptor.selectSensorSetting(in.appConfig, in.streamInfo, o.setting, 2,
-                                               o.outValue, in.userConfig, in.floatParam0,
-                                               in.floatParam1, in.hdrMode);
+        o.result =
+            adaptor.selectSensorSetting(in.appConfig, in.streamInfo, o.setting, 2, o.outValue,
+                                        in.userConfig, in.floatParam0, in.floatParam1, in.hdrMode);
         EXPECT_EQ(in.appConfig.use_count(), appUses);
         const auto& rec = hp::state().recorded;
         if (!newPolicy) {
             EXPECT_TRUE(rec.featureChip.empty());
-            EXPECT_TRUE(androidLines(kAndroidDebug, "CustSettingPolicy").empty());
+            EXPECT_TRUE(logLines("CustSettingPolicy").empty());
             continue;
         }
         EXPECT_TRUE(o.result);
         EXPECT_EQ(o.outValue, kSentinel);
         expectSetting(o.setting, kKnownScenario, 24, MSize(2000, 1500), 9);
-        EXPECT_EQ(androidLines(kAndroidDebug, "CustSettingPolicy"),
-                  std::vector<std::string>{
-                      "[selectSensorSetting] Using New Customized SensorSetting Decision Policy"});
+        EXPECT_EQ(logLines("CustSettingPolicy"),
+                  Strings{"D/[selectSensorSetting] Using New Customized SensorSetting Decision "
+                          "Policy"});
         ASSERT_EQ(rec.maxStreamSize.size(), 1u);
         const auto& q = rec.maxStreamSize[0];
         EXPECT_EQ(std::make_tuple(q.sensorIdx, q.floatParam0, q.floatParam1),
                   std::make_tuple(2, 1.25f, -3.5f));
         EXPECT_EQ(sentSelectIn().maxRatio, 562);
-        const std::string selectLine = androidLines(kAndroidDebug).at(0);
+        const std::string selectLine = logLines(kBaseTag).at(0);
         EXPECT_NE(selectLine.find("hdrMode = 0x40 "), std::string::npos) << selectLine;
     }
 }
@@ -88,7 +79,7 @@ TEST_F(NewPolicyDecision, RequestMessageLaidOutExactly) {
         replyBeforeAnswer = *static_cast<const int32_t*>(reply->pData);
         *static_cast<int32_t*>(reply->pData) = kKnownScenario;
     };
-    decide(Inputs());
+    decide(mSession);
     ASSERT_EQ(hp::state().recorded.featureChip.size(), 1u);
     const hp::FeatureChipCall& call = hp::state().recorded.featureChip[0];
 
@@ -111,90 +102,65 @@ TEST_F(NewPolicyDecision, RequestMessageLaidOutExactly) {
     void* selectIn = nullptr;
     std::memcpy(&selectIn, call.requestPayload.data() + 8, sizeof(selectIn));
     EXPECT_NE(selectIn, nullptr);
-    std::vector<uint8_t> payload = {1, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-                                    0, 0, 0, 0, 0, 0, 0, 0};
+    std::vector<uint8_t> payload(24, 0);
+    payload[0] = 1;
+    payload[4] = 3;
     std::memcpy(payload.data() + 8, &selectIn, sizeof(selectIn));
     EXPECT_EQ(call.requestPayload, payload);
     EXPECT_EQ(call.replyPayload, (std::vector<uint8_t>{3, 0, 0, 0}));
 }
 
-TEST_F(NewPolicyDecision, ReplyNamesTheScenario) {
-    const std::vector<Q> kAll = {Q::Fps, Q::Size, Q::RawFmtType};
+// The service's answer names the scenario; the sensor-info helper fills the setting, all four
+// values or none. The golden file holds each case's setting, helper queries and log lines.
+TEST_F(NewPolicyDecision, ReplyNamesTheScenarioAndTheHelperFillsIt) {
     struct Case {
         std::optional<int32_t> answer;  // unset: the service writes nothing
+        bool hp::SensorMode::*fails;    // a query of scenario 5 that fails
         bool result;
-        bool filled;
-        std::vector<Q> queries;
         const char* why;
     };
+    // clang-format off
     const Case kCases[] = {
-        {3, true, true, kAll, "a named scenario fills the setting"},
-        {-1, false, false, {}, "-1: no scenario, nothing asked, nothing logged"},
-        {std::nullopt, true, true, kAll, "no answer: scenario 0"},
-        {7, true, false, {Q::Fps}, "a scenario the helper does not know"},
+        {3, nullptr, true, "a named scenario fills the setting"},
+        {-1, nullptr, false, "-1: no scenario, nothing asked, nothing logged"},
+        {std::nullopt, nullptr, true, "no answer: scenario 0"},
+        {7, nullptr, true, "a scenario the helper does not know"},
+        {5, &hp::SensorMode::fpsFails, true, "the frame rate query fails"},
+        {5, &hp::SensorMode::sizeFails, true, "the size query fails"},
+        {5, &hp::SensorMode::rawFmtTypeFails, true, "the raw format query fails"},
     };
+    // clang-format on
+    const char* const kQueries[] = {"fps", "size", "raw"};
+    std::string golden;
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
         SetUp();
         hp::sensor(0).modes[0] = {120, MSize(1280, 720), 4};
         hp::sensor(0).modes[3] = {60, MSize(4000, 2250), 1};
+        hp::sensor(0).modes[5] = {24, MSize(2000, 1500), 5};
+        if (c.fails != nullptr) hp::sensor(0).modes[5].*c.fails = true;
         hp::state().featureChip = nullptr;
         if (c.answer) answerScenario(*c.answer);
-        const int32_t scenario = c.answer.value_or(0);
 
-        const Outcome o = decide(Inputs());
+        const Outcome o = decide(mSession);
         EXPECT_EQ(o.result, c.result);
         EXPECT_EQ(o.outValue, kSentinel);
-        EXPECT_EQ(sensorInfoQueries(), c.queries);
-        for (const auto& call : hp::state().recorded.sensorInfo) {
-            EXPECT_EQ(call.scenarioId, scenario);
+        const SensorSetting& s = o.setting;
+        char setting[96];
+        std::snprintf(setting, sizeof(setting), "%d: mode %u fps %u size %dx%d pattern %u raw %u\n",
+                      o.result, s.sensorMode, s.sensorFps, s.sensorSize.w, s.sensorSize.h,
+                      s.sensorPattern, s.rawFmtType);
+        golden += std::string("## ") + c.why + "\n-> " + setting;
+        for (const hp::SensorInfoCall& call : hp::state().recorded.sensorInfo) {
+            golden += std::string("  query ") + kQueries[static_cast<int>(call.query)] +
+                      " sensor " + std::to_string(call.sensorIdx) + " scenario " +
+                      std::to_string(call.scenarioId) + "\n";
         }
-        const hp::SensorMode mode = hp::sensor(0).modes[scenario];
-        std::vector<std::string> info, debug;
-        if (c.filled) {
-            expectSetting(o.setting, scenario, mode.fps, mode.size, mode.rawFmtType);
-            info.push_back("[parseSensorSetting] match setting(final result): " +
-                           std::to_string(scenario));
-        } else {
-            expectUntouched(o.setting);
-        }
-        if (c.result) {
-            const int shown = c.filled ? scenario : static_cast<int>(kSentinel);
-            debug.push_back("[selectSensorSetting4Normal] scenarioId(" + std::to_string(scenario) +
-                            ") sensorMode(" + std::to_string(shown) + ")");
-        }
-        EXPECT_EQ(androidLines(kAndroidInfo), info);
-        const auto debugLines = androidLines(kAndroidDebug);
-        ASSERT_GE(debugLines.size(), 1u);  // the selection-input line
-        EXPECT_EQ(std::vector<std::string>(debugLines.begin() + 1, debugLines.end()), debug);
+        const Strings log = logLines(kBaseTag);
+        ASSERT_FALSE(log.empty());  // the selection-input line comes first; checked elsewhere
+        for (size_t i = 1; i < log.size(); ++i) golden += "  " + log[i] + "\n";
     }
-}
-
-TEST_F(NewPolicyDecision, SensorInfoQueryFailureWritesNothing) {
-    struct Case {
-        bool hp::SensorMode::*fails;
-        std::vector<Q> queries;
-        const char* warning;
-    };
-    const Case kCases[] = {
-        {&hp::SensorMode::fpsFails, {Q::Fps}, "[parseSensorSetting] getSensorFps fail"},
-        {&hp::SensorMode::sizeFails, {Q::Fps, Q::Size},
-         "[parseSensorSetting] getSensorSize fail"},
-        {&hp::SensorMode::rawFmtTypeFails, {Q::Fps, Q::Size, Q::RawFmtType},
-         "[parseSensorSetting] rawFmtType fail"},
-    };
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.warning);
-        SetUp();
-        hp::sensor(0).modes[5].*c.fails = true;
-        answerScenario(5);
-        const Outcome o = decide(Inputs());
-        EXPECT_TRUE(o.result);
-        expectUntouched(o.setting);
-        EXPECT_EQ(sensorInfoQueries(), c.queries);
-        EXPECT_EQ(androidLines(kAndroidWarning), std::vector<std::string>{c.warning});
-        EXPECT_TRUE(androidLines(kAndroidInfo).empty());
-    }
+    expectGolden("setting-reply", golden);
 }
 
 TEST_F(NewPolicyDecision, MissingStaticEntriesAreErrorsEvenAtDetailLevel0) {
@@ -202,29 +168,27 @@ TEST_F(NewPolicyDecision, MissingStaticEntriesAreErrorsEvenAtDetailLevel0) {
         uint32_t tag;
         std::string function, line, entry;
     };
+    // clang-format off
     const Case kCases[] = {
         {kTagMinFrameDurations, "getMaxFps", "178", "MTK_SCALER_AVAILABLE_MIN_FRAME_DURATIONS"},
         {kTagPixelArraySize, "getMaxRatio", "143", "MTK_SENSOR_INFO_PIXEL_ARRAY_SIZE"},
         {kTagAeAvailableTargetFpsRanges, "getHighFpsThres", "234",
          "MTK_CONTROL_AE_AVAILABLE_TARGET_FPS_RANGES"},
     };
+    // clang-format on
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.entry);
-        const std::string text = "[" + c.function + "] no static " + c.entry;
         SetUp();
         NSCam::Utils::ULog::ULogger::sDetailsLevel = 0;
         hp::sensor(0).staticMetadata.remove(c.tag);
-        EXPECT_TRUE(decide(Inputs()).result);
-        const auto& rec = hp::state().recorded;
-        ASSERT_EQ(rec.androidLog.size(), 1u);
-        EXPECT_EQ(rec.androidLog[0].priorityOrLevel, kAndroidError);
-        EXPECT_EQ(rec.androidLog[0].tag, kBaseTag);
-        EXPECT_EQ(rec.androidLog[0].text, text + " (" + c.function + "){#" + c.line +
-                                              ":CustPolicy/cust_setting_policy_base.cpp}");
-        ASSERT_EQ(rec.unifiedLog.size(), 1u);
-        EXPECT_EQ(rec.unifiedLog[0].text, text);
+        EXPECT_TRUE(decide(mSession).result);
+        const std::string text = "[" + c.function + "] no static " + c.entry;
+        EXPECT_EQ(logLines("", true),
+                  Strings{"E/" + std::string(kBaseTag) + ": " + text + " (" + c.function + "){#" +
+                          c.line + ":CustPolicy/cust_setting_policy_base.cpp}"});
+        EXPECT_EQ(hp::unifiedTexts(), Strings{text});
     }
 }
 
 }  // namespace
-}  // namespace settingtest
+}  // namespace cptest
