@@ -3,17 +3,12 @@
 #include <cstdio>
 
 #include "json_text.h"
+#include "number_text.h"
 #include "report.h"
 
 namespace custsim {
 
 namespace {
-
-std::string hex(uint32_t value) {
-    char text[16];
-    std::snprintf(text, sizeof(text), "0x%x", value);
-    return text;
-}
 
 std::string scenarioText(bool decided, uint32_t scenario) {
     return decided ? std::to_string(scenario) : "none";
@@ -84,8 +79,8 @@ void compareOne(const Expectation& e, const SensorOutcome& o, ExpectationCheck& 
     }
     if (e.seamlessFlags) {
         const uint32_t want = e.seamlessFlags->value;
-        c.compare(e.seamlessFlags, "seamless_flags", want == o.seamlessFlags, hex(want),
-                  hex(o.seamlessFlags), std::to_string(want), std::to_string(o.seamlessFlags));
+        c.compare(e.seamlessFlags, "seamless_flags", want == o.seamlessFlags, hexText(want),
+                  hexText(o.seamlessFlags), std::to_string(want), std::to_string(o.seamlessFlags));
     }
     if (e.table) {
         const std::string actual = tableOf(o);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "number_text.h"
+
 namespace custsim {
 
 namespace {
@@ -28,12 +30,6 @@ std::string tomlString(const std::string& text) {
 
 std::string tomlSize(MSize size) {
     return "[" + std::to_string(size.w) + ", " + std::to_string(size.h) + "]";
-}
-
-std::string hex(uint32_t value) {
-    char text[16];
-    std::snprintf(text, sizeof(text), "0x%x", value);
-    return text;
 }
 
 // Where the lexer is at the start of a line: only a line that starts outside strings and arrays
@@ -163,7 +159,7 @@ std::string expectTablesText(const std::vector<Expectation>& expectations) {
         if (expect.sensorSize) text += "sensor_size = " + tomlSize(expect.sensorSize->value) + "\n";
         if (expect.rrzoSize) text += "rrzo_size = " + tomlSize(expect.rrzoSize->value) + "\n";
         if (expect.seamlessFlags)
-            text += "seamless_flags = " + hex(expect.seamlessFlags->value) + "\n";
+            text += "seamless_flags = " + hexText(expect.seamlessFlags->value) + "\n";
         if (expect.table) text += "table = " + tomlString(expect.table->value) + "\n";
         if (expect.key) text += "key = " + tomlString(expect.key->value) + "\n";
     }

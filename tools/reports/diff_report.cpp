@@ -1,6 +1,7 @@
 #include <cstdio>
 
 #include "json_text.h"
+#include "number_text.h"
 #include "report.h"
 #include "workflow_report.h"
 
@@ -10,12 +11,6 @@ namespace {
 
 constexpr int kJsonSchemaVersion = 1;
 constexpr int kLabelWidth = 19;
-
-std::string hex(uint32_t value) {
-    char text[16];
-    std::snprintf(text, sizeof(text), "0x%x", value);
-    return text;
-}
 
 std::string optionalText(const std::optional<uint32_t>& value) {
     return value ? std::to_string(*value) : std::string("none");
@@ -46,7 +41,7 @@ const Field kFields[] = {
     {"raw_format_type", "raw format type", true,
      [](const SensorOutcome& o) { return std::to_string(o.rawFormatType); }},
     {"seamless_flags", "seamless flags", false,
-     [](const SensorOutcome& o) { return hex(o.seamlessFlags); }},
+     [](const SensorOutcome& o) { return hexText(o.seamlessFlags); }},
     {"seamless_scenario", "seamless scenario", false,
      [](const SensorOutcome& o) { return optionalText(o.seamlessScenario); }},
     {"rrzo_size", "RRZO", false, [](const SensorOutcome& o) { return sizeText(o.rrzoSize); }},

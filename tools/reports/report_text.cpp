@@ -2,6 +2,7 @@
 #include <string>
 
 #include "config_store.h"
+#include "number_text.h"
 #include "report.h"
 
 namespace custsim {
@@ -11,12 +12,6 @@ namespace {
 constexpr int kLabelWidth = 14;
 // The seamless scenario a system-camera row records when it fixes none.
 constexpr uint32_t kNoSeamlessScenario = 0;
-
-std::string hex(uint32_t value) {
-    char text[16];
-    std::snprintf(text, sizeof(text), "0x%x", value);
-    return text;
-}
 
 void writeField(std::ostream& out, const char* label, const std::string& value) {
     std::string padded = label;
@@ -61,11 +56,11 @@ std::string matchSuffix(const std::optional<MatchedRow>& match) {
 }
 
 std::string seamlessText(const SensorRun& run) {
-    std::string text = "flags " + hex(run.seamlessFlags);
+    std::string text = "flags " + hexText(run.seamlessFlags);
     if (run.seamlessFlags == run.seamlessFlagsBefore)
         text += " (unchanged)";
     else
-        text += " (was " + hex(run.seamlessFlagsBefore) + ")";
+        text += " (was " + hexText(run.seamlessFlagsBefore) + ")";
     text += ", recorded scenario ";
     if (!run.seamlessScenario) return text + "none";
     // A matched system-camera row always records one; 0 is its way of fixing none.

@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <initializer_list>
 
+#include "number_text.h"
 #include "report.h"
 #include "sweep_report.h"
 
@@ -11,12 +12,6 @@ namespace {
 
 // Version of the sweep JSON document's layout; raised when a field changes meaning or goes away.
 constexpr int kSweepJsonSchemaVersion = 1;
-
-std::string hex(uint32_t value) {
-    char text[16];
-    std::snprintf(text, sizeof(text), "0x%x", value);
-    return text;
-}
 
 // A CSV field: quoted when it holds a separator, a quote or a line break (RFC 4180).
 std::string csvField(const std::string& text) {
@@ -78,7 +73,7 @@ public:
                 mRow += ",,,,,";
             }
             appendFields(mRow, {std::to_string(o.rrzoSize.w), std::to_string(o.rrzoSize.h),
-                                hex(o.seamlessFlags),
+                                hexText(o.seamlessFlags),
                                 o.seamlessScenario >= 0 ? std::to_string(o.seamlessScenario) : ""});
             if (o.match) {
                 appendFields(mRow, {csvField(o.match->table), csvField(o.match->locale),
