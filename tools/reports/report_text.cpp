@@ -101,7 +101,12 @@ std::string findingsSummary(const std::vector<LintFinding>& findings) {
 }
 
 void writeConfigFindings(std::ostream& out, const ReportOptions& options) {
-    if (options.configFindings.empty()) return;
+    if (options.configName.empty()) return;
+    // Said even when clean, so that a reader knows the file was checked before the sessions ran.
+    if (options.configFindings.empty()) {
+        out << "configuration " << options.configName << ": checked, no findings\n";
+        return;
+    }
     out << "configuration " << options.configName << ": " << findingsSummary(options.configFindings)
         << '\n';
     for (const LintFinding& finding : options.configFindings)
