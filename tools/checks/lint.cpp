@@ -635,9 +635,9 @@ private:
     // one, or for a wildcard every sensor whose setting policy reads these tables (the legacy one).
     std::vector<const SensorSpec*> sensorsOf(int32_t sensor) const {
         std::vector<const SensorSpec*> sensors;
-        for (const SensorSpec& spec : mDevice->sensors) {
-            if (sensor == kWildcard ? !spec.newSettingPolicy : spec.index == sensor)
-                sensors.push_back(&spec);
+        for (const SensorSpec& profile : mDevice->sensors) {
+            if (sensor == kWildcard ? !profile.newSettingPolicy : profile.index == sensor)
+                sensors.push_back(&profile);
         }
         return sensors;
     }
@@ -679,12 +679,12 @@ private:
             const int32_t scenario = row.values[c];
             if (rule.columns[c] != Column::Scenario || scenario < 0 || scenario > kScenarioMax)
                 continue;
-            for (const SensorSpec* spec : sensorsOf(sensor)) {
-                if (spec->modes.count(scenario) != 0) continue;
+            for (const SensorSpec* profile : sensorsOf(sensor)) {
+                if (profile->modes.count(scenario) != 0) continue;
                 add(Severity::Error, lineOf(*row.entry), where + shownName(row),
                     "scenario " + written(row, c) + " in column " + std::to_string(c) + ": " +
-                        sensorLabel(*spec) + " has no mode " + std::to_string(scenario) +
-                        " (its modes: " + modeList(*spec) + ")");
+                        sensorLabel(*profile) + " has no mode " + std::to_string(scenario) +
+                        " (its modes: " + modeList(*profile) + ")");
             }
         }
     }

@@ -64,7 +64,8 @@ void printDiagnostics(Diagnostics diagnostics, std::ostream& err) {
 }
 
 bool loadDeviceTables(const DeviceProfile& device, Diagnostics& diagnostics) {
-    // The store answers one configuration at a time; recording is turned on only by coverage.
+    // The store answers one configuration at a time. Its call record is for tests; the simulator
+    // keeps its own record of row reads.
     hostconfig::setRecording(false);
     if (device.configFile.empty()) {
         hostconfig::clear();

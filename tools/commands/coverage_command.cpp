@@ -105,8 +105,7 @@ int coverageCommand(const std::vector<std::string>& args, std::ostream& out, std
     markLintDeadRows(device.configFile, *index, rows);
     std::vector<RowTally> seen(rows.size());
     int32_t sessions = 0;
-    // The rows a run read come from the store's record of its calls.
-    hostconfig::setRecording(true);
+    // The rows a run read come from the simulator's record of each call's row reads.
     {
         Simulator simulator(device);
         forEachSession(files, device, diagnostics, [&](const SessionInput&, const SessionSpec& s) {
@@ -115,8 +114,6 @@ int coverageCommand(const std::vector<std::string>& args, std::ostream& out, std
             ++sessions;
         });
     }
-    hostconfig::setRecording(false);
-    hostconfig::clearCalls();
     if (!diagnostics.empty()) {
         printDiagnostics(diagnostics, err);
         return kExitInputError;

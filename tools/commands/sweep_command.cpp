@@ -280,16 +280,16 @@ int sweep(const SweepOptions& options, std::ostream& out, std::ostream& err) {
     Diagnostics diagnostics;
     const DeviceProfile device = loadDeviceProfile(options.files[0], diagnostics);
     if (diagnostics.empty()) loadDeviceTables(device, diagnostics);
-    SweepSpec spec;
+    SweepSpec plan;
     if (diagnostics.empty())
-        spec = loadSweep(options.files[1], device, options.maxPoints, diagnostics);
+        plan = loadSweep(options.files[1], device, options.maxPoints, diagnostics);
     if (!diagnostics.empty()) {
         printDiagnostics(diagnostics, err);
         return kExitInputError;
     }
     MapAxes axes;
-    if (!chooseMapAxes(options, spec, axes, err)) return kExitFindings;
-    return runAndReport(options, device, spec, axes, out, err);
+    if (!chooseMapAxes(options, plan, axes, err)) return kExitFindings;
+    return runAndReport(options, device, plan, axes, out, err);
 }
 
 }  // namespace

@@ -90,15 +90,15 @@ std::string matchMarkerOf(const std::string& table) {
 
 // The reads of one call: the last successful read of each table whose match the log reports is
 // the matched row.
-void addCallReads(const std::vector<hostconfig::StoreCall>& reads, const std::vector<LogLine>& log,
+void addCallReads(const std::vector<hostconfig::RowRead>& reads, const std::vector<LogLine>& log,
                   std::vector<RowRead>& out) {
     const size_t first = out.size();
-    for (const hostconfig::StoreCall& read : reads)
-        out.push_back({read.table, read.name, read.key, false});
+    for (const hostconfig::RowRead& read : reads)
+        out.push_back({read.table, read.locale, read.key, false});
     std::vector<std::string> settled;
     for (size_t i = reads.size(); i-- > 0;) {
-        const hostconfig::StoreCall& read = reads[i];
-        if (read.result != hostconfig::kStatusOk) continue;
+        const hostconfig::RowRead& read = reads[i];
+        if (read.status != hostconfig::kStatusOk) continue;
         bool done = false;
         for (const std::string& table : settled) done = done || table == read.table;
         if (done) continue;

@@ -226,17 +226,6 @@ std::vector<LogLine> takeAndroidLog(size_t from) {
     return lines;
 }
 
-// The row reads the store recorded since the last take; nothing when it does not record.
-std::vector<hostconfig::StoreCall> takeRecordedReads() {
-    std::vector<hostconfig::StoreCall> reads;
-    for (hostconfig::StoreCall& call : hostconfig::calls()) {
-        if (call.function == hostconfig::StoreFunction::GetLocaleIntegerListConfiguration)
-            reads.push_back(std::move(call));
-    }
-    hostconfig::clearCalls();
-    return reads;
-}
-
 std::optional<LogLine> settingExplanation(const std::vector<LogLine>& log, bool& isLastMessage) {
     isLastMessage = false;
     std::optional<LogLine> finalResult;
@@ -552,7 +541,6 @@ void Simulator::selectSetting(const SessionSpec& session, SensorRun& run,
     const size_t thirdCapMark = state.recorded.thirdCap.size();
     const size_t sensorInfoMark = state.recorded.sensorInfo.size();
     hostconfig::takeRowReads();
-    takeRecordedReads();
     state.thirdCap.answer = thirdCapAnswer(session, run.sensorIdx);
 
     run.seamlessFlagsBefore = session.hal.seamlessFlags;
@@ -590,20 +578,19 @@ void Simulator::selectSetting(const SessionSpec& session, SensorRun& run,
     }
     for (std::string& note : mEvaluator.takeNotes()) run.notes.push_back(std::move(note));
     run.settingLog = takeAndroidLog(logMark);
-    run.settingRowReads = takeRecordedReads();
+    run.settingRowReads = hostconfig::takeRowReads();
     run.decidedBy = settingExplanation(run.settingLog, run.decidedByIsLastMessage);
     for (size_t i = sensorInfoMark; i < state.recorded.sensorInfo.size(); ++i) {
         const auto& call = state.recorded.sensorInfo[i];
         if (call.sensorIdx == run.sensorIdx) run.namedScenario = call.scenarioId;
     }
-    explainSetting(run, hostconfig::takeRowReads());
+    explainSetting(run);
 }
 
-void Simulator::explainSetting(SensorRun& run,
-                               const std::vector<hostconfig::RowRead>& reads) const {
+void Simulator::explainSetting(SensorRun& run) const {
     const std::string table = decidingTable(run);
     if (!table.empty()) {
-        run.match = matchedRow(table, reads, configName());
+        run.match = matchedRow(table, run.settingRowReads, configName());
     }
     // A policy reports a decision once it has named a scenario, even when the sensor-info helper
     // then failed and the record was left as it was.
@@ -650,7 +637,6 @@ void Simulator::selectRrzo(const SessionSpec& session, SensorRun& run,
                            const BuiltConfiguration& configuration) {
     hostplatform::State& state = hostplatform::state();
     const size_t logMark = state.recorded.androidLog.size();
-    takeRecordedReads();
     StreamRecord record;
     record.ratioA = session.hal.ratioA;
     record.ratioC = session.hal.ratioC;
@@ -674,10 +660,10 @@ void Simulator::selectRrzo(const SessionSpec& session, SensorRun& run,
     run.rrzoSize = outSize;
     run.rrzoNotes = mEvaluator.takeNotes();
     run.rrzoLog = takeAndroidLog(logMark);
-    run.rrzoRowReads = takeRecordedReads();
+    run.rrzoRowReads = hostconfig::takeRowReads();
     std::string table;
     run.rrzoDecidedBy = rrzoExplanation(run.rrzoLog, table);
-    if (!table.empty()) run.rrzoMatch = matchedRow(table, hostconfig::takeRowReads(), configName());
+    if (!table.empty()) run.rrzoMatch = matchedRow(table, run.rrzoRowReads, configName());
 }
 
 SessionRun Simulator::run(const SessionSpec& session) {

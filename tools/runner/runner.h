@@ -109,10 +109,10 @@ struct SensorRun {
     // about this sensor's decision.
     std::vector<LogLine> errors;
     std::vector<Warning> warnings;
-    // The configuration rows the setting call and the RRZO calls read, in order, when the store
-    // records its calls (hostconfig::setRecording(true)); empty otherwise. Coverage reads them.
-    std::vector<hostconfig::StoreCall> settingRowReads;
-    std::vector<hostconfig::StoreCall> rrzoRowReads;
+    // The configuration rows the setting call and the RRZO calls read, in order, with their status
+    // and line: the matched row is found among them, and coverage counts them.
+    std::vector<hostconfig::RowRead> settingRowReads;
+    std::vector<hostconfig::RowRead> rrzoRowReads;
 };
 
 struct SessionRun {
@@ -150,7 +150,7 @@ private:
                        const BuiltConfiguration& configuration);
     void selectRrzo(const SessionSpec& session, SensorRun& run,
                     const BuiltConfiguration& configuration);
-    void explainSetting(SensorRun& run, const std::vector<hostconfig::RowRead>& reads) const;
+    void explainSetting(SensorRun& run) const;
     void reviewSensor(const SessionSpec& session, SensorRun& run) const;
 
     const DeviceProfile* mDevice;
