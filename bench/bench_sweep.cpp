@@ -8,6 +8,7 @@
 
 #include <ostream>
 #include <streambuf>
+#include <string>
 
 #include "device_profile.h"
 #include "host_config_store.h"
@@ -54,10 +55,15 @@ void timeSweepPoints(benchmark::State& state, bool withCsv) {
     NullBuffer discard;
     std::ostream out(&discard);
     auto csv = custsim::makeCsvWriter(out, fixture.device, fixture.sweep);
+    std::string rows;
     uint64_t index = 0;
     for (auto _ : state) {
         const custsim::SweepPoint point = custsim::runSweepPoint(simulator, fixture.sweep, index);
-        if (withCsv) csv->point(point);
+        if (withCsv) {
+            rows.clear();
+            csv->encode(point, rows);
+            csv->write(index, rows);
+        }
         benchmark::DoNotOptimize(point.sensors.data());
         index = (index + 1) % fixture.sweep.points;
     }

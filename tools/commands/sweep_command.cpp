@@ -242,23 +242,20 @@ int runAndReport(const SweepOptions& options, const DeviceProfile& device, const
             return kExitInputError;
         }
     }
-    std::vector<std::unique_ptr<SweepWriter>> writers;
+    std::vector<std::unique_ptr<SweepOutput>> writers;
     if (options.csv) writers.push_back(makeCsvWriter(out, device, sweep));
     if (options.json) writers.push_back(makeJsonWriter(out, device, sweep));
     if (!options.csv && !options.json)
         writers.push_back(makeSummaryWriter(out, device, sweep, axes.x));
     if (page.is_open()) writers.push_back(makeHtmlWriter(page, device, sweep, axes));
+    std::vector<SweepOutput*> outputs;
+    for (auto& writer : writers) outputs.push_back(writer.get());
 
     Progress progress(&err == &std::cerr && isatty(STDERR_FILENO) == 1, sweep.points);
-    uint64_t done = 0;
     std::string error;
     const bool ok = runSweep(
-        device, sweep, options.jobs != 0 ? options.jobs : defaultJobs(),
-        [&](const SweepPoint& point) {
-            for (auto& writer : writers) writer->point(point);
-            progress.update(++done);
-        },
-        error);
+        device, sweep, options.jobs != 0 ? options.jobs : defaultJobs(), outputs,
+        [&](uint64_t done) { progress.update(done); }, error);
     if (!ok) {
         if (page.is_open()) std::remove(partial.c_str());
         err << "custpolicy: " << error << "; the output is incomplete\n";

@@ -5,31 +5,43 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "device_profile.h"
 #include "sweep_file.h"
 #include "sweep_runner.h"
 
-// The outputs of a sweep. CSV and JSON are written point by point as the points arrive, so their
-// memory does not grow with the number of points; the map page and the summary count as they go
-// and are written at the end.
+// The outputs of a sweep. CSV and JSON rows are made in the workers and written point by point as
+// they arrive, so their memory does not grow with the number of points; the map page and the
+// summary count as they go and are written at the end.
 namespace custsim {
 
-// Receives the points of a sweep in order.
-class SweepWriter {
+// An output that reads whole points (a map, a summary): the point travels from the worker as
+// plain fields and is read back here, in point order.
+class PointOutput : public SweepOutput {
 public:
-    virtual ~SweepWriter() = default;
+    void encode(const SweepPoint& point, std::string& bytes) const final {
+        encodePoint(point, bytes);
+    }
+    bool write(uint64_t, std::string_view bytes) final {
+        if (!decodePoint(bytes, mPoint)) return false;
+        point(mPoint);
+        return true;
+    }
+
+protected:
     virtual void point(const SweepPoint& point) = 0;
-    // Called once after the last point.
-    virtual void finish() = 0;
+
+private:
+    SweepPoint mPoint;
 };
 
 // One row per point and sensor (docs/sweep.md lists the columns).
-std::unique_ptr<SweepWriter> makeCsvWriter(std::ostream& out, const DeviceProfile& device,
+std::unique_ptr<SweepOutput> makeCsvWriter(std::ostream& out, const DeviceProfile& device,
                                            const SweepSpec& sweep);
 // One JSON document (docs/sweep.md documents it).
-std::unique_ptr<SweepWriter> makeJsonWriter(std::ostream& out, const DeviceProfile& device,
+std::unique_ptr<SweepOutput> makeJsonWriter(std::ostream& out, const DeviceProfile& device,
                                             const SweepSpec& sweep);
 
 // The axes the map draws across (x) and down (y); y is -1 for a sweep of one axis.
@@ -39,12 +51,12 @@ struct MapAxes {
 };
 
 // The self-contained HTML page of maps, one per sensor.
-std::unique_ptr<SweepWriter> makeHtmlWriter(std::ostream& out, const DeviceProfile& device,
+std::unique_ptr<SweepOutput> makeHtmlWriter(std::ostream& out, const DeviceProfile& device,
                                             const SweepSpec& sweep, MapAxes axes);
 
 // Points per decided mode, per sensor, printed as a table when the sweep ends, followed by the
 // points where the mode changes from one value of axis `alongAxis` to the next (none when -1).
-std::unique_ptr<SweepWriter> makeSummaryWriter(std::ostream& out, const DeviceProfile& device,
+std::unique_ptr<SweepOutput> makeSummaryWriter(std::ostream& out, const DeviceProfile& device,
                                                const SweepSpec& sweep, int32_t alongAxis);
 
 // "55.6%": count / total in tenths of a percent, in integers so that every toolchain prints the

@@ -248,7 +248,7 @@ const char kPageScript[] = R"HTML(<script>
 </html>
 )HTML";
 
-class HtmlWriter : public SweepWriter {
+class HtmlWriter : public PointOutput {
 public:
     HtmlWriter(std::ostream& out, const DeviceProfile& device, const SweepSpec& sweep, MapAxes axes)
         : mOut(out), mDevice(device), mSweep(sweep), mAxes(axes) {}
@@ -421,7 +421,7 @@ private:
 
 }  // namespace
 
-std::unique_ptr<SweepWriter> makeHtmlWriter(std::ostream& out, const DeviceProfile& device,
+std::unique_ptr<SweepOutput> makeHtmlWriter(std::ostream& out, const DeviceProfile& device,
                                             const SweepSpec& sweep, MapAxes axes) {
     return std::make_unique<HtmlWriter>(out, device, sweep, axes);
 }

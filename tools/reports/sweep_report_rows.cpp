@@ -42,7 +42,7 @@ std::string sensorName(const DeviceProfile& device, int32_t index) {
     return sensor != nullptr ? sensor->name : "";
 }
 
-class CsvWriter : public SweepWriter {
+class CsvWriter : public SweepOutput {
 public:
     CsvWriter(std::ostream& out, const DeviceProfile& device, const SweepSpec& sweep)
         : mOut(out), mDevice(device), mSweep(sweep) {
@@ -53,39 +53,42 @@ public:
                 "match_table,match_locale,match_key,match_file,match_line,message,warnings\n";
     }
 
-    // Each row is put together in one string and written at once: a stream insertion per field
-    // would cost more than the point's decision.
-    void point(const SweepPoint& point) override {
+    // The point's rows, one per sensor.
+    void encode(const SweepPoint& point, std::string& rows) const override {
         const std::vector<size_t> values = mSweep.coordinates(point.index);
         std::string axes = std::to_string(point.index);
         for (size_t i = 0; i < values.size(); ++i)
             axes += "," + csvField(mSweep.axes[i].label(values[i]));
         for (const SweepOutcome& o : point.sensors) {
-            mRow = axes;
-            appendFields(mRow,
+            rows += axes;
+            appendFields(rows,
                          {std::to_string(o.sensorIdx), csvField(sensorName(mDevice, o.sensorIdx)),
                           o.decided ? "true" : "false"});
             if (o.decided) {
-                appendFields(mRow, {std::to_string(o.scenario), std::to_string(o.fps),
+                appendFields(rows, {std::to_string(o.scenario), std::to_string(o.fps),
                                     std::to_string(o.sensorSize.w), std::to_string(o.sensorSize.h),
                                     std::to_string(o.rawFormatType)});
             } else {
-                mRow += ",,,,,";
+                rows += ",,,,,";
             }
-            appendFields(mRow, {std::to_string(o.rrzoSize.w), std::to_string(o.rrzoSize.h),
+            appendFields(rows, {std::to_string(o.rrzoSize.w), std::to_string(o.rrzoSize.h),
                                 hexText(o.seamlessFlags),
                                 o.seamlessScenario >= 0 ? std::to_string(o.seamlessScenario) : ""});
             if (o.match) {
-                appendFields(mRow, {csvField(o.match->table), csvField(o.match->locale),
+                appendFields(rows, {csvField(o.match->table), csvField(o.match->locale),
                                     csvField(o.match->key), csvField(o.match->file),
                                     std::to_string(o.match->line)});
             } else {
-                mRow += ",,,,,";
+                rows += ",,,,,";
             }
-            appendFields(mRow, {csvField(o.message), csvField(joined(o.warnings, "; "))});
-            mRow += '\n';
-            mOut.write(mRow.data(), static_cast<std::streamsize>(mRow.size()));
+            appendFields(rows, {csvField(o.message), csvField(joined(o.warnings, "; "))});
+            rows += '\n';
         }
+    }
+
+    bool write(uint64_t, std::string_view rows) override {
+        mOut.write(rows.data(), static_cast<std::streamsize>(rows.size()));
+        return true;
     }
 
     void finish() override { mOut.flush(); }
@@ -94,10 +97,12 @@ private:
     std::ostream& mOut;
     const DeviceProfile& mDevice;
     const SweepSpec& mSweep;
-    std::string mRow;
 };
 
-class JsonWriter : public SweepWriter {
+// "null", or the value as JSON.
+std::string jsonOrNull(bool present, const std::string& json) { return present ? json : "null"; }
+
+class JsonWriter : public SweepOutput {
 public:
     JsonWriter(std::ostream& out, const DeviceProfile& device, const SweepSpec& sweep)
         : mOut(out), mDevice(device), mSweep(sweep) {
@@ -116,7 +121,8 @@ public:
         mOut << "\n],\n\"points\": " << mSweep.points << ",\n\"results\": [";
     }
 
-    void point(const SweepPoint& point) override {
+    // The point's results, one per sensor, separated as in the array.
+    void encode(const SweepPoint& point, std::string& results) const override {
         const std::vector<size_t> values = mSweep.coordinates(point.index);
         std::string axes = "{";
         for (size_t i = 0; i < values.size(); ++i) {
@@ -124,41 +130,49 @@ public:
                     jsonString(mSweep.axes[i].label(values[i]));
         }
         axes += "}";
+        bool first = true;
         for (const SweepOutcome& o : point.sensors) {
-            mOut << (mFirst ? "\n" : ",\n") << "  {\"point\": " << point.index
-                 << ", \"axes\": " << axes << ", \"sensor\": " << o.sensorIdx
-                 << ", \"sensor_name\": " << jsonString(sensorName(mDevice, o.sensorIdx))
-                 << ", \"decided\": " << (o.decided ? "true" : "false") << ", \"setting\": ";
-            if (o.decided) {
-                mOut << "{\"scenario\": " << o.scenario << ", \"fps\": " << o.fps
-                     << ", \"sensor_size\": [" << o.sensorSize.w << ", " << o.sensorSize.h
-                     << "], \"raw_format_type\": " << o.rawFormatType << "}";
-            } else {
-                mOut << "null";
-            }
-            mOut << ", \"rrzo\": [" << o.rrzoSize.w << ", " << o.rrzoSize.h
-                 << "], \"seamless_flags\": " << o.seamlessFlags << ", \"seamless_scenario\": ";
-            if (o.seamlessScenario >= 0) {
-                mOut << o.seamlessScenario;
-            } else {
-                mOut << "null";
-            }
-            mOut << ", \"match\": ";
+            results += first ? "" : ",\n";
+            first = false;
+            results += "  {\"point\": " + std::to_string(point.index) + ", \"axes\": " + axes +
+                       ", \"sensor\": " + std::to_string(o.sensorIdx) +
+                       ", \"sensor_name\": " + jsonString(sensorName(mDevice, o.sensorIdx)) +
+                       ", \"decided\": " + (o.decided ? "true" : "false") + ", \"setting\": ";
+            results += jsonOrNull(o.decided, "{\"scenario\": " + std::to_string(o.scenario) +
+                                                 ", \"fps\": " + std::to_string(o.fps) +
+                                                 ", \"sensor_size\": [" +
+                                                 std::to_string(o.sensorSize.w) + ", " +
+                                                 std::to_string(o.sensorSize.h) +
+                                                 "], \"raw_format_type\": " +
+                                                 std::to_string(o.rawFormatType) + "}");
+            results += ", \"rrzo\": [" + std::to_string(o.rrzoSize.w) + ", " +
+                       std::to_string(o.rrzoSize.h) +
+                       "], \"seamless_flags\": " + std::to_string(o.seamlessFlags) +
+                       ", \"seamless_scenario\": " +
+                       jsonOrNull(o.seamlessScenario >= 0, std::to_string(o.seamlessScenario)) +
+                       ", \"match\": ";
             if (o.match) {
-                mOut << "{\"table\": " << jsonString(o.match->table)
-                     << ", \"locale\": " << jsonString(o.match->locale)
-                     << ", \"key\": " << jsonString(o.match->key)
-                     << ", \"file\": " << jsonString(o.match->file)
-                     << ", \"line\": " << o.match->line << "}";
+                results += "{\"table\": " + jsonString(o.match->table) +
+                           ", \"locale\": " + jsonString(o.match->locale) +
+                           ", \"key\": " + jsonString(o.match->key) +
+                           ", \"file\": " + jsonString(o.match->file) +
+                           ", \"line\": " + std::to_string(o.match->line) + "}";
             } else {
-                mOut << "null";
+                results += "null";
             }
-            mOut << ", \"message\": " << jsonString(o.message) << ", \"warnings\": [";
+            results += ", \"message\": " + jsonString(o.message) + ", \"warnings\": [";
             for (size_t w = 0; w < o.warnings.size(); ++w)
-                mOut << (w == 0 ? "" : ", ") << jsonString(o.warnings[w]);
-            mOut << "]}";
-            mFirst = false;
+                results += (w == 0 ? "" : ", ") + jsonString(o.warnings[w]);
+            results += "]}";
         }
+    }
+
+    bool write(uint64_t, std::string_view results) override {
+        if (results.empty()) return true;
+        mOut << (mFirst ? "\n" : ",\n");
+        mOut.write(results.data(), static_cast<std::streamsize>(results.size()));
+        mFirst = false;
+        return true;
     }
 
     void finish() override {
@@ -175,12 +189,12 @@ private:
 
 }  // namespace
 
-std::unique_ptr<SweepWriter> makeCsvWriter(std::ostream& out, const DeviceProfile& device,
+std::unique_ptr<SweepOutput> makeCsvWriter(std::ostream& out, const DeviceProfile& device,
                                            const SweepSpec& sweep) {
     return std::make_unique<CsvWriter>(out, device, sweep);
 }
 
-std::unique_ptr<SweepWriter> makeJsonWriter(std::ostream& out, const DeviceProfile& device,
+std::unique_ptr<SweepOutput> makeJsonWriter(std::ostream& out, const DeviceProfile& device,
                                             const SweepSpec& sweep) {
     return std::make_unique<JsonWriter>(out, device, sweep);
 }

@@ -18,7 +18,7 @@ std::string shortModeName(int32_t scenario) {
     return scenario < 0 ? "no decision" : "scenario " + std::to_string(scenario);
 }
 
-class SummaryWriter : public SweepWriter {
+class SummaryWriter : public PointOutput {
 public:
     SummaryWriter(std::ostream& out, const DeviceProfile& device, const SweepSpec& sweep,
                   int32_t alongAxis)
@@ -143,7 +143,7 @@ std::string ModeCounts::modeName(const DeviceProfile& device, int32_t sensor,
            " fps (not a mode of the sensor)";
 }
 
-std::unique_ptr<SweepWriter> makeSummaryWriter(std::ostream& out, const DeviceProfile& device,
+std::unique_ptr<SweepOutput> makeSummaryWriter(std::ostream& out, const DeviceProfile& device,
                                                const SweepSpec& sweep, int32_t alongAxis) {
     return std::make_unique<SummaryWriter>(out, device, sweep, alongAxis);
 }

@@ -18,8 +18,8 @@ namespace {
 
 // Exit status of a worker that failed inside (its reason is on standard error).
 constexpr int kWorkerFailed = 3;
-// How much of a worker's pipe the parent reads at once.
-constexpr size_t kReadChunk = 64 * 1024;
+// How much a worker writes to its pipe at once, and the parent reads: a pipe's capacity.
+constexpr size_t kPipeChunk = 64 * 1024;
 // A record larger than this is not one a worker wrote: the stream is corrupt.
 constexpr uint32_t kMaxRecordBytes = 64 * 1024 * 1024;
 
@@ -27,37 +27,37 @@ constexpr uint32_t kMaxRecordBytes = 64 * 1024 * 1024;
 // machine's own byte order (both ends are the same program on the same machine).
 class Encoder {
 public:
+    explicit Encoder(std::string& bytes) : mBytes(bytes) {}
     template <typename T>
     void put(T value) {
         static_assert(std::is_trivially_copyable_v<T>);
-        const auto* bytes = reinterpret_cast<const char*>(&value);
-        mBytes.append(bytes, sizeof(T));
+        mBytes.append(reinterpret_cast<const char*>(&value), sizeof(T));
     }
     void put(const std::string& text) {
         put(static_cast<uint32_t>(text.size()));
         mBytes += text;
     }
-    // The record: its length, then its bytes.
-    std::string take() {
-        std::string record;
-        const auto length = static_cast<uint32_t>(mBytes.size());
-        record.append(reinterpret_cast<const char*>(&length), sizeof(length));
-        record += mBytes;
-        mBytes.clear();
-        return record;
+    // A length to be filled in once what it counts has been appended.
+    size_t reserveLength() {
+        put(uint32_t{0});
+        return mBytes.size();
+    }
+    void fillLength(size_t from) {
+        const auto length = static_cast<uint32_t>(mBytes.size() - from);
+        std::memcpy(mBytes.data() + from - sizeof(length), &length, sizeof(length));
     }
 
 private:
-    std::string mBytes;
+    std::string& mBytes;
 };
 
 class Decoder {
 public:
-    explicit Decoder(const std::string& bytes) : mBytes(bytes) {}
+    explicit Decoder(std::string_view bytes) : mBytes(bytes) {}
     template <typename T>
     T get() {
         T value{};
-        if (mAt + sizeof(T) > mBytes.size()) {
+        if (mBytes.size() - mAt < sizeof(T)) {
             mBad = true;
             return value;
         }
@@ -65,87 +65,48 @@ public:
         mAt += sizeof(T);
         return value;
     }
-    std::string text() {
+    std::string_view bytes() {
         const auto size = get<uint32_t>();
-        if (mBad || mAt + size > mBytes.size()) {
+        if (mBad || mBytes.size() - mAt < size) {
             mBad = true;
             return {};
         }
-        std::string value = mBytes.substr(mAt, size);
+        const std::string_view value = mBytes.substr(mAt, size);
         mAt += size;
         return value;
     }
+    std::string text() { return std::string(bytes()); }
     bool bad() const { return mBad; }
     bool ok() const { return !mBad && mAt == mBytes.size(); }
 
 private:
-    const std::string& mBytes;
+    std::string_view mBytes;
     size_t mAt = 0;
     bool mBad = false;
 };
 
-std::string encodePoint(const SweepPoint& point) {
-    Encoder out;
+// A worker's record of one point: the point's index, then what each output made of it.
+void encodeRecord(const std::vector<SweepOutput*>& outputs, const SweepPoint& point,
+                  std::string& bytes) {
+    Encoder out(bytes);
+    const size_t record = out.reserveLength();
     out.put(point.index);
-    out.put(static_cast<uint32_t>(point.sensors.size()));
-    for (const SweepOutcome& o : point.sensors) {
-        out.put(o.sensorIdx);
-        out.put(o.decided);
-        out.put(o.scenario);
-        out.put(o.fps);
-        out.put(o.sensorSize.w);
-        out.put(o.sensorSize.h);
-        out.put(o.rawFormatType);
-        out.put(o.rrzoSize.w);
-        out.put(o.rrzoSize.h);
-        out.put(o.seamlessFlags);
-        out.put(o.seamlessScenario);
-        out.put(o.match.has_value());
-        if (o.match) {
-            out.put(o.match->table);
-            out.put(o.match->locale);
-            out.put(o.match->key);
-            out.put(o.match->file);
-            out.put(o.match->line);
-        }
-        out.put(o.message);
-        out.put(static_cast<uint32_t>(o.warnings.size()));
-        for (const std::string& warning : o.warnings) out.put(warning);
+    for (const SweepOutput* output : outputs) {
+        const size_t part = out.reserveLength();
+        output->encode(point, bytes);
+        out.fillLength(part);
     }
-    return out.take();
+    out.fillLength(record);
 }
 
-bool decodePoint(const std::string& bytes, SweepPoint& point) {
-    Decoder in(bytes);
-    point.index = in.get<uint64_t>();
-    const auto sensors = in.get<uint32_t>();
-    point.sensors.clear();
-    for (uint32_t i = 0; i < sensors && !in.bad(); ++i) {
-        SweepOutcome o;
-        o.sensorIdx = in.get<int32_t>();
-        o.decided = in.get<bool>();
-        o.scenario = in.get<int32_t>();
-        o.fps = in.get<uint32_t>();
-        o.sensorSize.w = in.get<int32_t>();
-        o.sensorSize.h = in.get<int32_t>();
-        o.rawFormatType = in.get<uint32_t>();
-        o.rrzoSize.w = in.get<int32_t>();
-        o.rrzoSize.h = in.get<int32_t>();
-        o.seamlessFlags = in.get<uint32_t>();
-        o.seamlessScenario = in.get<int64_t>();
-        if (in.get<bool>()) {
-            MatchedRow row;
-            row.table = in.text();
-            row.locale = in.text();
-            row.key = in.text();
-            row.file = in.text();
-            row.line = in.get<int32_t>();
-            o.match = std::move(row);
-        }
-        o.message = in.text();
-        const auto warnings = in.get<uint32_t>();
-        for (uint32_t w = 0; w < warnings && !in.bad(); ++w) o.warnings.push_back(in.text());
-        point.sensors.push_back(std::move(o));
+// Hands a record's parts to the outputs; false when the record is garbled or of another point.
+bool writeRecord(const std::vector<SweepOutput*>& outputs, std::string_view record,
+                 uint64_t expected) {
+    Decoder in(record);
+    if (in.get<uint64_t>() != expected) return false;
+    for (SweepOutput* output : outputs) {
+        const std::string_view part = in.bytes();
+        if (in.bad() || !output->write(expected, part)) return false;
     }
     return in.ok();
 }
@@ -165,13 +126,14 @@ bool writeAll(int fd, const std::string& bytes) {
 class RecordReader {
 public:
     explicit RecordReader(int fd) : mFd(fd) {}
-    // False at the end of the stream or on a read error.
-    bool next(std::string& record) {
+    // The next record, valid until the next call. False at the end of the stream or on a read
+    // error.
+    bool next(std::string_view& record) {
         uint32_t length = 0;
         if (!fill(sizeof(length))) return false;
         std::memcpy(&length, mBuffer.data() + mAt, sizeof(length));
         if (length > kMaxRecordBytes || !fill(sizeof(length) + length)) return false;
-        record.assign(mBuffer, mAt + sizeof(length), length);
+        record = std::string_view(mBuffer).substr(mAt + sizeof(length), length);
         mAt += sizeof(length) + length;
         return true;
     }
@@ -182,7 +144,7 @@ private:
             mBuffer.erase(0, mAt);
             mAt = 0;
         }
-        char chunk[kReadChunk];
+        char chunk[kPipeChunk];
         while (mBuffer.size() - mAt < needed) {
             const ssize_t n = read(mFd, chunk, sizeof(chunk));
             if (n < 0 && errno == EINTR) continue;
@@ -197,16 +159,22 @@ private:
     size_t mAt = 0;
 };
 
-// The body of worker `worker` of `jobs`: every jobs-th point from its own, written to `fd`.
-[[noreturn]] void workerMain(const DeviceProfile& device, const SweepSpec& sweep, unsigned worker,
+// The body of worker `worker` of `jobs`: every jobs-th point from its own, its records written to
+// `fd` a pipe's worth at a time.
+[[noreturn]] void workerMain(const DeviceProfile& device, const SweepSpec& sweep,
+                             const std::vector<SweepOutput*>& outputs, unsigned worker,
                              unsigned jobs, int fd) {
     try {
         Simulator simulator(device);
         simulator.setUnifiedLog(false);
+        std::string pending;
         for (uint64_t index = worker; index < sweep.points; index += jobs) {
-            if (!writeAll(fd, encodePoint(runSweepPoint(simulator, sweep, index))))
-                _exit(kWorkerFailed);
+            encodeRecord(outputs, runSweepPoint(simulator, sweep, index), pending);
+            if (pending.size() < kPipeChunk) continue;
+            if (!writeAll(fd, pending)) _exit(kWorkerFailed);
+            pending.clear();
         }
+        if (!writeAll(fd, pending)) _exit(kWorkerFailed);
     } catch (const std::exception& e) {
         std::fprintf(stderr, "custpolicy: sweep worker %u: %s\n", worker + 1, e.what());
         _exit(kWorkerFailed);
@@ -230,8 +198,8 @@ public:
         }
     }
 
-    bool start(const DeviceProfile& device, const SweepSpec& sweep, unsigned jobs,
-               std::string& error) {
+    bool start(const DeviceProfile& device, const SweepSpec& sweep,
+               const std::vector<SweepOutput*>& outputs, unsigned jobs, std::string& error) {
         // Whatever the parent has buffered must not be written again by a child.
         std::fflush(nullptr);
         for (unsigned k = 0; k < jobs; ++k) {
@@ -250,7 +218,7 @@ public:
             if (pid == 0) {
                 close(fds[0]);
                 for (const Worker& earlier : mWorkers) close(earlier.fd);
-                workerMain(device, sweep, k, jobs, fds[1]);
+                workerMain(device, sweep, outputs, k, jobs, fds[1]);
             }
             close(fds[1]);
             mWorkers.push_back({pid, fds[0], RecordReader(fds[0])});
@@ -258,7 +226,7 @@ public:
         return true;
     }
 
-    bool next(unsigned worker, std::string& record) { return mWorkers[worker].reader.next(record); }
+    bool next(unsigned worker, std::string_view& record) { return mWorkers[worker].reader.next(record); }
 
     // Waits for every worker; false with `error` naming the first that did not end well.
     bool finish(std::string& error) {
@@ -307,15 +275,88 @@ private:
     std::vector<Worker> mWorkers;
 };
 
-bool runInProcess(const DeviceProfile& device, const SweepSpec& sweep, const SweepSink& sink) {
+void runInProcess(const DeviceProfile& device, const SweepSpec& sweep,
+                  const std::vector<SweepOutput*>& outputs, const SweepProgress& progress) {
     Simulator simulator(device);
     simulator.setUnifiedLog(false);
-    for (uint64_t index = 0; index < sweep.points; ++index)
-        sink(runSweepPoint(simulator, sweep, index));
-    return true;
+    std::string bytes;
+    for (uint64_t index = 0; index < sweep.points; ++index) {
+        const SweepPoint point = runSweepPoint(simulator, sweep, index);
+        for (SweepOutput* output : outputs) {
+            bytes.clear();
+            output->encode(point, bytes);
+            output->write(index, bytes);
+        }
+        progress(index + 1);
+    }
 }
 
 }  // namespace
+
+void encodePoint(const SweepPoint& point, std::string& bytes) {
+    Encoder out(bytes);
+    out.put(point.index);
+    out.put(static_cast<uint32_t>(point.sensors.size()));
+    for (const SweepOutcome& o : point.sensors) {
+        out.put(o.sensorIdx);
+        out.put(o.decided);
+        out.put(o.scenario);
+        out.put(o.fps);
+        out.put(o.sensorSize.w);
+        out.put(o.sensorSize.h);
+        out.put(o.rawFormatType);
+        out.put(o.rrzoSize.w);
+        out.put(o.rrzoSize.h);
+        out.put(o.seamlessFlags);
+        out.put(o.seamlessScenario);
+        out.put(o.match.has_value());
+        if (o.match) {
+            out.put(o.match->table);
+            out.put(o.match->locale);
+            out.put(o.match->key);
+            out.put(o.match->file);
+            out.put(o.match->line);
+        }
+        out.put(o.message);
+        out.put(static_cast<uint32_t>(o.warnings.size()));
+        for (const std::string& warning : o.warnings) out.put(warning);
+    }
+}
+
+bool decodePoint(std::string_view bytes, SweepPoint& point) {
+    Decoder in(bytes);
+    point.index = in.get<uint64_t>();
+    const auto sensors = in.get<uint32_t>();
+    point.sensors.clear();
+    for (uint32_t i = 0; i < sensors && !in.bad(); ++i) {
+        SweepOutcome o;
+        o.sensorIdx = in.get<int32_t>();
+        o.decided = in.get<bool>();
+        o.scenario = in.get<int32_t>();
+        o.fps = in.get<uint32_t>();
+        o.sensorSize.w = in.get<int32_t>();
+        o.sensorSize.h = in.get<int32_t>();
+        o.rawFormatType = in.get<uint32_t>();
+        o.rrzoSize.w = in.get<int32_t>();
+        o.rrzoSize.h = in.get<int32_t>();
+        o.seamlessFlags = in.get<uint32_t>();
+        o.seamlessScenario = in.get<int64_t>();
+        if (in.get<bool>()) {
+            MatchedRow row;
+            row.table = in.text();
+            row.locale = in.text();
+            row.key = in.text();
+            row.file = in.text();
+            row.line = in.get<int32_t>();
+            o.match = std::move(row);
+        }
+        o.message = in.text();
+        const auto warnings = in.get<uint32_t>();
+        for (uint32_t w = 0; w < warnings && !in.bad(); ++w) o.warnings.push_back(in.text());
+        point.sensors.push_back(std::move(o));
+    }
+    return in.ok();
+}
 
 std::vector<std::string> decisionWarnings(const std::vector<Warning>& warnings) {
     std::vector<std::string> texts;
@@ -363,25 +404,28 @@ SweepOutcome outcomeOf(const SensorRun& run) {
 }
 
 bool runSweep(const DeviceProfile& device, const SweepSpec& sweep, unsigned jobs,
-              const SweepSink& sink, std::string& error) {
-    if (jobs <= 1 || sweep.points <= 1) return runInProcess(device, sweep, sink);
+              const std::vector<SweepOutput*>& outputs, const SweepProgress& progress,
+              std::string& error) {
+    if (jobs <= 1 || sweep.points <= 1) {
+        runInProcess(device, sweep, outputs, progress);
+        return true;
+    }
     if (jobs > sweep.points) jobs = static_cast<unsigned>(sweep.points);
     Workers workers;
-    if (!workers.start(device, sweep, jobs, error)) return false;
-    std::string record;
-    SweepPoint point;
+    if (!workers.start(device, sweep, outputs, jobs, error)) return false;
+    std::string_view record;
     for (uint64_t index = 0; index < sweep.points; ++index) {
         const auto worker = static_cast<unsigned>(index % jobs);
         if (!workers.next(worker, record)) {
             error = workers.failure(worker, index);
             return false;
         }
-        if (!decodePoint(record, point) || point.index != index) {
+        if (!writeRecord(outputs, record, index)) {
             error = "sweep worker " + std::to_string(worker + 1) +
                     " sent a garbled record for point " + std::to_string(index);
             return false;
         }
-        sink(point);
+        progress(index + 1);
     }
     return workers.finish(error);
 }

@@ -4,6 +4,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "device_profile.h"
@@ -48,13 +49,36 @@ SweepOutcome outcomeOf(const SensorRun& run);
 // Warnings as the sweep's outputs print them: "code: message".
 std::vector<std::string> decisionWarnings(const std::vector<Warning>& warnings);
 
-// Receives each point's outcome, in point order.
-using SweepSink = std::function<void(const SweepPoint&)>;
+// What an output of a sweep makes of a point, in two halves, so that the formatting is spread over
+// the workers with the points: `encode` runs where the point ran (a worker process, or this one
+// with one job) and turns the point into the bytes the output needs; `write` runs in this process,
+// in point order, with those bytes. A row format encodes its finished rows, so that this process
+// only copies them; an output that needs the whole sweep (a map, a summary) encodes the point
+// itself (encodePoint) and decodes it when it is written (decodePoint).
+class SweepOutput {
+public:
+    virtual ~SweepOutput() = default;
+    // Appends to `bytes`. Called in a worker, on the worker's copy of the output: it must not rely
+    // on anything `write` changes.
+    virtual void encode(const SweepPoint& point, std::string& bytes) const = 0;
+    // False when the bytes are not what `encode` made.
+    virtual bool write(uint64_t index, std::string_view bytes) = 0;
+    // Called once after the last point.
+    virtual void finish() = 0;
+};
 
-// Runs the sweep over `jobs` workers (1: in this process). The configuration store must hold the
-// device's tables. False, with `error` set, when a worker failed; the points before it have been
-// handed to the sink.
+// The point as plain fields, and back; false when the bytes are not a point.
+void encodePoint(const SweepPoint& point, std::string& bytes);
+bool decodePoint(std::string_view bytes, SweepPoint& point);
+
+// Told the number of points written so far, after each point.
+using SweepProgress = std::function<void(uint64_t done)>;
+
+// Runs the sweep over `jobs` workers (1: in this process) and hands every point to every output,
+// in point order. The configuration store must hold the device's tables. False, with `error` set,
+// when a worker failed; the points before it have been written.
 bool runSweep(const DeviceProfile& device, const SweepSpec& sweep, unsigned jobs,
-              const SweepSink& sink, std::string& error);
+              const std::vector<SweepOutput*>& outputs, const SweepProgress& progress,
+              std::string& error);
 
 }  // namespace custsim
