@@ -51,7 +51,7 @@ void timeSweepPoints(benchmark::State& state, bool withCsv) {
         return;
     }
     custsim::Simulator simulator(fixture.device);
-    simulator.setUnifiedLog(false);
+    custsim::configureForSweep(simulator);
     NullBuffer discard;
     std::ostream out(&discard);
     auto csv = custsim::makeCsvWriter(out, fixture.device, fixture.sweep);

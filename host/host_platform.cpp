@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "platform/PolicyTypes.h"
 #include "platform/SensorServices.h"
@@ -104,7 +105,12 @@ State& state() {
 SensorFacts& sensor(int32_t sensorIdx) { return state().sensors[sensorIdx]; }
 
 void reset() {
+    // The log record keeps its storage: a tool resets before every session, and would otherwise
+    // grow it again from nothing each time.
+    std::vector<LogRecord> androidLog = std::move(state().recorded.androidLog);
+    androidLog.clear();
     state() = State();
+    state().recorded.androidLog = std::move(androidLog);
     using NSCam::Utils::ULog::ULogger;
     ULogger::sDetailsLevel = kDefaultDetailsLevel;
     ULogger::sNormalDetailsMask = kDefaultDetailsMask;

@@ -218,11 +218,14 @@ bool contains(const std::string& text, const char* marker) {
     return text.find(marker) != std::string::npos;
 }
 
+// The records from `from` on; their texts move out of the platform's record, which nothing else
+// reads.
 std::vector<LogLine> takeAndroidLog(size_t from) {
     std::vector<LogLine> lines;
-    const auto& log = hostplatform::state().recorded.androidLog;
+    auto& log = hostplatform::state().recorded.androidLog;
+    if (from < log.size()) lines.reserve(log.size() - from);
     for (size_t i = from; i < log.size(); ++i)
-        lines.push_back({log[i].priorityOrLevel, log[i].tag, log[i].text});
+        lines.push_back({log[i].priorityOrLevel, std::move(log[i].tag), std::move(log[i].text)});
     return lines;
 }
 
@@ -534,7 +537,7 @@ int32_t Simulator::thirdCapAnswer(const SessionSpec& session, int32_t sensorIdx)
 
 void Simulator::selectSetting(const SessionSpec& session, SensorRun& run,
                               const BuiltConfiguration& configuration) {
-    run.facts = matchFacts(session, configuration, run.sensorIdx);
+    if (!mOutcomeOnly) run.facts = matchFacts(session, configuration, run.sensorIdx);
     hostplatform::State& state = hostplatform::state();
     const size_t logMark = state.recorded.androidLog.size();
     const size_t seamlessMark = state.recorded.seamless.size();
@@ -570,13 +573,15 @@ void Simulator::selectSetting(const SessionSpec& session, SensorRun& run,
         if (static_cast<int32_t>(call.sensorIdx) == run.sensorIdx)
             run.seamlessScenario = call.scenario;
     }
-    for (size_t i = thirdCapMark; i < state.recorded.thirdCap.size(); ++i) {
+    for (size_t i = thirdCapMark; i < state.recorded.thirdCap.size() && !mOutcomeOnly; ++i) {
         const auto& call = state.recorded.thirdCap[i];
         run.notes.push_back("third-party capability manager asked for camera \"" + call.camName +
                             "\", activity \"" + call.activityName + "\": answered " +
                             std::to_string(state.thirdCap.answer));
     }
-    for (std::string& note : mEvaluator.takeNotes()) run.notes.push_back(std::move(note));
+    for (std::string& note : mEvaluator.takeNotes()) {
+        if (!mOutcomeOnly) run.notes.push_back(std::move(note));
+    }
     run.settingLog = takeAndroidLog(logMark);
     run.settingRowReads = hostconfig::takeRowReads();
     run.decidedBy = settingExplanation(run.settingLog, run.decidedByIsLastMessage);
@@ -603,8 +608,10 @@ void Simulator::explainSetting(SensorRun& run) const {
 
 // The error lines of both calls, and the warnings about the decision and the RRZO size.
 void Simulator::reviewSensor(const SessionSpec& session, SensorRun& run) const {
-    collectErrors(run.settingLog, session.app.activity, run.errors);
-    collectErrors(run.rrzoLog, session.app.activity, run.errors);
+    if (!mOutcomeOnly) {
+        collectErrors(run.settingLog, session.app.activity, run.errors);
+        collectErrors(run.rrzoLog, session.app.activity, run.errors);
+    }
     if (run.decided && !run.filled && run.namedScenario) {
         const SensorSpec& sensor = *mDevice->findSensor(run.sensorIdx);
         const bool noMode = sensor.modes.count(*run.namedScenario) == 0;
@@ -659,8 +666,13 @@ void Simulator::selectRrzo(const SessionSpec& session, SensorRun& run,
     adaptor.selectTargetSize(run.sensorIdx, run.rrzoSensorSize, outSize);
     run.rrzoSize = outSize;
     run.rrzoNotes = mEvaluator.takeNotes();
-    run.rrzoLog = takeAndroidLog(logMark);
     run.rrzoRowReads = hostconfig::takeRowReads();
+    if (mOutcomeOnly) {
+        run.rrzoNotes.clear();
+        run.rrzoRowReads.clear();
+        return;
+    }
+    run.rrzoLog = takeAndroidLog(logMark);
     std::string table;
     run.rrzoDecidedBy = rrzoExplanation(run.rrzoLog, table);
     if (!table.empty()) run.rrzoMatch = matchedRow(table, run.rrzoRowReads, configName());

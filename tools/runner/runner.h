@@ -141,6 +141,11 @@ public:
     // (the default). Nothing the simulator reports reads that copy; a sweep turns it off so that
     // each message is formatted once instead of twice.
     void setUnifiedLog(bool enabled) { mUnifiedLog = enabled; }
+    // Whether a run keeps only what a sweep reports of each sensor: the decision, the message and
+    // row that explain it, the seamless outcome, the RRZO size and the warnings. The facts the
+    // tables were matched against, the services' notes, the logged errors and the RRZO's
+    // explanation are left empty. The library's calls are the same either way.
+    void setOutcomeOnly(bool enabled) { mOutcomeOnly = enabled; }
 
 private:
     void applyDevice();
@@ -163,6 +168,7 @@ private:
     // Each sensor's static metadata, built once from the profile and handed to every session.
     std::map<int32_t, NSCam::IMetadata> mStaticMetadata;
     bool mUnifiedLog = true;
+    bool mOutcomeOnly = false;
 };
 
 }  // namespace custsim

@@ -166,7 +166,7 @@ private:
                              unsigned jobs, int fd) {
     try {
         Simulator simulator(device);
-        simulator.setUnifiedLog(false);
+        configureForSweep(simulator);
         std::string pending;
         for (uint64_t index = worker; index < sweep.points; index += jobs) {
             encodeRecord(outputs, runSweepPoint(simulator, sweep, index), pending);
@@ -278,7 +278,7 @@ private:
 void runInProcess(const DeviceProfile& device, const SweepSpec& sweep,
                   const std::vector<SweepOutput*>& outputs, const SweepProgress& progress) {
     Simulator simulator(device);
-    simulator.setUnifiedLog(false);
+    configureForSweep(simulator);
     std::string bytes;
     for (uint64_t index = 0; index < sweep.points; ++index) {
         const SweepPoint point = runSweepPoint(simulator, sweep, index);
@@ -356,6 +356,11 @@ bool decodePoint(std::string_view bytes, SweepPoint& point) {
         point.sensors.push_back(std::move(o));
     }
     return in.ok();
+}
+
+void configureForSweep(Simulator& simulator) {
+    simulator.setUnifiedLog(false);
+    simulator.setOutcomeOnly(true);
 }
 
 std::vector<std::string> decisionWarnings(const std::vector<Warning>& warnings) {

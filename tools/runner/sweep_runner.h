@@ -40,6 +40,10 @@ struct SweepPoint {
     std::vector<SweepOutcome> sensors;  // in the order the session runs them
 };
 
+// Sets a simulator up as a sweep runs it: the library's messages go to the Android log only, and a
+// run keeps only what the sweep reports. Neither changes what the sweep reports.
+void configureForSweep(Simulator& simulator);
+
 // Runs one point of the sweep on the simulator.
 SweepPoint runSweepPoint(Simulator& simulator, const SweepSpec& sweep, uint64_t index);
 
