@@ -171,20 +171,19 @@ int checkCommand(const std::vector<std::string>& args, std::ostream& out, std::o
         err << "custpolicy: check --record writes session files; it has no JSON report\n";
         return kExitFindings;
     }
-    // Problems of the corpus are reported together with those of its sessions.
-    Diagnostics corpusProblems;
-    const std::vector<SessionInput> files = expandSessionArguments(
-        std::vector<std::string>(options.files.begin() + 1, options.files.end()), corpusProblems);
-    DeviceProfile device;
-    std::unique_ptr<ConfigIndex> index;
-    if (!loadDevice(options.files[0], "", device, index, err)) return kExitInputError;
+    CorpusInputs inputs;
+    if (!openCorpus(options.files, inputs, err)) return kExitInputError;
     Diagnostics tableProblems;
-    if (!loadDeviceTables(device, tableProblems)) {
+    if (!loadDeviceTables(inputs.device, tableProblems)) {
         printDiagnostics(tableProblems, err);
         return kExitInputError;
     }
-    if (options.record) return record(device, index.get(), files, corpusProblems, out, err);
-    return check(device, index.get(), files, corpusProblems, options.json, out, err);
+    if (options.record) {
+        return record(inputs.device, inputs.index.get(), inputs.files, inputs.corpusProblems, out,
+                      err);
+    }
+    return check(inputs.device, inputs.index.get(), inputs.files, inputs.corpusProblems,
+                 options.json, out, err);
 }
 
 }  // namespace custsim

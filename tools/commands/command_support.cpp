@@ -96,6 +96,12 @@ bool loadDevice(const std::string& profile, const std::string& configFile, Devic
     return false;
 }
 
+bool openCorpus(const std::vector<std::string>& files, CorpusInputs& inputs, std::ostream& err) {
+    inputs.files = expandSessionArguments(std::vector<std::string>(files.begin() + 1, files.end()),
+                                          inputs.corpusProblems);
+    return loadDevice(files[0], "", inputs.device, inputs.index, err);
+}
+
 bool parseWorkflowOptions(const char* command, const std::vector<std::string>& args,
                           WorkflowFlags flags, WorkflowOptions& options, std::ostream& err) {
     bool filesOnly = false;

@@ -64,6 +64,18 @@ bool loadDeviceTables(const DeviceProfile& device, Diagnostics& diagnostics);
 bool loadDevice(const std::string& profile, const std::string& configFile, DeviceProfile& device,
                 std::unique_ptr<ConfigIndex>& index, std::ostream& err);
 
+// What check and coverage open first: the sessions named after the device (`files` from its
+// second on), with the problems of the corpus itself kept for the caller to report with those of
+// its sessions, and the device with the index of its configuration file.
+struct CorpusInputs {
+    Diagnostics corpusProblems;
+    std::vector<SessionInput> files;
+    DeviceProfile device;
+    std::unique_ptr<ConfigIndex> index;
+};
+// False after printing why the device cannot be loaded.
+bool openCorpus(const std::vector<std::string>& files, CorpusInputs& inputs, std::ostream& err);
+
 // The options of the workflow commands (diff, check, coverage).
 struct WorkflowOptions {
     bool json = false;

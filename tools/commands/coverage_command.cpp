@@ -85,18 +85,15 @@ int coverageCommand(const std::vector<std::string>& args, std::ostream& out, std
             << kCoverageHelp;
         return kExitFindings;
     }
-    // Problems of the corpus are reported together with those of its sessions.
-    Diagnostics corpusProblems;
-    const std::vector<SessionInput> files = expandSessionArguments(
-        std::vector<std::string>(options.files.begin() + 1, options.files.end()), corpusProblems);
-    DeviceProfile device;
-    std::unique_ptr<ConfigIndex> index;
-    if (!loadDevice(options.files[0], "", device, index, err)) return kExitInputError;
-    if (index == nullptr) {
+    CorpusInputs inputs;
+    if (!openCorpus(options.files, inputs, err)) return kExitInputError;
+    if (inputs.index == nullptr) {
         err << options.files[0] << ": the device names no configuration file: no rows to cover\n";
         return kExitInputError;
     }
-    Diagnostics diagnostics = corpusProblems;
+    const DeviceProfile& device = inputs.device;
+    const ConfigIndex* index = inputs.index.get();
+    Diagnostics diagnostics = inputs.corpusProblems;
     if (!loadDeviceTables(device, diagnostics)) {
         printDiagnostics(diagnostics, err);
         return kExitInputError;
@@ -108,7 +105,7 @@ int coverageCommand(const std::vector<std::string>& args, std::ostream& out, std
     // The rows a run read come from the simulator's record of each call's row reads.
     {
         Simulator simulator(device);
-        forEachSession(files, device, diagnostics, [&](const SessionInput&, const SessionSpec& s) {
+        forEachSession(inputs.files, device, diagnostics, [&](const SessionInput&, const SessionSpec& s) {
             for (const SensorRun& run : simulator.run(s).sensors)
                 tally(run, sessions, *index, rows, seen);
             ++sessions;
