@@ -665,13 +665,12 @@ void Simulator::selectRrzo(const SessionSpec& session, SensorRun& run,
     MSize outSize = run.rrzoRequested;
     adaptor.selectTargetSize(run.sensorIdx, run.rrzoSensorSize, outSize);
     run.rrzoSize = outSize;
-    run.rrzoNotes = mEvaluator.takeNotes();
-    run.rrzoRowReads = hostconfig::takeRowReads();
-    if (mOutcomeOnly) {
-        run.rrzoNotes.clear();
-        run.rrzoRowReads.clear();
-        return;
-    }
+    // Both records are emptied for the next call either way.
+    std::vector<std::string> notes = mEvaluator.takeNotes();
+    std::vector<hostconfig::RowRead> reads = hostconfig::takeRowReads();
+    if (mOutcomeOnly) return;
+    run.rrzoNotes = std::move(notes);
+    run.rrzoRowReads = std::move(reads);
     run.rrzoLog = takeAndroidLog(logMark);
     std::string table;
     run.rrzoDecidedBy = rrzoExplanation(run.rrzoLog, table);

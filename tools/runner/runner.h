@@ -143,8 +143,9 @@ public:
     void setUnifiedLog(bool enabled) { mUnifiedLog = enabled; }
     // Whether a run keeps only what a sweep reports of each sensor: the decision, the message and
     // row that explain it, the seamless outcome, the RRZO size and the warnings. The facts the
-    // tables were matched against, the services' notes, the logged errors and the RRZO's
-    // explanation are left empty. The library's calls are the same either way.
+    // tables were matched against (which the simulator asks the library for separately), the
+    // services' notes, the logged errors and the RRZO's explanation are left empty. The adaptors'
+    // calls are the same either way.
     void setOutcomeOnly(bool enabled) { mOutcomeOnly = enabled; }
 
 private:
