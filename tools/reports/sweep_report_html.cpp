@@ -292,9 +292,9 @@ private:
     }
 
     std::string sensorTitle(int32_t sensor) const {
-        const SensorSpec* spec = mDevice.findSensor(sensor);
+        const SensorSpec* profile = mDevice.findSensor(sensor);
         return "sensor " + std::to_string(sensor) +
-               (spec != nullptr && !spec->name.empty() ? " (" + spec->name + ")" : "");
+               (profile != nullptr && !profile->name.empty() ? " (" + profile->name + ")" : "");
     }
 
     void writeIntroduction() {

@@ -43,10 +43,10 @@ public:
             mOut << "\n";
         }
         for (const auto& [sensor, modes] : mCounts.bySensor()) {
-            const SensorSpec* spec = mDevice.findSensor(sensor);
+            const SensorSpec* profile = mDevice.findSensor(sensor);
             uint64_t total = 0;
             for (const auto& [scenario, count] : modes) total += count;
-            mOut << "\nsensor " << sensor << " (" << (spec != nullptr ? spec->name : "")
+            mOut << "\nsensor " << sensor << " (" << (profile != nullptr ? profile->name : "")
                  << "): " << total << " points\n";
             for (const auto& [scenario, count] : modes) {
                 mOut << "  " << std::left << std::setw(40)
@@ -126,10 +126,10 @@ std::string ModeCounts::modeName(const DeviceProfile& device, int32_t sensor,
                                  int32_t scenario) const {
     if (scenario < 0) return "no decision";
     const std::string name = "scenario " + std::to_string(scenario) + ": ";
-    const SensorSpec* spec = device.findSensor(sensor);
-    if (spec != nullptr) {
-        const auto mode = spec->modes.find(scenario);
-        if (mode != spec->modes.end()) {
+    const SensorSpec* profile = device.findSensor(sensor);
+    if (profile != nullptr) {
+        const auto mode = profile->modes.find(scenario);
+        if (mode != profile->modes.end()) {
             return name + std::to_string(mode->second.size.w) + "x" +
                    std::to_string(mode->second.size.h) + ", " + std::to_string(mode->second.fps) +
                    " fps";
