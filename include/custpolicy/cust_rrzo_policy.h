@@ -7,6 +7,7 @@
 #include <unordered_map>
 
 #include "custpolicy/cust_export.h"
+#include "custpolicy/cust_runtime.h"
 #include "custpolicy/cust_setting_policy.h"
 #include "platform/CustFeatureTypes.h"
 #include "platform/MSize.h"

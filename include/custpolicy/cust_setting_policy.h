@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "custpolicy/cust_export.h"
+#include "custpolicy/cust_runtime.h"
 #include "platform/CustFeatureTypes.h"
 #include "platform/MSize.h"
 #include "platform/PolicyTypes.h"
