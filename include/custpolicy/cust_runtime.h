@@ -14,5 +14,6 @@
 #include <cstddef>  // any standard header defines _LIBCPP_VERSION under libc++
 
 #if !defined(_LIBCPP_VERSION) && !defined(CUSTPOLICY_ALLOW_NON_LIBCXX)
-#error "libcustpolicy needs libc++, the device's C++ runtime: this translation unit is built with another standard library (_LIBCPP_VERSION is not defined). Build it with libc++ (Soong's default; clang -stdlib=libc++), or define CUSTPOLICY_ALLOW_NON_LIBCXX when the library, the platform and every caller share that other runtime."
+#error \
+    "libcustpolicy needs libc++, the device's C++ runtime: this translation unit is built with another standard library (_LIBCPP_VERSION is not defined). Build it with libc++ (Soong's default; clang -stdlib=libc++), or define CUSTPOLICY_ALLOW_NON_LIBCXX when the library, the platform and every caller share that other runtime."
 #endif
