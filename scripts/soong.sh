@@ -50,13 +50,16 @@ mini-soong src/Android.bp Makefile 2>mini-soong.log || { cat mini-soong.log >&2;
 #  - version_script is ignored, so the module's own script is passed to the linker;
 #  - it builds C++11 by default; Soong builds C++17;
 #  - it drops -Werror from cflags, and does not add Soong's -fno-exceptions -fno-rtti;
-#  - the Android log headers are Debian's (/usr/include/android).
+#  - the Android log headers are Debian's (/usr/include/android);
+#  - it builds with gcc and libstdc++, not Soong's libc++, so the public headers' libc++ check is
+#    switched off with CUSTPOLICY_ALLOW_NON_LIBCXX (never in Android.bp: on the device the check
+#    must hold).
 grep -q 'cc_library_headers not yet supported' mini-soong.log ||
   fail "mini-soong now handles cc_library_headers: revisit the include folders passed below"
 version_script=$(sed -n 's/^ *version_script: "\(.*\)",$/\1/p' src/Android.bp)
 [[ -n "$version_script" ]] || fail "Android.bp: libcustpolicy has no version_script"
 cxxflags=(-std=c++17 -O2 -Werror -fno-exceptions -fno-rtti
-  -Isrc/include -Ivendor-platform -I/usr/include/android)
+  -DCUSTPOLICY_ALLOW_NON_LIBCXX -Isrc/include -Ivendor-platform -I/usr/include/android)
 make -s -f Makefile CC=g++ CXXFLAGS="${cxxflags[*]}" \
   LDFLAGS="-Wl,--version-script=src/$version_script" build ||
   fail "the Makefile that mini-soong made from Android.bp does not build"
@@ -76,7 +79,9 @@ echo "   $(wc -l <"$scratch/exports-soong.txt") exported symbols agree"
 
 echo "-- examples/hal: built against the copied platform declarations, and run"
 cd "$scratch"
-flags=(-std=c++17 -O2 -Wall -Wextra -Werror -fPIC -Isrc/include -Ivendor-platform)
+# Built with libstdc++ like the library above, so it opts out of the libc++ check as well.
+flags=(-std=c++17 -O2 -Wall -Wextra -Werror -fPIC -DCUSTPOLICY_ALLOW_NON_LIBCXX -Isrc/include
+  -Ivendor-platform)
 g++ "${flags[@]}" -shared src/examples/hal/platform_services.cpp -o libexample_platform.so
 g++ "${flags[@]}" -fno-exceptions -fno-rtti -fvisibility=hidden -shared \
   src/examples/hal/example_hal.cpp -o libexample_hal.so -L. -lcustpolicy -lexample_platform \

@@ -105,6 +105,7 @@ TEST_F(RrzoLegacyTest, WidensTheRequestToTheSensorAspectRatio) {
         {{0, 0}, kRequest16x9, {0, 1080}, "empty sensor: equal products, zero divisor gives 0"},
         {{0, 3000}, kRequest16x9, {1920, 0}, "zero sensor width divides the height to 0"},
         {{4000, 0}, kRequest16x9, {0, 1080}, "zero sensor height divides the width to 0"},
+        {{-4000, 3000}, kRequest16x9, {1920, -1440}, "negative sensor width: negative height"},
         {{40000, 30000}, {100000, 50000}, {66666, 50000}, "3e9 wraps negative: width grows"},
         {{1, -1}, {kMin, kMin}, {kMin, kMin}, "INT_MIN / -1 wraps"},
     };

@@ -125,6 +125,8 @@ TEST_F(NewPolicyDecision, ReplyNamesTheScenarioAndTheHelperFillsIt) {
         {-1, nullptr, false, "-1: no scenario, nothing asked, nothing logged"},
         {std::nullopt, nullptr, true, "no answer: scenario 0"},
         {7, nullptr, true, "a scenario the helper does not know"},
+        {300, nullptr, true, "300: beyond 0..255, still a decision"},
+        {-5, nullptr, true, "-5: every answer but -1 is a decision"},
         {5, &hp::SensorMode::fpsFails, true, "the frame rate query fails"},
         {5, &hp::SensorMode::sizeFails, true, "the size query fails"},
         {5, &hp::SensorMode::rawFmtTypeFails, true, "the raw format query fails"},

@@ -2,6 +2,7 @@
 // per sensor, kept for the life of the camera device, and the three calls of a stream
 // configuration with every argument set the way docs/integration.md says.
 
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -12,6 +13,7 @@
 #include "custpolicy/cust_setting_policy.h"
 #include "platform/IMetadata.h"
 #include "platform/PolicyTypes.h"
+#include "platform/SensorServices.h"
 #include "platform_services.h"
 
 namespace {
@@ -39,6 +41,26 @@ private:
 constexpr int32_t kFormatYCrCb420Sp = 0x11;
 constexpr uint64_t kUsageHwTexture = 0x100;
 
+// A sensor mode no named scenario can leave in SensorSetting::sensorMode: set before the call, it
+// tells "named and filled" from "named, but the sensor has no such mode".
+constexpr uint32_t kNotFilled = UINT32_MAX;
+// The mode the HAL runs when the library decides nothing usable: the sensor's preview mode.
+constexpr int32_t kHalFallbackScenario = 0;
+
+// Fills `setting` for the HAL's own mode, as the library would for a scenario it named.
+bool fillFromHelper(int sensorIdx, int32_t scenario, policy::SensorSetting& setting) {
+    const auto helper = NSCam::utility::ICamsysSensorInfoHelper::getInstance();
+    policy::SensorSetting filled = setting;
+    if (!helper || !helper->getSensorFps(sensorIdx, scenario, filled.sensorFps) ||
+        !helper->getSensorSize(sensorIdx, scenario, filled.sensorSize) ||
+        !helper->getSensorRawFmtType(sensorIdx, scenario, filled.rawFmtType)) {
+        return false;
+    }
+    filled.sensorMode = static_cast<uint32_t>(scenario);
+    setting = filled;
+    return true;
+}
+
 // The camera device: its two adaptors, created when the device opens.
 struct CameraDevice {
     explicit CameraDevice(int sensorIdx)
@@ -50,6 +72,9 @@ struct CameraDevice {
 
 // One stream configuration (a 1920 x 1080 preview) for one sensor; prints what the library chose.
 void configure(CameraDevice& device) {
+    // The preview reports the format the HAL resolved for it, YCrCb_420_SP, and is displayed
+    // (HW_TEXTURE): so it counts as the preview of the new RRZO policy, which sends its height to
+    // width ratio to the service. Reported as IMPLEMENTATION_DEFINED it would not count.
     const auto preview =
         std::make_shared<ExampleStream>(MSize{1920, 1080}, kFormatYCrCb420Sp, kUsageHwTexture);
 
@@ -66,11 +91,20 @@ void configure(CameraDevice& device) {
     userConfig.imageStreams[1] = preview;
 
     // 1. The sensor mode. outValue starts at 0: only a legacy system-camera table row sets it.
+    // True means a scenario was named; the record is filled only when the sensor has that mode.
     policy::SensorSetting sensorSetting;
+    sensorSetting.sensorMode = kNotFilled;
     unsigned int seamlessFlags = 0;
-    const bool chosen = device.setting.selectSensorSetting(
+    const bool named = device.setting.selectSensorSetting(
         appConfig, streamInfo, sensorSetting, device.sensorIdx, seamlessFlags, userConfig,
         /*floatParam0=*/1.0f, /*floatParam1=*/1.0f, /*hdrMode=*/0);
+    const bool chosen = named && sensorSetting.sensorMode != kNotFilled;
+    // Without a usable decision the HAL runs a mode of its own, and both RRZO calls below get that
+    // mode's record: never the untouched one, whose 0 x 0 size would reach the RRZO policy.
+    if (!chosen && !fillFromHelper(device.sensorIdx, kHalFallbackScenario, sensorSetting)) {
+        std::printf("sensor %d: no sensor mode\n", device.sensorIdx);
+        return;
+    }
 
     // 2. The RRZO at configuration time, for the sensor settings of the whole configuration.
     auto sensorSettings =
@@ -89,9 +123,9 @@ void configure(CameraDevice& device) {
     device.rrzo.selectTargetSize(device.sensorIdx, sensorSetting.sensorSize, rrzoSize);
 
     std::printf("sensor %d: %s scenario %u (%ux%u at %u fps), seamless 0x%x, rrzo %dx%d\n",
-                device.sensorIdx, chosen ? "chose" : "kept", sensorSetting.sensorMode,
-                sensorSetting.sensorSize.w, sensorSetting.sensorSize.h, sensorSetting.sensorFps,
-                seamlessFlags, rrzoSize.w, rrzoSize.h);
+                device.sensorIdx, chosen ? "library chose" : "HAL fallback",
+                sensorSetting.sensorMode, sensorSetting.sensorSize.w, sensorSetting.sensorSize.h,
+                sensorSetting.sensorFps, seamlessFlags, rrzoSize.w, rrzoSize.h);
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "custpolicy/cust_runtime.h"
+
 // The numbers that the camera HAL, the platform's services and the library share. The library
 // uses these constants itself, so what is written here is what goes over the wire and what is
 // read from metadata. docs/integration.md explains each group.

@@ -7,6 +7,7 @@
 #include <unordered_map>
 
 #include "custpolicy/cust_export.h"
+#include "custpolicy/cust_runtime.h"
 #include "custpolicy/cust_setting_policy.h"
 #include "platform/CustFeatureTypes.h"
 #include "platform/MSize.h"
@@ -101,13 +102,18 @@ public:
     virtual ~CustRrzoAlgoAdaptor();
 
     // Both operations forward to the policy unchanged; `sensorIdx` must be the constructor's.
-    // selectTargetSize: `inSize` is the sensor's output size for the chosen setting (the
-    // feature-driven policy ignores it); `outSize` holds the requested size on entry and the RRZO
-    // size on return. calculateTargetSize, at configuration time: `targetSize` is only read;
-    // `sensorSettings` holds the chosen SensorSetting of every sensor, keyed by sensor index;
-    // `intParam`, `flagA`, `flagB` and `uintParam` go to the feature-chip service unchanged; the
-    // feature-driven policy writes only heightToWidth of outParams' stream record, the legacy one
-    // does nothing.
+    // selectTargetSize: `inSize` is the output size of the sensor mode the sensor will run (the
+    // chosen setting's sensorSize, or that of the HAL's own mode when no scenario was decided or
+    // the record was not filled); the feature-driven policy ignores it. `outSize` holds the
+    // requested size on entry and the RRZO size on return. The legacy policy widens the request
+    // to the aspect ratio of `inSize` in signed 32-bit arithmetic and checks neither size: 0 x 0
+    // gives a zero width (1920 x 1080 becomes 0 x 1080), a negative side a negative result
+    // (-4000 x 3000 makes it 1920 x -1440), unless the service or a table row answers a size.
+    // calculateTargetSize, at configuration time: `targetSize` is only read; `sensorSettings`
+    // holds the chosen SensorSetting of every sensor, keyed by sensor index; `intParam`, `flagA`,
+    // `flagB` and `uintParam` go to the feature-chip service unchanged; the feature-driven policy
+    // writes only heightToWidth of outParams' stream record, from the preview and recording
+    // streams of `inParams` (docs/integration.md says which count), the legacy one does nothing.
     virtual void selectTargetSize(int sensorIdx, NSCam::MSize const& inSize, NSCam::MSize& outSize);
     virtual void calculateTargetSize(int sensorIdx, NSCam::MSize& targetSize, int intParam,
                                      std::shared_ptr<CustSensorSettingMap> sensorSettings,

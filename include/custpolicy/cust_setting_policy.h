@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "custpolicy/cust_export.h"
+#include "custpolicy/cust_runtime.h"
 #include "platform/CustFeatureTypes.h"
 #include "platform/MSize.h"
 #include "platform/PolicyTypes.h"
@@ -81,8 +82,15 @@ public:
 
     virtual ~ICustSettingPolicy();
 
-    // Chooses the sensor scenario for the configuration and writes it into `sensorSetting`.
-    // True when a scenario was written; false leaves `sensorSetting` unchanged.
+    // Chooses the sensor scenario for the configuration. True means that a scenario was named,
+    // not that it was written: the policy then asks ICamsysSensorInfoHelper for the scenario's
+    // frame rate, size and raw format type and writes `sensorMode`, `sensorFps`, `sensorSize` and
+    // `rawFmtType` only when all three answer; a scenario the sensor has no mode for (the new
+    // policy's service answering 9, 300 or -5; a legacy row naming 9) returns true with the record
+    // left as it was, and a warning logged. On the new policy every answer of the feature-chip
+    // service but -1 (custpolicy::kNoScenario) is such a decision. False: nothing was named and
+    // `sensorSetting` is unchanged. A caller that must tell the two trues apart presets
+    // `sensorMode` to a value no scenario can give (UINT32_MAX) and checks it afterwards.
     virtual bool selectSensorSetting(AppConfigPtr appConfig, StreamInfoPtr streamInfo,
                                      SensorSetting& sensorSetting, int sensorIdx,
                                      unsigned int& outValue, AppUserConfiguration const& userConfig,
@@ -109,6 +117,7 @@ public:
     // Highest upper bound of the sensor's AE target fps ranges, 0 when unknown.
     int getHighFpsThres(int sensorIdx);
     // The new policy's decision: asks the feature-chip service (message 0x1005) for a scenario.
+    // True for every answer but -1, whether or not parseSensorSetting could fill the record.
     bool selectSensorSetting4Normal(AppConfigPtr appConfig, StreamInfoPtr streamInfo,
                                     AppUserConfiguration const& userConfig,
                                     SensorSetting& sensorSetting, int sensorIdx, float floatParam0,
@@ -140,9 +149,15 @@ public:
     explicit CustSettingAlgoAdaptor(int sensorIdx);
     virtual ~CustSettingAlgoAdaptor();
 
-    // Forwards to the policy unchanged and returns its answer: true when a scenario was written
-    // into `sensorSetting` (all four fields), false when it is left unchanged. `sensorIdx` must be
-    // the constructor's. `outValue` holds the seamless flags: only the legacy policy writes it
+    // Forwards to the policy unchanged and returns its answer. True means a scenario was named,
+    // which is not always a written record: `sensorSetting` gets all four fields (`sensorMode`,
+    // `sensorFps`, `sensorSize`, `rawFmtType`) only when ICamsysSensorInfoHelper describes the
+    // scenario, and is otherwise left as it was (a warning is logged). On the new policy every
+    // answer of the feature-chip service but -1 (custpolicy::kNoScenario) is such a decision, 300
+    // and -5 included. The HAL presets `sensorMode` to UINT32_MAX, which no named scenario can
+    // leave there, and treats true with UINT32_MAX still in place like false: it picks a mode of
+    // its own. False: nothing was named, `sensorSetting` is unchanged. `sensorIdx` must be the
+    // constructor's. `outValue` holds the seamless flags: only the legacy policy writes it
     // (custpolicy::kSeamlessFlagsScenario5 / 4). Each decision is logged.
     virtual bool selectSensorSetting(AppConfigPtr appConfig, StreamInfoPtr streamInfo,
                                      SensorSetting& sensorSetting, int sensorIdx,
