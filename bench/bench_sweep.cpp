@@ -36,7 +36,8 @@ struct SweepFixture {
 
     bool load() {
         if (!custsim::openDevice(kDevice, "", opened, diagnostics)) return false;
-        sweep = custsim::loadSweep(kSweep, opened.device(), custsim::kDefaultMaxPoints, diagnostics);
+        sweep =
+            custsim::loadSweep(kSweep, opened.device(), custsim::kDefaultMaxPoints, diagnostics);
         return diagnostics.empty();
     }
 };

@@ -174,8 +174,7 @@ int checkCommand(const std::vector<std::string>& args, std::ostream& out, std::o
             readCommandLine(kCheckLine, checkOptions(options), args, files, out, err))
         return *answered;
     if (files.size() < 2) {
-        err << "custpolicy: check needs a device profile and at least one session\n"
-            << checkHelp();
+        err << "custpolicy: check needs a device profile and at least one session\n" << checkHelp();
         return kExitFindings;
     }
     if (options.record && options.json) {

@@ -27,21 +27,23 @@ Option configOption(std::string& configFile) {
 
 std::vector<Option> runOptionTable(RunOptions& options) {
     std::optional<int32_t>* detailLevel = &options.detailLevel;
-    Option verbose{
-        "--verbose", "-v", Option::Value::Optional, "LEVEL",
-        "also print every captured log message, logcat style, as the device\n"
-        "writes them at ULogger detail level LEVEL (0-9, default 5): errors\n"
-        "always, warnings from 2, info from 3, debug from 5",
-        [detailLevel](const std::string& value) -> std::optional<std::string> {
-            if (value.empty()) {
-                *detailLevel = kDefaultDetailLevel;
-                return std::nullopt;
-            }
-            if (value.size() != 1 || value[0] < '0' || value[0] > '0' + kMaxDetailLevel)
-                return "detail level must be a digit 0-9, got '" + value + "'";
-            *detailLevel = value[0] - '0';
-            return std::nullopt;
-        }};
+    Option verbose{"--verbose",
+                   "-v",
+                   Option::Value::Optional,
+                   "LEVEL",
+                   "also print every captured log message, logcat style, as the device\n"
+                   "writes them at ULogger detail level LEVEL (0-9, default 5): errors\n"
+                   "always, warnings from 2, info from 3, debug from 5",
+                   [detailLevel](const std::string& value) -> std::optional<std::string> {
+                       if (value.empty()) {
+                           *detailLevel = kDefaultDetailLevel;
+                           return std::nullopt;
+                       }
+                       if (value.size() != 1 || value[0] < '0' || value[0] > '0' + kMaxDetailLevel)
+                           return "detail level must be a digit 0-9, got '" + value + "'";
+                       *detailLevel = value[0] - '0';
+                       return std::nullopt;
+                   }};
     return {
         jsonOption(options.json),
         flagOption("--strict",

@@ -9,11 +9,11 @@
 #include <vector>
 
 #include "config_index.h"
+#include "corpus.h"
+#include "device_profile.h"
 #include "host_session.h"
 #include "lint.h"
 #include "options.h"
-#include "corpus.h"
-#include "device_profile.h"
 #include "session_file.h"
 #include "toml_input.h"
 

@@ -108,10 +108,12 @@ int coverageCommand(const std::vector<std::string>& args, std::ostream& out, std
     int32_t sessions = 0;
     // The rows a run read come from the simulator's record of each call's row reads.
     Simulator simulator(*inputs.device.host);
-    forEachSession(inputs.files, device, diagnostics, [&](const SessionInput&, const SessionSpec& s) {
-        for (const SensorRun& run : simulator.run(s).sensors) tally(run, sessions, *index, rows, seen);
-        ++sessions;
-    });
+    forEachSession(inputs.files, device, diagnostics,
+                   [&](const SessionInput&, const SessionSpec& s) {
+                       for (const SensorRun& run : simulator.run(s).sensors)
+                           tally(run, sessions, *index, rows, seen);
+                       ++sessions;
+                   });
     if (!diagnostics.empty()) {
         printDiagnostics(diagnostics, err);
         return kExitInputError;

@@ -121,7 +121,8 @@ int diff(Side& before, Side& after, bool sameDevice, const std::vector<SessionIn
 int diffCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
     WorkflowOptions options;
     std::vector<std::string> files;
-    if (const auto answered = readCommandLine(kDiffLine, diffOptions(options), args, files, out, err))
+    if (const auto answered =
+            readCommandLine(kDiffLine, diffOptions(options), args, files, out, err))
         return *answered;
     if (files.size() < 3) {
         err << "custpolicy: diff needs BEFORE, AFTER and at least one session\n" << diffHelp();

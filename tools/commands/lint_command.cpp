@@ -60,7 +60,8 @@ std::string lintHelp() {
 int lintCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
     LintOptions options;
     std::vector<std::string> files;
-    if (const auto answered = readCommandLine(kLintLine, lintOptions(options), args, files, out, err))
+    if (const auto answered =
+            readCommandLine(kLintLine, lintOptions(options), args, files, out, err))
         return *answered;
     if (files.empty()) {
         err << "custpolicy: lint needs a configuration file\n" << lintHelp();

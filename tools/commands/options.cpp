@@ -133,7 +133,11 @@ std::optional<std::string> takeOption(const Option& option, std::optional<std::s
 
 Option flagOption(const char* name, const char* help, bool& target) {
     bool* set = &target;
-    return {name, nullptr, Option::Value::None, nullptr, help,
+    return {name,
+            nullptr,
+            Option::Value::None,
+            nullptr,
+            help,
             [set](const std::string&) -> std::optional<std::string> {
                 *set = true;
                 return std::nullopt;
@@ -143,7 +147,11 @@ Option flagOption(const char* name, const char* help, bool& target) {
 Option textOption(const char* name, const char* placeholder, const char* help,
                   std::string& target) {
     std::string* set = &target;
-    return {name, nullptr, Option::Value::Required, placeholder, help,
+    return {name,
+            nullptr,
+            Option::Value::Required,
+            placeholder,
+            help,
             [set](const std::string& value) -> std::optional<std::string> {
                 *set = value;
                 return std::nullopt;

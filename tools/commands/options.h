@@ -41,8 +41,7 @@ struct Option {
 // A flag that sets `target` to true.
 Option flagOption(const char* name, const char* help, bool& target);
 // An option whose value is stored as it is written.
-Option textOption(const char* name, const char* placeholder, const char* help,
-                  std::string& target);
+Option textOption(const char* name, const char* placeholder, const char* help, std::string& target);
 
 // What a command's help says around its options.
 struct CommandLine {
@@ -59,8 +58,8 @@ std::string helpText(const CommandLine& command, const std::vector<Option>& opti
 // The outcome of reading a command line.
 struct ParsedLine {
     std::vector<std::string> operands;
-    bool help = false;                  // -h or --help was given
-    std::optional<std::string> error;   // the first usage error, as printed
+    bool help = false;                 // -h or --help was given
+    std::optional<std::string> error;  // the first usage error, as printed
 };
 ParsedLine parseCommandLine(const CommandLine& command, const std::vector<Option>& options,
                             const std::vector<std::string>& args);

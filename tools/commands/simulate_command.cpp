@@ -111,8 +111,8 @@ int simulate(const InputFile& deviceFile, const std::vector<InputFile>& sessionF
     const DeviceProfile& device = opened.device();
     ReportOptions report;
     report.logDetailLevel = options.detailLevel;
-    report.configName = options.configFile.empty() ? configDisplayName(device, deviceFile)
-                                                   : options.configFile;
+    report.configName =
+        options.configFile.empty() ? configDisplayName(device, deviceFile) : options.configFile;
     report.configFindings = opened.findings;
     Simulator simulator(*opened.host);
     simulator.setConfigName(report.configName);
@@ -180,7 +180,8 @@ int simulateCommand(const std::vector<std::string>& args, std::ostream& out, std
 int demoCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
     RunOptions options;
     std::vector<std::string> files;
-    if (const auto answered = readCommandLine(kDemoLine, runOptionTable(options), args, files, out, err))
+    if (const auto answered =
+            readCommandLine(kDemoLine, runOptionTable(options), args, files, out, err))
         return *answered;
     if (!files.empty()) {
         err << "custpolicy: demo takes no files (use simulate DEVICE SESSION...)\n";

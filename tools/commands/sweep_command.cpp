@@ -64,12 +64,16 @@ bool parseCount(const std::string& text, uint64_t max, uint64_t& value) {
 Option countOption(const char* name, const char* help, uint64_t max, const char* what,
                    std::function<void(uint64_t)> set) {
     const std::string option = name;
-    return {name, nullptr, Option::Value::Required, "N", help,
+    return {name,
+            nullptr,
+            Option::Value::Required,
+            "N",
+            help,
             [option, max, what, set](const std::string& value) -> std::optional<std::string> {
                 uint64_t number = 0;
                 if (!parseCount(value, max, number))
-                    return option + " needs " + what + ", 1 to " + std::to_string(max) +
-                           ", got '" + value + "'";
+                    return option + " needs " + what + ", 1 to " + std::to_string(max) + ", got '" +
+                           value + "'";
                 set(number);
                 return std::nullopt;
             }};

@@ -198,8 +198,8 @@ public:
         }
     }
 
-    bool start(HostSession& host, const SweepSpec& sweep,
-               const std::vector<SweepOutput*>& outputs, unsigned jobs, std::string& error) {
+    bool start(HostSession& host, const SweepSpec& sweep, const std::vector<SweepOutput*>& outputs,
+               unsigned jobs, std::string& error) {
         // Whatever the parent has buffered must not be written again by a child.
         std::fflush(nullptr);
         for (unsigned k = 0; k < jobs; ++k) {
