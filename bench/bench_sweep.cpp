@@ -35,7 +35,8 @@ struct SweepFixture {
     custsim::SweepSpec sweep;
 
     bool load() {
-        if (!custsim::openDevice(kDevice, "", opened, diagnostics)) return false;
+        if (!custsim::openDevice(kDevice, "", custsim::Findings::Skip, opened, diagnostics))
+            return false;
         sweep =
             custsim::loadSweep(kSweep, opened.device(), custsim::kDefaultMaxPoints, diagnostics);
         return diagnostics.empty();

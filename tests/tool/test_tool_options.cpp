@@ -100,6 +100,14 @@ TEST(ToolOptions, OneParserReadsEveryKindOfOption) {
          false,
          false,
          "custpolicy: --file needs a value: --file FILE"},
+        {"an optional value given empty",
+         {"--verbose="},
+         {},
+         "",
+         "none",
+         false,
+         false,
+         "custpolicy: --verbose needs a value: --verbose=LEVEL"},
         {"a flag takes no value",
          {"--flag=1"},
          {},
@@ -235,8 +243,9 @@ TEST(ToolHostSession, AlternatingDevicesKeepTheirOwnTables) {
     custsim::Diagnostics problems;
     custsim::OpenDevice before;
     custsim::OpenDevice after;
-    ASSERT_TRUE(custsim::openDevice(kDevice, "", before, problems));
-    ASSERT_TRUE(custsim::openDevice(kDevice, kAfterConfig, after, problems));
+    ASSERT_TRUE(custsim::openDevice(kDevice, "", custsim::Findings::Skip, before, problems));
+    ASSERT_TRUE(
+        custsim::openDevice(kDevice, kAfterConfig, custsim::Findings::Skip, after, problems));
     const custsim::SessionSpec session =
         custsim::loadSession(kThirdPartySession, before.device(), problems);
     ASSERT_TRUE(problems.empty()) << problems[0].format();

@@ -182,7 +182,7 @@ int checkCommand(const std::vector<std::string>& args, std::ostream& out, std::o
         return kExitFindings;
     }
     CorpusInputs inputs;
-    if (!openCorpus(files, options.configFile, inputs, err)) return kExitInputError;
+    if (!openCorpus(files, options.configFile, Findings::Skip, inputs, err)) return kExitInputError;
     HostSession& host = *inputs.device.host;
     const ConfigIndex* index = inputs.device.index.get();
     if (options.record) return record(host, index, inputs.files, inputs.corpusProblems, out, err);

@@ -93,8 +93,8 @@ hostconfig::LoadResult unreadable(const std::string& path, const std::string& me
 
 }  // namespace
 
-bool openDevice(const std::string& profile, const std::string& configFile, OpenDevice& opened,
-                Diagnostics& diagnostics) {
+bool openDevice(const std::string& profile, const std::string& configFile, Findings findings,
+                OpenDevice& opened, Diagnostics& diagnostics) {
     const size_t before = diagnostics.size();
     DeviceProfile device = loadDeviceProfile(profile, diagnostics);
     if (diagnostics.size() != before) return false;
@@ -119,18 +119,18 @@ bool openDevice(const std::string& profile, const std::string& configFile, OpenD
         return false;
     }
     opened.index = std::make_unique<ConfigIndex>(*config);
-    opened.findings = lintParsedConfig(*config, &device).findings;
+    if (findings == Findings::Lint) opened.findings = lintParsedConfig(*config, &device).findings;
     opened.host = std::make_unique<HostSession>(std::move(device),
                                                 hostconfig::detail::holdParsed(std::move(config)));
     return true;
 }
 
 bool openCorpus(const std::vector<std::string>& files, const std::string& configFile,
-                CorpusInputs& inputs, std::ostream& err) {
+                Findings findings, CorpusInputs& inputs, std::ostream& err) {
     inputs.files = expandSessionArguments(std::vector<std::string>(files.begin() + 1, files.end()),
                                           inputs.corpusProblems);
     Diagnostics problems;
-    if (openDevice(files[0], configFile, inputs.device, problems)) return true;
+    if (openDevice(files[0], configFile, findings, inputs.device, problems)) return true;
     printDiagnostics(problems, err);
     return false;
 }

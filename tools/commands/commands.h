@@ -65,16 +65,20 @@ using InputFile = SessionInput;
 struct OpenDevice {
     std::unique_ptr<HostSession> host;   // the device, its tables and the platform state
     std::unique_ptr<ConfigIndex> index;  // null when the device has no configuration file
-    std::vector<LintFinding> findings;   // of the configuration file, checked against the device
+    std::vector<LintFinding> findings;   // of the configuration file against the device, if asked
     const DeviceProfile& device() const { return host->device(); }
 };
+
+// Whether a command reports the configuration's lint findings: linting a large file costs several
+// times its parse, so the commands that never show them skip it.
+enum class Findings { Lint, Skip };
 
 // Loads and checks the device profile `profile` and opens its configuration file (`configFile`,
 // when not empty, replaces the profile's). False with every problem in `diagnostics`: the
 // profile's, else the configuration file's (a file that cannot be read is named where the profile
-// names it, or as given). Every command opens a device through this.
-bool openDevice(const std::string& profile, const std::string& configFile, OpenDevice& opened,
-                Diagnostics& diagnostics);
+// names it, or as given). Every command that runs a device opens it through this.
+bool openDevice(const std::string& profile, const std::string& configFile, Findings findings,
+                OpenDevice& opened, Diagnostics& diagnostics);
 
 // What check and coverage open first: the sessions named after the device (`files` from its
 // second on), with the problems of the corpus itself kept for the caller to report with those of
@@ -85,7 +89,7 @@ struct CorpusInputs {
     OpenDevice device;
 };
 bool openCorpus(const std::vector<std::string>& files, const std::string& configFile,
-                CorpusInputs& inputs, std::ostream& err);
+                Findings findings, CorpusInputs& inputs, std::ostream& err);
 
 // The options of the workflow commands (diff, check, coverage); each takes those its table names.
 struct WorkflowOptions {

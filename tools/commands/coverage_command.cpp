@@ -94,7 +94,7 @@ int coverageCommand(const std::vector<std::string>& args, std::ostream& out, std
         return kExitFindings;
     }
     CorpusInputs inputs;
-    if (!openCorpus(files, options.configFile, inputs, err)) return kExitInputError;
+    if (!openCorpus(files, options.configFile, Findings::Lint, inputs, err)) return kExitInputError;
     if (inputs.device.index == nullptr) {
         err << files[0] << ": the device names no configuration file: no rows to cover\n";
         return kExitInputError;

@@ -61,8 +61,9 @@ bool loadSide(const std::string& argument, const std::string& deviceProfile, Sid
               std::ostream& err) {
     const bool profile = isProfile(argument);
     Diagnostics problems;
-    if (!openDevice(profile ? argument : deviceProfile, profile ? "" : argument, side.opened,
-                    problems)) {
+    // Each side's findings are the other half of what an edit changes.
+    if (!openDevice(profile ? argument : deviceProfile, profile ? "" : argument, Findings::Lint,
+                    side.opened, problems)) {
         printDiagnostics(problems, err);
         return false;
     }

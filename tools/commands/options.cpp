@@ -123,9 +123,10 @@ std::optional<std::string> takeOption(const Option& option, std::optional<std::s
         return std::string(option.name) + " takes no value, got '" + arg + "'";
     if (option.value == Option::Value::Required && !attached && i + 1 < args.size())
         attached = args[++i];
-    if (option.value == Option::Value::Required && attached.value_or("").empty())
-        return std::string(option.name) + " needs a value: " + option.name + " " +
-               option.placeholder;
+    const bool valueMissing = option.value == Option::Value::Required && !attached;
+    if (option.value != Option::Value::None && (valueMissing || attached == std::string()))
+        return std::string(option.name) + " needs a value: " + option.name +
+               (option.value == Option::Value::Optional ? "=" : " ") + option.placeholder;
     return option.set(attached.value_or(""));
 }
 

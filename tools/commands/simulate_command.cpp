@@ -97,7 +97,7 @@ int simulate(const InputFile& deviceFile, const std::vector<InputFile>& sessionF
     Diagnostics diagnostics;
     OpenDevice opened;
     std::vector<SessionSpec> sessions;
-    if (openDevice(deviceFile.path, options.configFile, opened, diagnostics)) {
+    if (openDevice(deviceFile.path, options.configFile, Findings::Lint, opened, diagnostics)) {
         for (const InputFile& file : sessionFiles) {
             sessions.push_back(loadSession(file.path, opened.device(), diagnostics));
             sessions.back().file = file.display;

@@ -225,7 +225,7 @@ int sweep(const SweepOptions& options, const std::vector<std::string>& files, st
     Diagnostics diagnostics;
     OpenDevice opened;
     SweepSpec plan;
-    if (openDevice(files[0], options.configFile, opened, diagnostics))
+    if (openDevice(files[0], options.configFile, Findings::Skip, opened, diagnostics))
         plan = loadSweep(files[1], opened.device(), options.maxPoints, diagnostics);
     if (!diagnostics.empty()) {
         printDiagnostics(diagnostics, err);
