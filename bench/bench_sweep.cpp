@@ -10,8 +10,8 @@
 #include <streambuf>
 #include <string>
 
+#include "commands.h"
 #include "device_profile.h"
-#include "host_config_store.h"
 #include "runner.h"
 #include "sweep_file.h"
 #include "sweep_report.h"
@@ -31,30 +31,29 @@ protected:
 
 struct SweepFixture {
     custsim::Diagnostics diagnostics;
-    custsim::DeviceProfile device;
+    custsim::OpenDevice opened;
     custsim::SweepSpec sweep;
 
     bool load() {
-        device = custsim::loadDeviceProfile(kDevice, diagnostics);
-        if (!diagnostics.empty()) return false;
-        if (!hostconfig::loadFile(device.configFile).ok) return false;
-        sweep = custsim::loadSweep(kSweep, device, custsim::kDefaultMaxPoints, diagnostics);
+        if (!custsim::openDevice(kDevice, "", custsim::Findings::Skip, opened, diagnostics))
+            return false;
+        sweep =
+            custsim::loadSweep(kSweep, opened.device(), custsim::kDefaultMaxPoints, diagnostics);
         return diagnostics.empty();
     }
 };
 
 void timeSweepPoints(benchmark::State& state, bool withCsv) {
     SweepFixture fixture;
-    hostconfig::setRecording(false);
     if (!fixture.load()) {
         state.SkipWithError("cannot load the bundled device and sweep");
         return;
     }
-    custsim::Simulator simulator(fixture.device);
+    custsim::Simulator simulator(*fixture.opened.host);
     custsim::configureForSweep(simulator);
     NullBuffer discard;
     std::ostream out(&discard);
-    auto csv = custsim::makeCsvWriter(out, fixture.device, fixture.sweep);
+    auto csv = custsim::makeCsvWriter(out, fixture.opened.device(), fixture.sweep);
     std::string rows;
     uint64_t index = 0;
     for (auto _ : state) {
@@ -67,7 +66,6 @@ void timeSweepPoints(benchmark::State& state, bool withCsv) {
         benchmark::DoNotOptimize(point.sensors.data());
         index = (index + 1) % fixture.sweep.points;
     }
-    hostconfig::clear();
 }
 
 void BM_SweepPoint(benchmark::State& state) { timeSweepPoints(state, false); }

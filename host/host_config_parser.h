@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -84,5 +85,9 @@ LoadResult parseConfig(Config& config);
 // The row index that `key` spells in the policies' way (decimal, no sign, no leading zero, at
 // most nine digits); false for any other key.
 bool rowIndexOfKey(const char* key, size_t& index);
+
+// A configuration parsed by parseConfig, as a held configuration ready to go in force, so that a
+// tool that also reads the parsed tables itself (an index of rows, lint) parses the file once.
+HeldConfigurationPtr holdParsed(std::unique_ptr<Config> config);
 
 }  // namespace hostconfig::detail

@@ -379,6 +379,12 @@ HeldConfigurationPtr holdConfiguration() {
     return held;
 }
 
+HeldConfigurationPtr detail::holdParsed(std::unique_ptr<Config> config) {
+    HeldConfigurationPtr held(new HeldConfiguration);
+    held->config = std::move(config);
+    return held;
+}
+
 void restoreConfiguration(HeldConfigurationPtr held) {
     const auto lock = acquire();
     store().cache = LookupCache();

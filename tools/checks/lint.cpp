@@ -703,9 +703,7 @@ LintResult lintConfig(std::unique_ptr<Config> config, const DeviceProfile* devic
             result.loadError.append(result.loadError.empty() ? "" : "\n").append(line);
         return result;
     }
-    result.loaded = true;
-    Linter(*config, device, result).run();
-    return result;
+    return lintParsedConfig(*config, device);
 }
 
 int32_t countOf(const LintResult& result, LintFinding::Severity severity) {
@@ -719,6 +717,13 @@ std::string counted(int32_t count, const char* noun) {
 }
 
 }  // namespace
+
+LintResult lintParsedConfig(const Config& config, const DeviceProfile* device) {
+    LintResult result;
+    result.loaded = true;
+    Linter(config, device, result).run();
+    return result;
+}
 
 int32_t LintResult::errorCount() const { return countOf(*this, Severity::Error); }
 

@@ -6,6 +6,10 @@
 
 #include "device_profile.h"
 
+namespace hostconfig::detail {
+struct Config;
+}
+
 // Checks a "CameraHWConfiguration.config" against what the policies' table readers need: row
 // widths, row keys, scenario ranges, seamless codes, table names and rows that can never match.
 namespace custsim {
@@ -35,6 +39,10 @@ struct LintResult {
 LintResult lintConfigFile(const std::string& path, const DeviceProfile* device = nullptr);
 LintResult lintConfigText(const std::string& text, const std::string& sourceName,
                           const DeviceProfile* device = nullptr);
+// The same for a configuration already parsed (hostconfig::detail::parseConfig), which is not
+// parsed again.
+LintResult lintParsedConfig(const hostconfig::detail::Config& config,
+                            const DeviceProfile* device = nullptr);
 
 // "file:line: error: [Table] Locale[key]: message".
 std::string formatFinding(const std::string& file, const LintFinding& finding);

@@ -18,26 +18,39 @@
 // check: run sessions and compare them with their [[expect]] tables; --record writes the tables.
 namespace custsim {
 
-const char kCheckHelp[] =
-    "usage: custpolicy check [--json] DEVICE SESSION|DIR...\n"
-    "       custpolicy check --record DEVICE SESSION|DIR...\n"
-    "\n"
+namespace {
+
+const CommandLine kCheckLine = {
+    "check", "DEVICE SESSION|DIR...",
     "Runs every session (a directory stands for every *.toml below it, in name order) on the\n"
     "device profile DEVICE and compares each sensor's result with the session's [[expect]]\n"
     "tables: scenario (or \"none\"), fps, sensor_size, rrzo_size, seamless_flags, and the table\n"
     "and key of the row that decided; each is optional. Every unmet expectation is printed as\n"
     "FILE:LINE: sensor N: KEY expected X, got Y, then a summary, which also names the sessions\n"
-    "that carry no expectations.\n"
-    "\n"
-    "options:\n"
-    "  --json            print a JSON document instead of text\n"
-    "  --record          write each session's [[expect]] tables from today's results instead,\n"
-    "                    replacing the old ones; the rest of the file (comments, key order) is\n"
-    "                    kept byte for byte\n"
-    "  -h, --help        show this help\n"
-    "\n"
+    "that carry no expectations. With --record it writes the tables instead.\n",
     "Exit codes: 0 every expectation met (or recorded), 1 an expectation unmet or a wrong\n"
-    "command line, 2 an unreadable or invalid input (nothing is checked or written).\n";
+    "command line, 2 an unreadable or invalid input (nothing is checked or written).\n"};
+
+std::vector<Option> checkOptions(WorkflowOptions& options) {
+    return {
+        jsonOption(options.json),
+        flagOption("--record",
+                   "write each session's [[expect]] tables from today's results instead,\n"
+                   "replacing the old ones; the rest of the file (comments, key order) is\n"
+                   "kept byte for byte",
+                   options.record),
+        flagOption("--allow-empty", "accept a corpus that carries no expectation at all",
+                   options.allowEmpty),
+        configOption(options.configFile),
+    };
+}
+
+}  // namespace
+
+std::string checkHelp() {
+    WorkflowOptions unused;
+    return helpText(kCheckLine, checkOptions(unused));
+}
 
 namespace {
 
@@ -47,13 +60,13 @@ std::vector<SensorOutcome> outcomesOf(const SessionRun& run, const ConfigIndex* 
     return outcomes;
 }
 
-int check(const DeviceProfile& device, const ConfigIndex* index,
-          const std::vector<SessionInput>& files, Diagnostics diagnostics, bool json,
-          std::ostream& out, std::ostream& err) {
+int check(HostSession& host, const ConfigIndex* index, const std::vector<SessionInput>& files,
+          Diagnostics diagnostics, bool json, std::ostream& out, std::ostream& err) {
+    const DeviceProfile& device = host.device();
     // The report is held until every session has been read: an invalid one means no report.
     std::ostringstream report;
     CheckReport checkReport(report, json, device);
-    Simulator simulator(device);
+    Simulator simulator(host);
     forEachSession(files, device, diagnostics, [&](const SessionInput&, const SessionSpec& s) {
         const SessionRun run = simulator.run(s);
         checkReport.session(s, checkExpectations(s, outcomesOf(run, index)));
@@ -110,16 +123,16 @@ bool replaceFile(const std::string& path, const std::string& text, const DeviceP
     return true;
 }
 
-int record(const DeviceProfile& device, const ConfigIndex* index,
-           const std::vector<SessionInput>& files, Diagnostics diagnostics, std::ostream& out,
-           std::ostream& err) {
+int record(HostSession& host, const ConfigIndex* index, const std::vector<SessionInput>& files,
+           Diagnostics diagnostics, std::ostream& out, std::ostream& err) {
+    const DeviceProfile& device = host.device();
     // Every session is read before any file is written: a bad corpus is left untouched.
     forEachSession(files, device, diagnostics, [](const SessionInput&, const SessionSpec&) {});
     if (!diagnostics.empty()) {
         printDiagnostics(diagnostics, err);
         return kExitInputError;
     }
-    Simulator simulator(device);
+    Simulator simulator(host);
     int32_t rewritten = 0;
     int32_t sessions = 0;
     int exitCode = kExitOk;
@@ -156,15 +169,12 @@ int record(const DeviceProfile& device, const ConfigIndex* index,
 
 int checkCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
     WorkflowOptions options;
-    WorkflowFlags flags;
-    flags.record = true;
-    if (!parseWorkflowOptions("check", args, flags, options, err)) return kExitFindings;
-    if (options.help) {
-        out << kCheckHelp;
-        return kExitOk;
-    }
-    if (options.files.size() < 2) {
-        err << "custpolicy: check needs a device profile and at least one session\n" << kCheckHelp;
+    std::vector<std::string> files;
+    if (const auto answered =
+            readCommandLine(kCheckLine, checkOptions(options), args, files, out, err))
+        return *answered;
+    if (files.size() < 2) {
+        err << "custpolicy: check needs a device profile and at least one session\n" << checkHelp();
         return kExitFindings;
     }
     if (options.record && options.json) {
@@ -172,18 +182,11 @@ int checkCommand(const std::vector<std::string>& args, std::ostream& out, std::o
         return kExitFindings;
     }
     CorpusInputs inputs;
-    if (!openCorpus(options.files, inputs, err)) return kExitInputError;
-    Diagnostics tableProblems;
-    if (!loadDeviceTables(inputs.device, tableProblems)) {
-        printDiagnostics(tableProblems, err);
-        return kExitInputError;
-    }
-    if (options.record) {
-        return record(inputs.device, inputs.index.get(), inputs.files, inputs.corpusProblems, out,
-                      err);
-    }
-    return check(inputs.device, inputs.index.get(), inputs.files, inputs.corpusProblems,
-                 options.json, out, err);
+    if (!openCorpus(files, options.configFile, Findings::Skip, inputs, err)) return kExitInputError;
+    HostSession& host = *inputs.device.host;
+    const ConfigIndex* index = inputs.device.index.get();
+    if (options.record) return record(host, index, inputs.files, inputs.corpusProblems, out, err);
+    return check(host, index, inputs.files, inputs.corpusProblems, options.json, out, err);
 }
 
 }  // namespace custsim

@@ -40,18 +40,18 @@ const char kMainHelp[] =
 
 struct Command {
     const char* name;
-    const char* help;
+    std::string (*help)();
     int (*run)(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
 };
 
 const Command kCommands[] = {
-    {"simulate", kSimulateHelp, simulateCommand},
-    {"demo", kDemoHelp, demoCommand},
-    {"lint", kLintHelp, lintCommand},
-    {"sweep", kSweepHelp, sweepCommand},
-    {"diff", kDiffHelp, diffCommand},
-    {"check", kCheckHelp, checkCommand},
-    {"coverage", kCoverageHelp, coverageCommand},
+    {"simulate", simulateHelp, simulateCommand},
+    {"demo", demoHelp, demoCommand},
+    {"lint", lintHelp, lintCommand},
+    {"sweep", sweepHelp, sweepCommand},
+    {"diff", diffHelp, diffCommand},
+    {"check", checkHelp, checkCommand},
+    {"coverage", coverageHelp, coverageCommand},
 };
 
 const Command* findCommand(const std::string& name) {
@@ -61,23 +61,30 @@ const Command* findCommand(const std::string& name) {
     return nullptr;
 }
 
+int unknownCommand(const std::string& word, std::ostream& err) {
+    err << "custpolicy: unknown command '" << word << "'\n" << kMainHelp;
+    return kExitFindings;
+}
+
 }  // namespace
 
 int runCli(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
     if (args.empty()) return demoCommand(args, out, err);
     const std::string& word = args[0];
     if (word == "-h" || word == "--help" || word == "help") {
-        const Command* topic = args.size() > 1 ? findCommand(args[1]) : nullptr;
-        out << (topic != nullptr ? topic->help : kMainHelp);
+        if (args.size() == 1) {
+            out << kMainHelp;
+            return kExitOk;
+        }
+        const Command* topic = findCommand(args[1]);
+        if (topic == nullptr) return unknownCommand(args[1], err);
+        out << topic->help();
         return kExitOk;
     }
     // Options alone (custpolicy --json) run the demo with them.
     if (!word.empty() && word[0] == '-') return demoCommand(args, out, err);
     const Command* command = findCommand(word);
-    if (command == nullptr) {
-        err << "custpolicy: unknown command '" << word << "'\n" << kMainHelp;
-        return kExitFindings;
-    }
+    if (command == nullptr) return unknownCommand(word, err);
     return command->run(std::vector<std::string>(args.begin() + 1, args.end()), out, err);
 }
 

@@ -3,7 +3,7 @@
 
 #include "cli.h"
 #include "commands.h"
-#include "host_config_store.h"
+#include "host_config_parser.h"
 
 namespace custsim {
 
@@ -14,36 +14,44 @@ constexpr int32_t kMaxDetailLevel = 9;
 
 }  // namespace
 
-bool parseRunOptions(const std::vector<std::string>& args, RunOptions& options, std::ostream& err) {
-    bool filesOnly = false;
-    for (const std::string& arg : args) {
-        if (filesOnly || arg.empty() || arg[0] != '-' || arg == "-") {
-            options.files.push_back(arg);
-            continue;
-        }
-        if (arg == "--") {
-            filesOnly = true;
-        } else if (arg == "--json") {
-            options.json = true;
-        } else if (arg == "--strict") {
-            options.strict = true;
-        } else if (arg == "-h" || arg == "--help") {
-            options.help = true;
-        } else if (arg == "-v" || arg == "--verbose") {
-            options.detailLevel = kDefaultDetailLevel;
-        } else if (arg.rfind("-v", 0) == 0 || arg.rfind("--verbose=", 0) == 0) {
-            const std::string level = arg.substr(arg[1] == 'v' ? 2 : 10);
-            if (level.size() != 1 || level[0] < '0' || level[0] > '0' + kMaxDetailLevel) {
-                err << "custpolicy: detail level must be a digit 0-9, got '" << level << "'\n";
-                return false;
-            }
-            options.detailLevel = level[0] - '0';
-        } else {
-            err << "custpolicy: unknown option '" << arg << "' (see 'custpolicy help')\n";
-            return false;
-        }
-    }
-    return true;
+Option jsonOption(bool& json) {
+    return flagOption("--json", "print a JSON document instead of text", json);
+}
+
+Option configOption(std::string& configFile) {
+    return textOption("--config", "FILE",
+                      "run the device with the configuration file FILE instead of the one its\n"
+                      "profile names",
+                      configFile);
+}
+
+std::vector<Option> runOptionTable(RunOptions& options) {
+    std::optional<int32_t>* detailLevel = &options.detailLevel;
+    Option verbose{"--verbose",
+                   "-v",
+                   Option::Value::Optional,
+                   "LEVEL",
+                   "also print every captured log message, logcat style, as the device\n"
+                   "writes them at ULogger detail level LEVEL (0-9, default 5): errors\n"
+                   "always, warnings from 2, info from 3, debug from 5",
+                   [detailLevel](const std::string& value) -> std::optional<std::string> {
+                       if (value.empty()) {
+                           *detailLevel = kDefaultDetailLevel;
+                           return std::nullopt;
+                       }
+                       if (value.size() != 1 || value[0] < '0' || value[0] > '0' + kMaxDetailLevel)
+                           return "detail level must be a digit 0-9, got '" + value + "'";
+                       *detailLevel = value[0] - '0';
+                       return std::nullopt;
+                   }};
+    return {
+        jsonOption(options.json),
+        flagOption("--strict",
+                   "exit with 3 when the configuration has a lint error or any session\n"
+                   "or decision has a warning",
+                   options.strict),
+        verbose,
+    };
 }
 
 void printDiagnostics(Diagnostics diagnostics, std::ostream& err) {
@@ -63,74 +71,68 @@ void printDiagnostics(Diagnostics diagnostics, std::ostream& err) {
         << (diagnostics.size() == 1 ? "" : "s") << " in the inputs; nothing was run\n";
 }
 
-bool loadDeviceTables(const DeviceProfile& device, Diagnostics& diagnostics) {
-    // The store answers one configuration at a time. Its call record is for tests; the simulator
-    // keeps its own record of row reads.
-    hostconfig::setRecording(false);
+namespace {
+
+// The problems of a configuration file that the store's parser refused or could not read. A file
+// the profile names is cited where the profile names it; a file given on the command line as
+// itself.
+Diagnostics configProblems(const DeviceProfile& device, bool overridden,
+                           const hostconfig::LoadResult& load) {
+    if (overridden && load.line == 0)
+        return {{load.source, 0, 0, "", "configuration file: " + load.message}};
+    return configLoadDiagnostics(device, load);
+}
+
+hostconfig::LoadResult unreadable(const std::string& path, const std::string& message) {
+    hostconfig::LoadResult load;
+    load.source = path;
+    load.message = message;
+    load.problems.push_back({0, 0, message});
+    return load;
+}
+
+}  // namespace
+
+bool openDevice(const std::string& profile, const std::string& configFile, Findings findings,
+                OpenDevice& opened, Diagnostics& diagnostics) {
+    const size_t before = diagnostics.size();
+    DeviceProfile device = loadDeviceProfile(profile, diagnostics);
+    if (diagnostics.size() != before) return false;
+    const bool overridden = !configFile.empty();
+    if (overridden) device.configFile = configFile;
     if (device.configFile.empty()) {
-        hostconfig::clear();
+        opened.host = std::make_unique<HostSession>(std::move(device), nullptr);
         return true;
     }
-    const hostconfig::LoadResult load = hostconfig::loadFile(device.configFile);
-    if (load.ok) return true;
-    // Every problem of the file, or the profile's config line when the file cannot be read.
-    for (Diagnostic& problem : configLoadDiagnostics(device, load))
-        diagnostics.push_back(std::move(problem));
-    return false;
-}
-
-bool loadDevice(const std::string& profile, const std::string& configFile, DeviceProfile& device,
-                std::unique_ptr<ConfigIndex>& index, std::ostream& err) {
-    Diagnostics diagnostics;
-    device = loadDeviceProfile(profile, diagnostics);
-    if (!diagnostics.empty()) {
-        printDiagnostics(diagnostics, err);
+    // Parsed once: the index and lint read the parsed tables, then the host session takes them.
+    auto config = std::make_unique<hostconfig::detail::Config>();
+    config->source = device.configFile;
+    config->fromFile = true;
+    std::string message;
+    hostconfig::LoadResult load =
+        hostconfig::detail::readSourceFile(device.configFile, config->text, message)
+            ? hostconfig::detail::parseConfig(*config)
+            : unreadable(device.configFile, message);
+    if (!load.ok) {
+        for (Diagnostic& problem : configProblems(device, overridden, load))
+            diagnostics.push_back(std::move(problem));
         return false;
     }
-    if (!configFile.empty()) device.configFile = configFile;
-    if (device.configFile.empty()) return true;
-    std::string error;
-    index = ConfigIndex::load(device.configFile, error);
-    if (index != nullptr) return true;
-    err << error << "\ncustpolicy: 1 problem in the inputs; nothing was run\n";
-    return false;
+    opened.index = std::make_unique<ConfigIndex>(*config);
+    if (findings == Findings::Lint) opened.findings = lintParsedConfig(*config, &device).findings;
+    opened.host = std::make_unique<HostSession>(std::move(device),
+                                                hostconfig::detail::holdParsed(std::move(config)));
+    return true;
 }
 
-bool openCorpus(const std::vector<std::string>& files, CorpusInputs& inputs, std::ostream& err) {
+bool openCorpus(const std::vector<std::string>& files, const std::string& configFile,
+                Findings findings, CorpusInputs& inputs, std::ostream& err) {
     inputs.files = expandSessionArguments(std::vector<std::string>(files.begin() + 1, files.end()),
                                           inputs.corpusProblems);
-    return loadDevice(files[0], "", inputs.device, inputs.index, err);
-}
-
-bool parseWorkflowOptions(const char* command, const std::vector<std::string>& args,
-                          WorkflowFlags flags, WorkflowOptions& options, std::ostream& err) {
-    bool filesOnly = false;
-    for (size_t i = 0; i < args.size(); ++i) {
-        const std::string& arg = args[i];
-        if (filesOnly || arg.empty() || arg[0] != '-' || arg == "-") {
-            options.files.push_back(arg);
-        } else if (arg == "--") {
-            filesOnly = true;
-        } else if (arg == "--json") {
-            options.json = true;
-        } else if (arg == "-h" || arg == "--help") {
-            options.help = true;
-        } else if (flags.record && arg == "--record") {
-            options.record = true;
-        } else if (flags.device && arg == "--device" && i + 1 < args.size()) {
-            options.device = args[++i];
-        } else if (flags.device && arg.rfind("--device=", 0) == 0) {
-            options.device = arg.substr(sizeof("--device=") - 1);
-        } else if (flags.device && arg == "--device") {
-            err << "custpolicy: --device needs a device profile\n";
-            return false;
-        } else {
-            err << "custpolicy: unknown option '" << arg << "' for " << command
-                << " (see 'custpolicy " << command << " --help')\n";
-            return false;
-        }
-    }
-    return true;
+    Diagnostics problems;
+    if (openDevice(files[0], configFile, findings, inputs.device, problems)) return true;
+    printDiagnostics(problems, err);
+    return false;
 }
 
 void forEachSession(const std::vector<SessionInput>& files, const DeviceProfile& device,

@@ -11,12 +11,15 @@
 #include "config_index.h"
 #include "corpus.h"
 #include "device_profile.h"
+#include "host_session.h"
+#include "lint.h"
+#include "options.h"
 #include "session_file.h"
 #include "toml_input.h"
 
 // The simulator's commands, one source file each (simulate_command.cpp holds simulate and demo,
-// which share everything but where their inputs come from), and what they share: the options of
-// the commands that run sessions and the printing of input problems. cli.cpp dispatches to them.
+// which share everything but where their inputs come from), and what they share: options, the
+// opening of a device and the printing of input problems. cli.cpp dispatches to them.
 namespace custsim {
 
 // Every command takes its arguments without the command word and answers its exit code.
@@ -28,25 +31,28 @@ int diffCommand(const std::vector<std::string>& args, std::ostream& out, std::os
 int checkCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
 int coverageCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
 
-extern const char kSimulateHelp[];
-extern const char kDemoHelp[];
-extern const char kLintHelp[];
-extern const char kSweepHelp[];
-extern const char kDiffHelp[];
-extern const char kCheckHelp[];
-extern const char kCoverageHelp[];
+// Every command's help, made from its option table.
+std::string simulateHelp();
+std::string demoHelp();
+std::string lintHelp();
+std::string sweepHelp();
+std::string diffHelp();
+std::string checkHelp();
+std::string coverageHelp();
 
+// Options more than one command takes, with one meaning and one help line everywhere.
+Option jsonOption(bool& json);
+// --config FILE: the device's configuration file replaced by another.
+Option configOption(std::string& configFile);
+
+// The options of simulate and demo.
 struct RunOptions {
     bool json = false;
     bool strict = false;  // a configuration error or a decision warning fails the run
     std::optional<int32_t> detailLevel;
-    bool help = false;
-    std::vector<std::string> files;
+    std::string configFile;  // simulate --config
 };
-
-// Parses the options shared by the commands that run sessions. False after reporting a usage
-// error.
-bool parseRunOptions(const std::vector<std::string>& args, RunOptions& options, std::ostream& err);
+std::vector<Option> runOptionTable(RunOptions& options);
 
 // Prints input problems file by file, in the order the files were read, each top to bottom.
 void printDiagnostics(Diagnostics diagnostics, std::ostream& err);
@@ -54,44 +60,46 @@ void printDiagnostics(Diagnostics diagnostics, std::ostream& err);
 // A file as the report names it.
 using InputFile = SessionInput;
 
-// Puts the device's configuration file into the host configuration store (no file: every table
-// absent). False, with the store's own line and column in `diagnostics`, when the store refuses
-// it. Every command loads a device's tables through this.
-bool loadDeviceTables(const DeviceProfile& device, Diagnostics& diagnostics);
+// A device opened for a command. Its configuration file is read and parsed once; the host session's
+// tables, the index of its rows and the lint findings all come from that one parse.
+struct OpenDevice {
+    std::unique_ptr<HostSession> host;   // the device, its tables and the platform state
+    std::unique_ptr<ConfigIndex> index;  // null when the device has no configuration file
+    std::vector<LintFinding> findings;   // of the configuration file against the device, if asked
+    const DeviceProfile& device() const { return host->device(); }
+};
 
-// Loads and checks a device profile and indexes its configuration file (`configFile`, when not
-// empty, replaces the profile's), without touching the store. False after printing the problems.
-bool loadDevice(const std::string& profile, const std::string& configFile, DeviceProfile& device,
-                std::unique_ptr<ConfigIndex>& index, std::ostream& err);
+// Whether a command reports the configuration's lint findings: linting a large file costs several
+// times its parse, so the commands that never show them skip it.
+enum class Findings { Lint, Skip };
+
+// Loads and checks the device profile `profile` and opens its configuration file (`configFile`,
+// when not empty, replaces the profile's). False with every problem in `diagnostics`: the
+// profile's, else the configuration file's (a file that cannot be read is named where the profile
+// names it, or as given). Every command that runs a device opens it through this.
+bool openDevice(const std::string& profile, const std::string& configFile, Findings findings,
+                OpenDevice& opened, Diagnostics& diagnostics);
 
 // What check and coverage open first: the sessions named after the device (`files` from its
 // second on), with the problems of the corpus itself kept for the caller to report with those of
-// its sessions, and the device with the index of its configuration file.
+// its sessions, and the device. False after printing why the device cannot be opened.
 struct CorpusInputs {
     Diagnostics corpusProblems;
     std::vector<SessionInput> files;
-    DeviceProfile device;
-    std::unique_ptr<ConfigIndex> index;
+    OpenDevice device;
 };
-// False after printing why the device cannot be loaded.
-bool openCorpus(const std::vector<std::string>& files, CorpusInputs& inputs, std::ostream& err);
+bool openCorpus(const std::vector<std::string>& files, const std::string& configFile,
+                Findings findings, CorpusInputs& inputs, std::ostream& err);
 
-// The options of the workflow commands (diff, check, coverage).
+// The options of the workflow commands (diff, check, coverage); each takes those its table names.
 struct WorkflowOptions {
     bool json = false;
-    bool help = false;
-    bool record = false;  // check --record
-    std::string device;   // diff --device DEVICE.toml
-    std::vector<std::string> files;
+    bool record = false;        // check --record
+    bool allowEmpty = false;    // check --allow-empty: a corpus without expectations passes
+    bool listSessions = false;  // coverage --sessions: the sessions each row decides
+    std::string device;         // diff --device DEVICE.toml
+    std::string configFile;     // check/coverage --config FILE
 };
-// Which options a workflow command takes beyond --json and --help.
-struct WorkflowFlags {
-    bool record = false;
-    bool device = false;
-};
-// False after reporting a usage error.
-bool parseWorkflowOptions(const char* command, const std::vector<std::string>& args,
-                          WorkflowFlags flags, WorkflowOptions& options, std::ostream& err);
 
 // Reads the sessions one at a time, each checked against the device, and hands each valid one to
 // `visit` before reading the next, so that a corpus is never held in memory whole. A session with

@@ -3,7 +3,6 @@
 
 #include "cli.h"
 #include "commands.h"
-#include "host_config_store.h"
 #include "outcome.h"
 #include "runner.h"
 #include "workflow_report.h"
@@ -11,9 +10,10 @@
 // diff: run the same sessions on two configurations and report what changed.
 namespace custsim {
 
-const char kDiffHelp[] =
-    "usage: custpolicy diff [--json] [--device DEVICE.toml] BEFORE AFTER SESSION|DIR...\n"
-    "\n"
+namespace {
+
+const CommandLine kDiffLine = {
+    "diff", "BEFORE AFTER SESSION|DIR...",
     "Runs every session (a directory stands for every *.toml below it, in name order) on\n"
     "BEFORE and on AFTER and prints, per session and sensor, only what changed: the decision\n"
     "(or no decision), scenario, fps, sensor size, raw format type, seamless flags and\n"
@@ -22,15 +22,24 @@ const char kDiffHelp[] =
     "unchanged, changed and newly without a decision.\n"
     "\n"
     "BEFORE and AFTER are device profiles (*.toml), or configuration files, whose device is\n"
-    "then the profile given with --device (its own configuration file is not used).\n"
-    "\n"
-    "options:\n"
-    "  --json                print a JSON document instead of text\n"
-    "  --device DEVICE.toml  the device profile for BEFORE or AFTER given as configuration\n"
-    "  -h, --help            show this help\n"
-    "\n"
+    "then the profile given with --device (its own configuration file is not used).\n",
     "Exit codes: 0 nothing changed, 1 something changed (or a wrong command line), 2 an\n"
-    "unreadable or invalid input (nothing is reported).\n";
+    "unreadable or invalid input (nothing is reported).\n"};
+
+std::vector<Option> diffOptions(WorkflowOptions& options) {
+    return {
+        jsonOption(options.json),
+        textOption("--device", "DEVICE.toml",
+                   "the device profile for BEFORE or AFTER given as configuration", options.device),
+    };
+}
+
+}  // namespace
+
+std::string diffHelp() {
+    WorkflowOptions unused;
+    return helpText(kDiffLine, diffOptions(unused));
+}
 
 namespace {
 
@@ -41,24 +50,28 @@ bool isProfile(const std::string& path) {
     return path.size() > n && path.compare(path.size() - n, n, kProfileSuffix) == 0;
 }
 
-// One side of the comparison.
+// One side of the comparison: its device, with its own tables and platform state.
 struct Side {
-    DeviceProfile device;
-    std::unique_ptr<ConfigIndex> index;
+    OpenDevice opened;
     std::string title;  // as the report names it
+    const DeviceProfile& device() const { return opened.device(); }
 };
 
 bool loadSide(const std::string& argument, const std::string& deviceProfile, Side& side,
               std::ostream& err) {
     const bool profile = isProfile(argument);
-    if (!loadDevice(profile ? argument : deviceProfile, profile ? "" : argument, side.device,
-                    side.index, err))
+    Diagnostics problems;
+    // Each side's findings are the other half of what an edit changes.
+    if (!openDevice(profile ? argument : deviceProfile, profile ? "" : argument, Findings::Lint,
+                    side.opened, problems)) {
+        printDiagnostics(problems, err);
         return false;
+    }
     side.title = argument;
     if (profile) {
-        side.title += side.device.configFile.empty()
+        side.title += side.device().configFile.empty()
                           ? " (no configuration file)"
-                          : " (configuration " + side.device.configFile + ")";
+                          : " (configuration " + side.device().configFile + ")";
     }
     return true;
 }
@@ -69,49 +82,32 @@ std::vector<SensorOutcome> outcomesOf(const SessionRun& run, const ConfigIndex* 
     return outcomes;
 }
 
-// The configuration of a side, loaded once and held aside until its runs.
-hostconfig::HeldConfigurationPtr heldTables(const DeviceProfile& device, std::ostream& err) {
-    Diagnostics diagnostics;
-    if (loadDeviceTables(device, diagnostics)) return hostconfig::holdConfiguration();
-    printDiagnostics(diagnostics, err);
-    return nullptr;
-}
-
-// Runs a session on one side: its configuration goes in force for the run and is held aside again.
 std::vector<SensorOutcome> runSide(Simulator& simulator, const SessionSpec& session,
-                                   const Side& side, hostconfig::HeldConfigurationPtr& tables) {
-    hostconfig::restoreConfiguration(std::move(tables));
-    std::vector<SensorOutcome> outcomes = outcomesOf(simulator.run(session), side.index.get());
-    tables = hostconfig::holdConfiguration();
-    return outcomes;
+                                   const Side& side) {
+    return outcomesOf(simulator.run(session), side.opened.index.get());
 }
 
-// Every session runs on BEFORE and then on AFTER before the next is read, switching the store
-// between the two configurations (each parsed once), so that nothing is kept per session and each
-// session file is read once. The report is held until the whole corpus has been read, so that an
-// invalid session means no report; it grows with the changes only.
-int diff(const Side& before, const Side& after, bool sameDevice,
-         const std::vector<SessionInput>& files, Diagnostics diagnostics, bool json,
-         std::ostream& out, std::ostream& err) {
-    hostconfig::HeldConfigurationPtr beforeTables = heldTables(before.device, err);
-    if (beforeTables == nullptr) return kExitInputError;
-    hostconfig::HeldConfigurationPtr afterTables = heldTables(after.device, err);
-    if (afterTables == nullptr) return kExitInputError;
-    Simulator beforeRuns(before.device);
-    Simulator afterRuns(after.device);
+// Every session runs on BEFORE and then on AFTER before the next is read, each side on its own
+// host session (its configuration parsed once and put back in force for its runs), so that nothing
+// is kept per session and each session file is read once. The report is held until the whole
+// corpus has been read, so that an invalid session means no report; it grows with the changes
+// only.
+int diff(Side& before, Side& after, bool sameDevice, const std::vector<SessionInput>& files,
+         Diagnostics diagnostics, bool json, std::ostream& out, std::ostream& err) {
+    Simulator beforeRuns(*before.opened.host);
+    Simulator afterRuns(*after.opened.host);
     std::ostringstream text;
-    DiffReport report(text, json, after.device.name, before.title, after.title);
-    forEachSession(files, before.device, diagnostics,
+    DiffReport report(text, json, after.device().name, before.title, after.title);
+    forEachSession(files, before.device(), diagnostics,
                    [&](const SessionInput& file, const SessionSpec& session) {
                        // The session must be valid on both devices; its content is the same.
                        const size_t problems = diagnostics.size();
-                       if (!sameDevice) loadSession(file.path, after.device, diagnostics);
+                       if (!sameDevice) loadSession(file.path, after.device(), diagnostics);
                        if (diagnostics.size() != problems) return;
-                       const auto was = runSide(beforeRuns, session, before, beforeTables);
-                       const auto now = runSide(afterRuns, session, after, afterTables);
+                       const auto was = runSide(beforeRuns, session, before);
+                       const auto now = runSide(afterRuns, session, after);
                        report.session(session.file, was, now);
                    });
-    hostconfig::clear();
     if (!diagnostics.empty()) {
         printDiagnostics(diagnostics, err);
         return kExitInputError;
@@ -125,19 +121,16 @@ int diff(const Side& before, const Side& after, bool sameDevice,
 
 int diffCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
     WorkflowOptions options;
-    WorkflowFlags flags;
-    flags.device = true;
-    if (!parseWorkflowOptions("diff", args, flags, options, err)) return kExitFindings;
-    if (options.help) {
-        out << kDiffHelp;
-        return kExitOk;
-    }
-    if (options.files.size() < 3) {
-        err << "custpolicy: diff needs BEFORE, AFTER and at least one session\n" << kDiffHelp;
+    std::vector<std::string> files;
+    if (const auto answered =
+            readCommandLine(kDiffLine, diffOptions(options), args, files, out, err))
+        return *answered;
+    if (files.size() < 3) {
+        err << "custpolicy: diff needs BEFORE, AFTER and at least one session\n" << diffHelp();
         return kExitFindings;
     }
-    const std::string& beforeArg = options.files[0];
-    const std::string& afterArg = options.files[1];
+    const std::string& beforeArg = files[0];
+    const std::string& afterArg = files[1];
     const bool configs = !isProfile(beforeArg) || !isProfile(afterArg);
     if (configs && options.device.empty()) {
         err << "custpolicy: diff: a configuration file as BEFORE or AFTER needs --device "
@@ -151,14 +144,14 @@ int diffCommand(const std::vector<std::string>& args, std::ostream& out, std::os
     }
     // Problems of the corpus are reported together with those of its sessions.
     Diagnostics corpusProblems;
-    const std::vector<SessionInput> files = expandSessionArguments(
-        std::vector<std::string>(options.files.begin() + 2, options.files.end()), corpusProblems);
+    const std::vector<SessionInput> sessions = expandSessionArguments(
+        std::vector<std::string>(files.begin() + 2, files.end()), corpusProblems);
     Side before;
     Side after;
     if (!loadSide(beforeArg, options.device, before, err)) return kExitInputError;
     if (!loadSide(afterArg, options.device, after, err)) return kExitInputError;
     const bool sameDevice = !isProfile(beforeArg) && !isProfile(afterArg);
-    return diff(before, after, sameDevice, files, corpusProblems, options.json, out, err);
+    return diff(before, after, sameDevice, sessions, corpusProblems, options.json, out, err);
 }
 
 }  // namespace custsim

@@ -9,9 +9,10 @@
 // lint: check configuration files.
 namespace custsim {
 
-const char kLintHelp[] =
-    "usage: custpolicy lint [--device DEVICE.toml] CONFIG...\n"
-    "\n"
+namespace {
+
+const CommandLine kLintLine = {
+    "lint", "CONFIG...",
     "Checks CameraHWConfiguration.config files against what the policies' table readers\n"
     "need, and prints every finding as FILE:LINE: error|warning: [Table] Entry: message,\n"
     "then one summary line per file (\"FILE: N tables, M rows: no findings\").\n"
@@ -20,49 +21,21 @@ const char kLintHelp[] =
     "scenarios outside 0..255, rows that can never match (an earlier row of the same group\n"
     "matches everything they match, or a floor or ceiling no input passes), unknown table\n"
     "names. Warnings: a seamless code other than 5 or 4 where one seems intended; a file\n"
-    "without tables.\n"
-    "\n"
-    "options:\n"
-    "  --device DEVICE.toml  also check the tables against a device profile: sensor indices\n"
-    "                        it does not have, scenarios its sensors have no mode for\n"
-    "  -h, --help            show this help\n"
-    "\n"
+    "without tables.\n",
     "Exit codes: 0 no error, 1 errors found (or a wrong command line), 2 a file (or the\n"
-    "device profile) cannot be read or parsed.\n";
-
-namespace {
+    "device profile) cannot be read or parsed.\n"};
 
 struct LintOptions {
-    std::optional<std::string> device;
-    std::vector<std::string> files;
-    bool help = false;
+    std::string device;
 };
 
-// False after reporting a usage error.
-bool parseLintOptions(const std::vector<std::string>& args, LintOptions& options,
-                      std::ostream& err) {
-    bool filesOnly = false;
-    for (size_t i = 0; i < args.size(); ++i) {
-        const std::string& arg = args[i];
-        if (filesOnly || arg.empty() || arg[0] != '-' || arg == "-") {
-            options.files.push_back(arg);
-        } else if (arg == "--") {
-            filesOnly = true;
-        } else if (arg == "-h" || arg == "--help") {
-            options.help = true;
-        } else if (arg == "--device" && i + 1 < args.size()) {
-            options.device = args[++i];
-        } else if (arg.rfind("--device=", 0) == 0) {
-            options.device = arg.substr(std::string("--device=").size());
-        } else if (arg == "--device") {
-            err << "custpolicy: --device needs a device profile\n" << kLintHelp;
-            return false;
-        } else {
-            err << "custpolicy: unknown option '" << arg << "' for lint\n" << kLintHelp;
-            return false;
-        }
-    }
-    return true;
+std::vector<Option> lintOptions(LintOptions& options) {
+    return {
+        textOption("--device", "DEVICE.toml",
+                   "also check the tables against a device profile: sensor indices\n"
+                   "it does not have, scenarios its sensors have no mode for",
+                   options.device),
+    };
 }
 
 int lintFile(const std::string& file, const DeviceProfile* device, std::ostream& out,
@@ -79,34 +52,38 @@ int lintFile(const std::string& file, const DeviceProfile* device, std::ostream&
 
 }  // namespace
 
+std::string lintHelp() {
+    LintOptions unused;
+    return helpText(kLintLine, lintOptions(unused));
+}
+
 int lintCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
     LintOptions options;
-    if (!parseLintOptions(args, options, err)) return kExitFindings;
-    if (options.help) {
-        out << kLintHelp;
-        return kExitOk;
-    }
-    if (options.files.empty()) {
-        err << "custpolicy: lint needs a configuration file\n" << kLintHelp;
+    std::vector<std::string> files;
+    if (const auto answered =
+            readCommandLine(kLintLine, lintOptions(options), args, files, out, err))
+        return *answered;
+    if (files.empty()) {
+        err << "custpolicy: lint needs a configuration file\n" << lintHelp();
         return kExitFindings;
     }
     std::optional<DeviceProfile> device;
-    if (options.device) {
-        if (inputKindOf(*options.device) == InputKind::Session) {
-            err << "custpolicy: " << *options.device
+    if (!options.device.empty()) {
+        if (inputKindOf(options.device) == InputKind::Session) {
+            err << "custpolicy: " << options.device
                 << " is a session ([app], [[stream]]): --device takes a device profile\n"
-                << kLintHelp;
+                << lintHelp();
             return kExitFindings;
         }
         Diagnostics diagnostics;
-        device = loadDeviceProfile(*options.device, diagnostics);
+        device = loadDeviceProfile(options.device, diagnostics);
         if (!diagnostics.empty()) {
             printDiagnostics(diagnostics, err);
             return kExitInputError;
         }
     }
     int exitCode = kExitOk;
-    for (const std::string& file : options.files) {
+    for (const std::string& file : files) {
         const int fileExit = lintFile(file, device ? &*device : nullptr, out, err);
         exitCode = std::max(exitCode, fileExit);
     }

@@ -4,7 +4,6 @@
 #include "cli.h"
 #include "commands.h"
 #include "device_profile.h"
-#include "host_config_store.h"
 #include "lint.h"
 #include "report.h"
 #include "runner.h"
@@ -17,9 +16,10 @@
 // simulate and demo: run sessions on a device and report every sensor's decisions.
 namespace custsim {
 
-const char kSimulateHelp[] =
-    "usage: custpolicy simulate [--json] [--strict] [-v[LEVEL]] DEVICE SESSION|DIR...\n"
-    "\n"
+namespace {
+
+const CommandLine kSimulateLine = {
+    "simulate", "DEVICE SESSION|DIR...",
     "Loads the device profile DEVICE (TOML) and its configuration file, checks every SESSION\n"
     "(TOML; a directory stands for every *.toml below it, in name order), then runs them in\n"
     "order. Per sensor the HAL's calls are made as on the device:\n"
@@ -29,32 +29,37 @@ const char kSimulateHelp[] =
     "the seamless flags and recorded seamless scenario, the RRZO size and the message that\n"
     "decided them, with the configuration row (file:line) that decided. The configuration\n"
     "file's lint findings come first; under each sensor, the errors the library logged and\n"
-    "warnings about the decision (codes in docs/simulator.md).\n"
-    "\n"
-    "options:\n"
-    "  --json            print a JSON document instead of text\n"
-    "  --strict          exit with 3 when the configuration has a lint error or any session\n"
-    "                    or decision has a warning\n"
-    "  -v, --verbose     also print every captured log message, logcat style, as the device\n"
-    "                    writes them at detail level 5\n"
-    "  -vLEVEL, --verbose=LEVEL\n"
-    "                    the same at ULogger detail level LEVEL (0-9): errors always, warnings\n"
-    "                    from 2, info from 3, debug from 5\n"
-    "  -h, --help        show this help\n"
-    "\n"
+    "warnings about the decision (codes in docs/simulator.md).\n",
     "Nothing runs unless every input is valid: problems are listed with file, line, column and\n"
     "key path, and the exit code is 2.\n"
     "\n"
     "Exit codes: 0 every session ran, 1 command-line error, 2 invalid input, 3 --strict and\n"
-    "a configuration error or a warning.\n";
+    "a configuration error or a warning.\n"};
 
-const char kDemoHelp[] =
-    "usage: custpolicy demo [--json] [--strict] [-v[LEVEL]]\n"
-    "\n"
+const CommandLine kDemoLine = {
+    "demo", "",
     "Simulates the bundled example device (examples/device/device.toml) over every bundled\n"
     "session (examples/sessions/*.toml, in name order). The examples directory is the\n"
-    "source tree's, or the one named by the environment variable CUSTPOLICY_EXAMPLES.\n"
-    "Options as for simulate.\n";
+    "source tree's, or the one named by the environment variable CUSTPOLICY_EXAMPLES.\n",
+    "Exit codes as for simulate.\n"};
+
+std::vector<Option> simulateOptions(RunOptions& options) {
+    std::vector<Option> table = runOptionTable(options);
+    table.push_back(configOption(options.configFile));
+    return table;
+}
+
+}  // namespace
+
+std::string simulateHelp() {
+    RunOptions unused;
+    return helpText(kSimulateLine, simulateOptions(unused));
+}
+
+std::string demoHelp() {
+    RunOptions unused;
+    return helpText(kDemoLine, runOptionTable(unused));
+}
 
 namespace {
 
@@ -68,17 +73,6 @@ std::string configDisplayName(const DeviceProfile& device, const InputFile& devi
     const std::string real = directoryOf(deviceFile.path);
     if (device.configFile.compare(0, real.size(), real) != 0) return device.configFile;
     return directoryOf(deviceFile.display) + device.configFile.substr(real.size());
-}
-
-// The lint findings of the configuration, checked against the device.
-std::vector<LintFinding> configFindings(const DeviceProfile& device) {
-    if (device.configFile.empty()) return {};
-    LintResult lint = lintConfigFile(device.configFile, &device);
-    if (lint.loaded) return std::move(lint.findings);
-    // The store took the file, so this is not expected; it is reported, not hidden.
-    LintFinding finding;
-    finding.message = "lint could not read the file: " + lint.loadError;
-    return {finding};
 }
 
 bool anyWarning(const std::vector<SessionRun>& runs) {
@@ -101,26 +95,26 @@ bool anyError(const std::vector<LintFinding>& findings) {
 int simulate(const InputFile& deviceFile, const std::vector<InputFile>& sessionFiles,
              const RunOptions& options, std::ostream& out, std::ostream& err) {
     Diagnostics diagnostics;
-    DeviceProfile device = loadDeviceProfile(deviceFile.path, diagnostics);
-    const bool deviceOk = diagnostics.empty();
+    OpenDevice opened;
     std::vector<SessionSpec> sessions;
-    if (deviceOk) {
+    if (openDevice(deviceFile.path, options.configFile, Findings::Lint, opened, diagnostics)) {
         for (const InputFile& file : sessionFiles) {
-            sessions.push_back(loadSession(file.path, device, diagnostics));
+            sessions.push_back(loadSession(file.path, opened.device(), diagnostics));
             sessions.back().file = file.display;
         }
     }
-    if (deviceOk) loadDeviceTables(device, diagnostics);
     if (!diagnostics.empty()) {
         printDiagnostics(diagnostics, err);
         return kExitInputError;
     }
 
+    const DeviceProfile& device = opened.device();
     ReportOptions report;
     report.logDetailLevel = options.detailLevel;
-    report.configName = configDisplayName(device, deviceFile);
-    report.configFindings = configFindings(device);
-    Simulator simulator(device);
+    report.configName =
+        options.configFile.empty() ? configDisplayName(device, deviceFile) : options.configFile;
+    report.configFindings = opened.findings;
+    Simulator simulator(*opened.host);
     simulator.setConfigName(report.configName);
     std::vector<SessionRun> runs;
     for (const SessionSpec& session : sessions) runs.push_back(simulator.run(session));
@@ -160,19 +154,18 @@ int demo(const RunOptions& options, std::ostream& out, std::ostream& err) {
 
 int simulateCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
     RunOptions options;
-    if (!parseRunOptions(args, options, err)) return kExitFindings;
-    if (options.help) {
-        out << kSimulateHelp;
-        return kExitOk;
-    }
-    if (options.files.size() < 2) {
+    std::vector<std::string> files;
+    if (const auto answered =
+            readCommandLine(kSimulateLine, simulateOptions(options), args, files, out, err))
+        return *answered;
+    if (files.size() < 2) {
         err << "custpolicy: simulate needs a device profile and at least one session\n"
-            << kSimulateHelp;
+            << simulateHelp();
         return kExitFindings;
     }
-    const std::vector<std::string> sessionPaths(options.files.begin() + 1, options.files.end());
-    if (const auto hint = misplacedInputHint(options.files[0], sessionPaths)) {
-        err << "custpolicy: " << *hint << "\n" << kSimulateHelp;
+    const std::vector<std::string> sessionPaths(files.begin() + 1, files.end());
+    if (const auto hint = misplacedInputHint(files[0], sessionPaths)) {
+        err << "custpolicy: " << *hint << "\n" << simulateHelp();
         return kExitFindings;
     }
     Diagnostics diagnostics;
@@ -181,17 +174,16 @@ int simulateCommand(const std::vector<std::string>& args, std::ostream& out, std
         printDiagnostics(diagnostics, err);
         return kExitInputError;
     }
-    return simulate({options.files[0], options.files[0]}, sessions, options, out, err);
+    return simulate({files[0], files[0]}, sessions, options, out, err);
 }
 
 int demoCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
     RunOptions options;
-    if (!parseRunOptions(args, options, err)) return kExitFindings;
-    if (options.help) {
-        out << kDemoHelp;
-        return kExitOk;
-    }
-    if (!options.files.empty()) {
+    std::vector<std::string> files;
+    if (const auto answered =
+            readCommandLine(kDemoLine, runOptionTable(options), args, files, out, err))
+        return *answered;
+    if (!files.empty()) {
         err << "custpolicy: demo takes no files (use simulate DEVICE SESSION...)\n";
         return kExitFindings;
     }

@@ -12,7 +12,6 @@
 #include "cli.h"
 #include "commands.h"
 #include "device_profile.h"
-#include "host_config_store.h"
 #include "sweep_file.h"
 #include "sweep_report.h"
 #include "sweep_runner.h"
@@ -20,33 +19,6 @@
 // sweep: run the product of a sweep's axes and report every point, as CSV, JSON, a summary and a
 // map page.
 namespace custsim {
-
-const char kSweepHelp[] =
-    "usage: custpolicy sweep [--csv | --json] [--html FILE] [--x AXIS] [--y AXIS]\n"
-    "                        [--jobs N] [--max-points N] DEVICE SWEEP\n"
-    "\n"
-    "Runs a base session over every combination of the values of the sweep's axes (stream\n"
-    "size, requested fps range, temperature, application, operation mode, HDR mode, sensor),\n"
-    "with the same calls as simulate, and reports per point and sensor the mode chosen.\n"
-    "Without --csv or --json it prints the points per mode of each sensor, and where along\n"
-    "the map's x axis the mode changes.\n"
-    "\n"
-    "options:\n"
-    "  --csv             print one CSV row per point and sensor\n"
-    "  --json            print one JSON document with a result per point and sensor\n"
-    "  --html FILE       write a self-contained page with a map per sensor: one cell per point,\n"
-    "                    coloured by the scenario chosen, with a legend and a summary\n"
-    "  --x AXIS, --y AXIS\n"
-    "                    the axes the map draws across and down (default: the sweep's [map],\n"
-    "                    else its two fastest-varying axes); the other axes get a selector\n"
-    "  --jobs N          worker processes (default: the number of cores); the output is the\n"
-    "                    same for every N\n"
-    "  --max-points N    the cap on the number of points (default 1000000)\n"
-    "  -h, --help        show this help\n"
-    "\n"
-    "Nothing runs unless every input is valid and the points are within the cap (exit code 2).\n"
-    "A progress line is shown on a terminal for runs longer than a second. docs/sweep.md\n"
-    "documents the sweep file, the columns and the page.\n";
 
 namespace {
 
@@ -58,16 +30,26 @@ constexpr uint64_t kMaxPointsCeiling = 100000000;
 constexpr auto kProgressDelay = std::chrono::seconds(1);
 constexpr auto kProgressInterval = std::chrono::milliseconds(100);
 
+const CommandLine kSweepLine = {
+    "sweep", "DEVICE SWEEP",
+    "Runs a base session over every combination of the values of the sweep's axes (stream\n"
+    "size, requested fps range, temperature, application, operation mode, HDR mode, sensor),\n"
+    "with the same calls as simulate, and reports per point and sensor the mode chosen.\n"
+    "Without --csv or --json it prints the points per mode of each sensor, and where along\n"
+    "the map's x axis the mode changes.\n",
+    "Nothing runs unless every input is valid and the points are within the cap (exit code 2).\n"
+    "A progress line is shown on a terminal for runs longer than a second. docs/sweep.md\n"
+    "documents the sweep file, the columns and the page.\n"};
+
 struct SweepOptions {
     bool csv = false;
     bool json = false;
-    bool help = false;
     std::string html;
     std::string x;
     std::string y;
     unsigned jobs = 0;  // 0: one per core
     uint64_t maxPoints = kDefaultMaxPoints;
-    std::vector<std::string> files;
+    std::string configFile;
 };
 
 bool parseCount(const std::string& text, uint64_t max, uint64_t& value) {
@@ -78,86 +60,50 @@ bool parseCount(const std::string& text, uint64_t max, uint64_t& value) {
     return value >= 1 && value <= max;
 }
 
-// Splits "--name=value" and "--name value"; false when the option is not `name`.
-bool optionValue(const std::vector<std::string>& args, size_t& i, const std::string& name,
-                 std::string& value) {
-    const std::string& arg = args[i];
-    if (arg.rfind(name + "=", 0) == 0) {
-        value = arg.substr(name.size() + 1);
-        return true;
-    }
-    if (arg != name) return false;
-    value = i + 1 < args.size() ? args[++i] : "";
-    return true;
+// An option whose value is a count from 1 to `max`; `what` names the count in the error.
+Option countOption(const char* name, const char* help, uint64_t max, const char* what,
+                   std::function<void(uint64_t)> set) {
+    const std::string option = name;
+    return {name,
+            nullptr,
+            Option::Value::Required,
+            "N",
+            help,
+            [option, max, what, set](const std::string& value) -> std::optional<std::string> {
+                uint64_t number = 0;
+                if (!parseCount(value, max, number))
+                    return option + " needs " + what + ", 1 to " + std::to_string(max) + ", got '" +
+                           value + "'";
+                set(number);
+                return std::nullopt;
+            }};
 }
 
-// The options that take a value. `matched` tells whether args[i] was one of them.
-bool parseValueOption(const std::vector<std::string>& args, size_t& i, SweepOptions& options,
-                      std::ostream& err, bool& matched) {
-    static const char* const kNames[] = {"--html", "--x", "--y", "--jobs", "--max-points"};
-    std::string name;
-    std::string value;
-    matched = false;
-    for (const char* candidate : kNames) {
-        if (!optionValue(args, i, candidate, value)) continue;
-        name = candidate;
-        matched = true;
-        break;
-    }
-    if (!matched) return true;
-    if (value.empty()) {
-        err << "custpolicy: " << name << " needs a value\n";
-        return false;
-    }
-    uint64_t number = 0;
-    if (name == "--html") {
-        options.html = value;
-    } else if (name == "--x") {
-        options.x = value;
-    } else if (name == "--y") {
-        options.y = value;
-    } else if (name == "--jobs") {
-        if (!parseCount(value, kMaxJobs, number)) {
-            err << "custpolicy: --jobs needs a number of workers, 1 to " << kMaxJobs << ", got '"
-                << value << "'\n";
-            return false;
-        }
-        options.jobs = static_cast<unsigned>(number);
-    } else if (!parseCount(value, kMaxPointsCeiling, options.maxPoints)) {
-        err << "custpolicy: --max-points needs a number, 1 to " << kMaxPointsCeiling << ", got '"
-            << value << "'\n";
-        return false;
-    }
-    return true;
-}
-
-bool parseSweepOptions(const std::vector<std::string>& args, SweepOptions& options,
-                       std::ostream& err) {
-    for (size_t i = 0; i < args.size(); ++i) {
-        const std::string& arg = args[i];
-        if (arg.empty() || arg[0] != '-' || arg == "-") {
-            options.files.push_back(arg);
-            continue;
-        }
-        bool matched = false;
-        if (!parseValueOption(args, i, options, err, matched)) return false;
-        if (matched) continue;
-        if (arg == "--csv") {
-            options.csv = true;
-        } else if (arg == "--json") {
-            options.json = true;
-        } else if (arg == "-h" || arg == "--help") {
-            options.help = true;
-        } else {
-            err << "custpolicy: unknown option '" << arg << "' (see 'custpolicy sweep --help')\n";
-            return false;
-        }
-    }
-    if (options.csv && options.json) {
-        err << "custpolicy: --csv and --json both print to standard output; choose one\n";
-        return false;
-    }
-    return true;
+std::vector<Option> sweepOptions(SweepOptions& options) {
+    return {
+        flagOption("--csv", "print one CSV row per point and sensor", options.csv),
+        flagOption("--json", "print one JSON document with a result per point and sensor",
+                   options.json),
+        textOption("--html", "FILE",
+                   "write a self-contained page with a map per sensor: one cell per point,\n"
+                   "coloured by the scenario chosen, with a legend and a summary",
+                   options.html),
+        textOption("--x", "AXIS",
+                   "the axis the map draws across (default: the sweep's [map], else its\n"
+                   "fastest-varying axis); the other axes get a selector",
+                   options.x),
+        textOption("--y", "AXIS", "the axis the map draws down (default: as for --x, the next)",
+                   options.y),
+        countOption("--jobs",
+                    "worker processes (default: the number of cores); the output is the\n"
+                    "same for every N",
+                    kMaxJobs, "a number of workers",
+                    [&options](uint64_t n) { options.jobs = static_cast<unsigned>(n); }),
+        countOption("--max-points", "the cap on the number of points (default 1000000)",
+                    kMaxPointsCeiling, "a number",
+                    [&options](uint64_t n) { options.maxPoints = n; }),
+        configOption(options.configFile),
+    };
 }
 
 // The map's axes: the command line's, else the sweep file's, else the two fastest-varying axes
@@ -230,8 +176,9 @@ private:
     bool mShown = false;
 };
 
-int runAndReport(const SweepOptions& options, const DeviceProfile& device, const SweepSpec& sweep,
+int runAndReport(const SweepOptions& options, HostSession& host, const SweepSpec& sweep,
                  MapAxes axes, std::ostream& out, std::ostream& err) {
+    const DeviceProfile& device = host.device();
     const std::string partial = options.html + ".partial";
     std::ofstream page;
     if (!options.html.empty()) {
@@ -254,7 +201,7 @@ int runAndReport(const SweepOptions& options, const DeviceProfile& device, const
     Progress progress(&err == &std::cerr && isatty(STDERR_FILENO) == 1, sweep.points);
     std::string error;
     const bool ok = runSweep(
-        device, sweep, options.jobs != 0 ? options.jobs : defaultJobs(), outputs,
+        host, sweep, options.jobs != 0 ? options.jobs : defaultJobs(), outputs,
         [&](uint64_t done) { progress.update(done); }, error);
     if (!ok) {
         if (page.is_open()) std::remove(partial.c_str());
@@ -273,37 +220,45 @@ int runAndReport(const SweepOptions& options, const DeviceProfile& device, const
     return kExitOk;
 }
 
-int sweep(const SweepOptions& options, std::ostream& out, std::ostream& err) {
+int sweep(const SweepOptions& options, const std::vector<std::string>& files, std::ostream& out,
+          std::ostream& err) {
     Diagnostics diagnostics;
-    const DeviceProfile device = loadDeviceProfile(options.files[0], diagnostics);
-    if (diagnostics.empty()) loadDeviceTables(device, diagnostics);
+    OpenDevice opened;
     SweepSpec plan;
-    if (diagnostics.empty())
-        plan = loadSweep(options.files[1], device, options.maxPoints, diagnostics);
+    if (openDevice(files[0], options.configFile, Findings::Skip, opened, diagnostics))
+        plan = loadSweep(files[1], opened.device(), options.maxPoints, diagnostics);
     if (!diagnostics.empty()) {
         printDiagnostics(diagnostics, err);
         return kExitInputError;
     }
     MapAxes axes;
     if (!chooseMapAxes(options, plan, axes, err)) return kExitFindings;
-    return runAndReport(options, device, plan, axes, out, err);
+    return runAndReport(options, *opened.host, plan, axes, out, err);
 }
 
 }  // namespace
 
+std::string sweepHelp() {
+    SweepOptions unused;
+    return helpText(kSweepLine, sweepOptions(unused));
+}
+
 int sweepCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
     SweepOptions options;
-    if (!parseSweepOptions(args, options, err)) return kExitFindings;
-    if (options.help) {
-        out << kSweepHelp;
-        return kExitOk;
+    std::vector<std::string> files;
+    if (const auto answered =
+            readCommandLine(kSweepLine, sweepOptions(options), args, files, out, err))
+        return *answered;
+    if (options.csv && options.json) {
+        err << "custpolicy: --csv and --json both print to standard output; choose one\n";
+        return kExitFindings;
     }
-    if (options.files.size() != 2) {
-        err << "custpolicy: sweep needs a device profile and a sweep file\n" << kSweepHelp;
+    if (files.size() != 2) {
+        err << "custpolicy: sweep needs a device profile and a sweep file\n" << sweepHelp();
         return kExitFindings;
     }
     try {
-        return sweep(options, out, err);
+        return sweep(options, files, out, err);
     } catch (const std::exception& e) {
         err << "custpolicy: sweep stopped: " << e.what() << "\n";
         return kExitInputError;

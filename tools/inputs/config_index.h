@@ -7,6 +7,10 @@
 #include <tuple>
 #include <vector>
 
+namespace hostconfig::detail {
+struct Config;
+}
+
 // The rows of a configuration file with the lines they are written on, parsed as the store parses
 // them, for the reports that name a row by file and line (coverage, the matched row of diff and
 // check). The store itself answers the policies; this index never feeds them.
@@ -22,8 +26,8 @@ public:
         std::string entry() const { return locale + "[" + key + "]"; }
     };
 
-    // Null with "file:line:column: message" in `error` when the file cannot be read or parsed.
-    static std::unique_ptr<ConfigIndex> load(const std::string& path, std::string& error);
+    // The rows of a parsed configuration; the file is its source.
+    explicit ConfigIndex(const hostconfig::detail::Config& config);
 
     const std::string& file() const { return mFile; }
     // Every row of every table, in file order.

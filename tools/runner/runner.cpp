@@ -7,6 +7,7 @@
 #include "config_store.h"
 #include "cust_int32.h"
 #include "cust_setting_policy_legacy.h"
+#include "device_metadata.h"
 #include "host_image_stream.h"
 #include "host_platform.h"
 #include "platform/PolicyTypes.h"
@@ -26,11 +27,6 @@ using mcam::core::device::policy::featuresetting::ConfigurationOutputParams;
 using mcam::core::device::policy::featuresetting::StreamRecord;
 using NSCam::Utils::ULog::ULogger;
 
-// Static characteristics the policies read.
-constexpr uint32_t kTagAeAvailableTargetFpsRanges = 0x10014;
-constexpr uint32_t kTagMinFrameDurations = 0xD000B;
-constexpr uint32_t kTagPixelArraySize = 0xF0006;
-constexpr uint32_t kTagEngineerStaticItem = 0x9004003D;
 // Session parameters the policies read.
 constexpr uint32_t kTagAeTargetFpsRange = 0x10005;
 constexpr uint32_t kTagVideoStabilizationMode = 0x10011;
@@ -104,50 +100,6 @@ const RrzoMarker kRrzoMarkers[] = {
     {"customized sensor size", custpolicy::kTableCustomSensorSize},
     {"rrzo target size", ""},
 };
-
-NSCam::IEntry metadataEntry(const MetadataEntrySpec& described) {
-    NSCam::IEntry entry(described.tag);
-    for (int64_t value : described.integers) {
-        switch (described.type) {
-            case MetadataEntrySpec::Type::UInt8:
-                entry.push_back(static_cast<uint8_t>(value));
-                break;
-            case MetadataEntrySpec::Type::Int32:
-                entry.push_back(static_cast<int32_t>(value));
-                break;
-            case MetadataEntrySpec::Type::Int64:
-                entry.push_back(value);
-                break;
-        }
-    }
-    return entry;
-}
-
-NSCam::IMetadata staticMetadataOf(const SensorSpec& sensor) {
-    NSCam::IMetadata metadata;
-    if (sensor.pixelArray)
-        metadata.update(NSCam::IEntry::of<MSize>(kTagPixelArraySize, {*sensor.pixelArray}));
-    if (sensor.minFrameDurations) {
-        NSCam::IEntry entry(kTagMinFrameDurations);
-        for (const auto& group : *sensor.minFrameDurations) {
-            for (int64_t value : group) entry.push_back(value);
-        }
-        metadata.update(entry);
-    }
-    if (sensor.aeTargetFpsRanges) {
-        NSCam::IEntry entry(kTagAeAvailableTargetFpsRanges);
-        for (const auto& range : *sensor.aeTargetFpsRanges) {
-            for (int64_t value : range) entry.push_back(static_cast<int32_t>(value));
-        }
-        metadata.update(entry);
-    }
-    if (sensor.engineerStaticItem) {
-        metadata.update(
-            NSCam::IEntry::of<int32_t>(kTagEngineerStaticItem, {*sensor.engineerStaticItem}));
-    }
-    for (const MetadataEntrySpec& extra : sensor.extraStatic) metadata.update(metadataEntry(extra));
-    return metadata;
-}
 
 NSCam::IMetadata sessionParamsOf(const SessionParamsSpec& params) {
     NSCam::IMetadata metadata;
@@ -447,61 +399,21 @@ void collectErrors(const std::vector<LogLine>& log, const std::string& activity,
 
 }  // namespace
 
-Simulator::Simulator(const DeviceProfile& device) : mDevice(&device), mEvaluator(device) {
-    for (const SensorSpec& sensor : mDevice->sensors)
-        mStaticMetadata[sensor.index] = staticMetadataOf(sensor);
-    hostplatform::reset();
-    applyDevice();
+Simulator::Simulator(HostSession& host)
+    : mHost(&host), mDevice(&host.device()), mEvaluator(host.device()) {
+    // The adaptors ask the platform about their sensor when they are made, as on the device.
+    beginRun();
     for (const SensorSpec& sensor : mDevice->sensors) {
         mSettingAdaptors[sensor.index] = std::make_unique<CustSettingAlgoAdaptor>(sensor.index);
         mRrzoAdaptors[sensor.index] = std::make_unique<CustRrzoAlgoAdaptor>(sensor.index);
     }
 }
 
-// Nothing else reads the row-read record, which would otherwise grow with every later read.
-Simulator::~Simulator() { hostconfig::setRowReadRecording(false); }
-
-void Simulator::applyDevice() {
-    hostplatform::State& state = hostplatform::state();
-    state.hasSensorList = mDevice->sensorList;
-    state.stereoFeatureMode = mDevice->stereoFeatureMode;
-    StereoSettingProvider::__logicalDeviceID = mDevice->logicalDeviceId;
-    state.videoEisAlgoType = mDevice->videoEisAlgoType;
-    state.thirdCap.supported = mDevice->thirdCap.supported;
-    state.thirdCap.answer = mDevice->thirdCap.defaultAnswer;
-    for (const SensorSpec& profile : mDevice->sensors) {
-        hostplatform::SensorFacts& facts = hostplatform::sensor(profile.index);
-        facts.newSettingPolicy = profile.newSettingPolicy;
-        facts.newRrzoPolicy = profile.newRrzoPolicy;
-        facts.privateSelectSensorMode = profile.privateSelectSensorMode;
-        facts.custSensorSettingInfo = profile.custSensorSettingInfo;
-        facts.defaultVhdrInfo = profile.videoHdr;
-        facts.deviceMask = profile.deviceMask;
-        facts.staticMetadata = mStaticMetadata.at(profile.index);
-        facts.modes.clear();
-        for (const auto& [scenario, mode] : profile.modes) {
-            hostplatform::SensorMode hostMode;
-            hostMode.fps = mode.fps;
-            hostMode.size = mode.size;
-            hostMode.rawFmtType = mode.rawFormatType;
-            hostMode.fpsFails = mode.fpsFails;
-            hostMode.sizeFails = mode.sizeFails;
-            hostMode.rawFmtTypeFails = mode.rawFormatTypeFails;
-            facts.modes[scenario] = hostMode;
-        }
-    }
-    const DeviceProfile* device = mDevice;
-    state.maxStreamSize = [device](const hostplatform::MaxStreamSizeCall& call, int32_t& width,
-                                   int32_t& height) {
-        const SensorSpec* sensor = device->findSensor(call.sensorIdx);
-        if (sensor == nullptr || !sensor->maxStreamSize) return;
-        width = sensor->maxStreamSize->w;
-        height = sensor->maxStreamSize->h;
-    };
+void Simulator::beginRun() {
     ReferenceEvaluator* evaluator = &mEvaluator;
-    state.featureChip = [evaluator](const CustTransMsgData* request, CustTransMsgData* reply) {
+    mHost->beginRun([evaluator](const CustTransMsgData* request, CustTransMsgData* reply) {
         evaluator->evaluate(request, reply);
-    };
+    });
 }
 
 void Simulator::applySession(const SessionSpec& session) {
@@ -543,7 +455,7 @@ void Simulator::selectSetting(const SessionSpec& session, SensorRun& run,
     const size_t seamlessMark = state.recorded.seamless.size();
     const size_t thirdCapMark = state.recorded.thirdCap.size();
     const size_t sensorInfoMark = state.recorded.sensorInfo.size();
-    hostconfig::takeRowReads();
+    mHost->takeRowReads();
     state.thirdCap.answer = thirdCapAnswer(session, run.sensorIdx);
 
     run.seamlessFlagsBefore = session.hal.seamlessFlags;
@@ -583,7 +495,7 @@ void Simulator::selectSetting(const SessionSpec& session, SensorRun& run,
         if (!mOutcomeOnly) run.notes.push_back(std::move(note));
     }
     run.settingLog = takeAndroidLog(logMark);
-    run.settingRowReads = hostconfig::takeRowReads();
+    run.settingRowReads = mHost->takeRowReads();
     run.decidedBy = settingExplanation(run.settingLog, run.decidedByIsLastMessage);
     for (size_t i = sensorInfoMark; i < state.recorded.sensorInfo.size(); ++i) {
         const auto& call = state.recorded.sensorInfo[i];
@@ -654,7 +566,7 @@ void Simulator::selectRrzo(const SessionSpec& session, SensorRun& run,
     inParams.pParsedAppConfiguration = configuration.appConfig;
     inParams.pParsedAppImageStreamInfo = configuration.streamInfo;
 
-    hostconfig::takeRowReads();
+    mHost->takeRowReads();
     CustRrzoAlgoAdaptor& adaptor = *mRrzoAdaptors.at(run.sensorIdx);
     MSize targetSize = session.hal.rrzoTarget.value_or(
         defaultRrzoRequest(configuration.streamInfo->maxStreamSize, run.rrzoSensorSize));
@@ -667,7 +579,7 @@ void Simulator::selectRrzo(const SessionSpec& session, SensorRun& run,
     run.rrzoSize = outSize;
     // Both records are emptied for the next call either way.
     std::vector<std::string> notes = mEvaluator.takeNotes();
-    std::vector<hostconfig::RowRead> reads = hostconfig::takeRowReads();
+    std::vector<hostconfig::RowRead> reads = mHost->takeRowReads();
     if (mOutcomeOnly) return;
     run.rrzoNotes = std::move(notes);
     run.rrzoRowReads = std::move(reads);
@@ -680,12 +592,10 @@ void Simulator::selectRrzo(const SessionSpec& session, SensorRun& run,
 SessionRun Simulator::run(const SessionSpec& session) {
     // Every session starts from the device's answers alone: a configuration does not inherit the
     // previous one's facts, records or feature-chip state. The adaptors, like the HAL's, stay.
-    hostplatform::reset();
-    if (!mUnifiedLog) ULogger::sMode &= ~kUnifiedLogModes;
-    applyDevice();
-    applySession(session);
     // The reports name the row that decided; the row-read record is cheap enough to keep on.
-    hostconfig::setRowReadRecording(true);
+    beginRun();
+    if (!mUnifiedLog) ULogger::sMode &= ~kUnifiedLogModes;
+    applySession(session);
     mEvaluator.resetRrzoState();
     const BuiltConfiguration configuration = buildConfiguration(session);
 

@@ -12,6 +12,7 @@
 #include "custpolicy/cust_setting_policy.h"
 #include "device_profile.h"
 #include "host_config_store.h"
+#include "host_session.h"
 #include "reference_evaluator.h"
 #include "session_file.h"
 
@@ -126,9 +127,9 @@ struct BuiltConfiguration;
 
 class Simulator {
 public:
-    // Loads nothing itself: the configuration store must already hold the device's tables.
-    explicit Simulator(const DeviceProfile& device);
-    ~Simulator();
+    // Runs on the host state that `host` owns (the device, its tables, the recorders), which must
+    // outlive the simulator. Several simulators may share one host; each run begins it afresh.
+    explicit Simulator(HostSession& host);
 
     SessionRun run(const SessionSpec& session);
     // The name under which reports cite the configuration file (default: its path).
@@ -149,7 +150,7 @@ public:
     void setOutcomeOnly(bool enabled) { mOutcomeOnly = enabled; }
 
 private:
-    void applyDevice();
+    void beginRun();
     void applySession(const SessionSpec& session);
     int32_t thirdCapAnswer(const SessionSpec& session, int32_t sensorIdx) const;
     void selectSetting(const SessionSpec& session, SensorRun& run,
@@ -159,6 +160,7 @@ private:
     void explainSetting(SensorRun& run) const;
     void reviewSensor(const SessionSpec& session, SensorRun& run) const;
 
+    HostSession* mHost;
     const DeviceProfile* mDevice;
     ReferenceEvaluator mEvaluator;
     std::map<int32_t, std::unique_ptr<CustSettingAlgoAdaptor>> mSettingAdaptors;
@@ -166,8 +168,6 @@ private:
     // The settings of every sensor of the session being run, as the RRZO policy receives them.
     std::shared_ptr<CustSensorSettingMap> mSettingsForRrzo;
     std::string mConfigName;
-    // Each sensor's static metadata, built once from the profile and handed to every session.
-    std::map<int32_t, NSCam::IMetadata> mStaticMetadata;
     bool mUnifiedLog = true;
     bool mOutcomeOnly = false;
 };

@@ -161,11 +161,11 @@ private:
 
 // The body of worker `worker` of `jobs`: every jobs-th point from its own, its records written to
 // `fd` a pipe's worth at a time.
-[[noreturn]] void workerMain(const DeviceProfile& device, const SweepSpec& sweep,
+[[noreturn]] void workerMain(HostSession& host, const SweepSpec& sweep,
                              const std::vector<SweepOutput*>& outputs, unsigned worker,
                              unsigned jobs, int fd) {
     try {
-        Simulator simulator(device);
+        Simulator simulator(host);
         configureForSweep(simulator);
         std::string pending;
         for (uint64_t index = worker; index < sweep.points; index += jobs) {
@@ -198,8 +198,8 @@ public:
         }
     }
 
-    bool start(const DeviceProfile& device, const SweepSpec& sweep,
-               const std::vector<SweepOutput*>& outputs, unsigned jobs, std::string& error) {
+    bool start(HostSession& host, const SweepSpec& sweep, const std::vector<SweepOutput*>& outputs,
+               unsigned jobs, std::string& error) {
         // Whatever the parent has buffered must not be written again by a child.
         std::fflush(nullptr);
         for (unsigned k = 0; k < jobs; ++k) {
@@ -218,7 +218,7 @@ public:
             if (pid == 0) {
                 close(fds[0]);
                 for (const Worker& earlier : mWorkers) close(earlier.fd);
-                workerMain(device, sweep, outputs, k, jobs, fds[1]);
+                workerMain(host, sweep, outputs, k, jobs, fds[1]);
             }
             close(fds[1]);
             mWorkers.push_back({pid, fds[0], RecordReader(fds[0])});
@@ -275,9 +275,9 @@ private:
     std::vector<Worker> mWorkers;
 };
 
-void runInProcess(const DeviceProfile& device, const SweepSpec& sweep,
+void runInProcess(HostSession& host, const SweepSpec& sweep,
                   const std::vector<SweepOutput*>& outputs, const SweepProgress& progress) {
-    Simulator simulator(device);
+    Simulator simulator(host);
     configureForSweep(simulator);
     std::string bytes;
     for (uint64_t index = 0; index < sweep.points; ++index) {
@@ -408,16 +408,16 @@ SweepOutcome outcomeOf(const SensorRun& run) {
     return outcome;
 }
 
-bool runSweep(const DeviceProfile& device, const SweepSpec& sweep, unsigned jobs,
+bool runSweep(HostSession& host, const SweepSpec& sweep, unsigned jobs,
               const std::vector<SweepOutput*>& outputs, const SweepProgress& progress,
               std::string& error) {
     if (jobs <= 1 || sweep.points <= 1) {
-        runInProcess(device, sweep, outputs, progress);
+        runInProcess(host, sweep, outputs, progress);
         return true;
     }
     if (jobs > sweep.points) jobs = static_cast<unsigned>(sweep.points);
     Workers workers;
-    if (!workers.start(device, sweep, outputs, jobs, error)) return false;
+    if (!workers.start(host, sweep, outputs, jobs, error)) return false;
     std::string_view record;
     for (uint64_t index = 0; index < sweep.points; ++index) {
         const auto worker = static_cast<unsigned>(index % jobs);

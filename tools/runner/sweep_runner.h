@@ -79,9 +79,9 @@ bool decodePoint(std::string_view bytes, SweepPoint& point);
 using SweepProgress = std::function<void(uint64_t done)>;
 
 // Runs the sweep over `jobs` workers (1: in this process) and hands every point to every output,
-// in point order. The configuration store must hold the device's tables. False, with `error` set,
-// when a worker failed; the points before it have been written.
-bool runSweep(const DeviceProfile& device, const SweepSpec& sweep, unsigned jobs,
+// in point order, on the device and tables of `host`. False, with `error` set, when a worker
+// failed; the points before it have been written.
+bool runSweep(HostSession& host, const SweepSpec& sweep, unsigned jobs,
               const std::vector<SweepOutput*>& outputs, const SweepProgress& progress,
               std::string& error);
 
