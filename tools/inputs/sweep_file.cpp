@@ -470,6 +470,8 @@ std::string SweepAxis::label(size_t value) const {
         case AxisKind::App:
             return appLabels[value];
         case AxisKind::FpsRange:
+            // A fixed rate reads as the one number it is.
+            if (fps[value][0] == fps[value][1]) return std::to_string(fps[value][0]);
             return std::to_string(fps[value][0]) + "-" + std::to_string(fps[value][1]);
         case AxisKind::StreamSize:
             return std::to_string(sizes[value].w) + "x" + std::to_string(sizes[value].h);

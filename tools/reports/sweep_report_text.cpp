@@ -1,6 +1,8 @@
 #include <iomanip>
 
+#include "sweep_changes.h"
 #include "sweep_report.h"
+#include "text_escape.h"
 
 // The summary of a sweep: points per decided mode, per sensor, and where along the map's x axis
 // the mode changes.
@@ -11,7 +13,7 @@ namespace {
 constexpr uint64_t kPerMille = 1000;
 // A sensor's scenario at a point where it did not run (another sensor of the sensor axis did).
 constexpr int32_t kNotRun = -2;
-// Changes of mode listed per sensor; the rest are counted (the CSV has them all).
+// Places where the mode changes listed per sensor; the rest are counted (the CSV has them all).
 constexpr size_t kMaxChangesShown = 40;
 
 std::string shortModeName(int32_t scenario) {
@@ -58,46 +60,37 @@ public:
     }
 
 private:
-    // "app socialcam video call": the values of the point's other axes, the sensor's aside.
-    std::string lineOf(const std::vector<size_t>& values) const {
-        std::string text;
-        for (size_t i = 0; i < values.size(); ++i) {
-            if (static_cast<int32_t>(i) == mAlong || mSweep.axes[i].kind == AxisKind::Sensor)
-                continue;
-            text += (text.empty() ? "" : ", ") + mSweep.axes[i].name + " " +
-                    mSweep.axes[i].label(values[i]);
-        }
-        return text;
-    }
-
-    // Where the mode changes from one value of the map's x axis to the next, the other axes held:
+    // Where the mode changes from one value of the map's x axis to the next, grouped by place:
     // "from which size on", "at which temperature".
     void writeChanges(int32_t sensor) {
         const auto found = mModes.find(sensor);
         if (found == mModes.end()) return;
-        const std::vector<int32_t>& modes = found->second;
         const SweepAxis& along = mSweep.axes[static_cast<size_t>(mAlong)];
-        uint64_t stride = 1;
-        for (size_t i = static_cast<size_t>(mAlong) + 1; i < mSweep.axes.size(); ++i)
-            stride *= mSweep.axes[i].size();
-        size_t changes = 0;
-        for (uint64_t point = 0; point < mSweep.points; ++point) {
-            const std::vector<size_t> values = mSweep.coordinates(point);
-            const size_t x = values[static_cast<size_t>(mAlong)];
-            if (x == 0) continue;
-            const int32_t before = modes[point - stride];
-            const int32_t after = modes[point];
-            if (before == after || before == kNotRun || after == kNotRun) continue;
-            if (changes++ == 0) mOut << "  changes along " << along.name << ":\n";
-            if (changes > kMaxChangesShown) continue;
-            const std::string line = lineOf(values);
-            mOut << "    " << line << (line.empty() ? "" : ": ") << along.label(x - 1) << " -> "
-                 << along.label(x) << ": " << shortModeName(before) << " -> "
-                 << shortModeName(after) << "\n";
+        const std::vector<ChangePlace> places =
+            changesAlong(mSweep, mAlong, found->second, kNotRun);
+        if (places.empty()) {
+            mOut << "  no change along " << terminalText(along.name) << "\n";
+            return;
         }
-        if (changes > kMaxChangesShown)
-            mOut << "    ... and " << changes - kMaxChangesShown << " more (see --csv)\n";
-        if (changes == 0) mOut << "  no change along " << along.name << "\n";
+        mOut << "  changes along " << terminalText(along.name) << ":\n";
+        for (size_t i = 0; i < places.size() && i < kMaxChangesShown; ++i) writePlace(places[i]);
+        if (places.size() > kMaxChangesShown)
+            mOut << "    ... and " << places.size() - kMaxChangesShown
+                 << " more places (see --csv)\n";
+    }
+
+    // "44 -> 45: scenario 2 -> scenario 0 at app socialcam video call"; a place with several
+    // variants lists one per line under it.
+    void writePlace(const ChangePlace& place) {
+        mOut << "    " << terminalText(changePlaceText(mSweep, mAlong, place)) << ":";
+        const bool oneLine = place.variants.size() == 1;
+        for (const ChangeVariant& variant : place.variants) {
+            const std::string lines = changeLinesText(mSweep, mAlong, place, variant);
+            mOut << (oneLine ? " " : "\n      ") << shortModeName(variant.before) << " -> "
+                 << shortModeName(variant.after) << (lines.empty() ? "" : " ")
+                 << terminalText(lines);
+        }
+        mOut << "\n";
     }
 
     std::ostream& mOut;
