@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -75,7 +77,43 @@ TEST(ToolSweep, RefusesBadSweepsBeforeRunning) {
          base + "[axes]\nstream_size = \"wide\"\n",
          {},
          2,
-         "axes.stream_size: unknown size set 'wide' (known: 16:9, 4:3, common)"},
+         "axes.stream_size: unknown size set 'wide' (known: 16:9, 4:3, common, sensor)"},
+        {"an unknown set among known ones is the one error",
+         base + "[axes]\nstream_size = [\"common\", \"wide\", [4096, 3072]]\n",
+         {},
+         2,
+         "sweep.toml:9:26: axes.stream_size[1]: unknown size set 'wide' (known: 16:9, 4:3, "
+         "common, sensor)\ncustpolicy: 1 problem in the inputs"},
+        {"a bad pair among sets",
+         base + "[axes]\nstream_size = [\"4:3\", [0, 10]]\n",
+         {},
+         2,
+         "axes.stream_size[1][0]: value 0 out of range 1 .. 2147483647"},
+        {"something that is no size",
+         base + "[axes]\nstream_size = [\"4:3\", [1, 2, 3]]\n",
+         {},
+         2,
+         "axes.stream_size[1]: expected a [width, height] pair, the name of a set"},
+        {"a size range without its ratio",
+         base + "[axes]\nstream_size = {from = 640, to = 1280, step = 64}\n",
+         {},
+         2,
+         "axes.stream_size.ratio: missing required value"},
+        {"a size range whose ratio is not a pair",
+         base + "[axes]\nstream_size = {from = 640, to = 1280, step = 64, ratio = [16]}\n",
+         {},
+         2,
+         "axes.stream_size.ratio: expected [width, height]"},
+        {"a size range whose ratio flattens a size to nothing",
+         base + "[axes]\nstream_size = [{from = 1, to = 9, step = 4, ratio = [16, 9]}]\n",
+         {},
+         2,
+         "axes.stream_size[0].ratio: width 1 gives a height of 0"},
+        {"a size range too large to expand",
+         base + "[axes]\nstream_size = {from = 1, to = 2147483647, step = 1, ratio = [1, 1]}\n",
+         {},
+         2,
+         "axes.stream_size.to: the range has 2147483647 values, over the cap"},
         {"an fps range whose low end is above its high end",
          base + "[axes]\nfps_range = [[60, 30]]\n",
          {},
@@ -134,6 +172,60 @@ TEST(ToolSweep, RefusesBadSweepsBeforeRunning) {
         EXPECT_EQ(tool.run(args), c.exitCode);
         EXPECT_NE(tool.stderrText.find(c.error), std::string::npos) << tool.stderrText;
         EXPECT_EQ(tool.stdoutText, "");
+    }
+}
+
+struct SizeFormCase {
+    const char* why;
+    std::string axes;      // the [axes] table's lines
+    const char* expected;  // the stream_size column, point by point
+};
+
+// Every form of the stream_size axis, alone and mixed, gives the sizes the documentation promises,
+// in its order.
+TEST(ToolSweep, StreamSizeForms) {
+    const SizeFormCase cases[] = {
+        {"pairs keep their order", "stream_size = [[1920, 1080], [640, 480]]\n",
+         "1920x1080 640x480"},
+        {"one pair alone", "stream_size = [1280, 720]\n", "1280x720"},
+        {"a set and pairs by area, a size the set repeats taken once",
+         "stream_size = [\"16:9\", [1920, 1080], [800, 600]]\n",
+         "640x360 800x600 1280x720 1920x1080 2560x1440 3840x2160"},
+        {"the sensor set: the modes of every sensor the session runs", "stream_size = \"sensor\"\n",
+         "1920x1080 2000x1500 4000x3000"},
+        {"the sensor set follows the sensor axis", "sensor = [1]\nstream_size = [\"sensor\"]\n",
+         "1920x1080 2000x1500"},
+        {"a range keeps the ratio, heights rounded down to even",
+         "stream_size = {from = 640, to = 1000, step = 180, ratio = [4, 3]}\n",
+         "640x480 820x614 1000x750"},
+        {"a range and a set share their sizes",
+         "stream_size = [\"4:3\", {from = 1280, to = 1920, step = 640, ratio = [4, 3]}]\n",
+         "640x480 1280x960 1440x1080 1920x1440 2560x1920 3264x2448 4000x3000"},
+    };
+    for (const SizeFormCase& c : cases) {
+        SCOPED_TRACE(c.why);
+        ToolRun tool;
+        ASSERT_EQ(
+            tool.run({"sweep", "--csv", "--jobs", "1", tool.write("device.toml", kMinimalDevice),
+                      tool.write("sweep.toml", std::string(kBase) + "[axes]\n" + c.axes)}),
+            0)
+            << tool.stderrText;
+        // The column of the axis, once per point (a point has a row per sensor).
+        std::istringstream rows(tool.stdoutText);
+        std::string row;
+        std::getline(rows, row);
+        const size_t column = std::count(row.begin(), row.begin() + row.find("stream_size"), ',');
+        std::string sizes;
+        std::string lastPoint;
+        while (std::getline(rows, row)) {
+            std::vector<std::string> fields;
+            std::istringstream split(row);
+            for (std::string field; std::getline(split, field, ',');) fields.push_back(field);
+            if (fields[0] == lastPoint) continue;
+            lastPoint = fields[0];
+            sizes += (sizes.empty() ? "" : " ") + fields[column];
+        }
+        EXPECT_EQ(sizes, c.expected);
     }
 }
 
