@@ -181,6 +181,8 @@ const char kPageScript[] = R"HTML(<script>
   const DENSE_PITCH = 8;
   // Regular labels are at least this far apart; the steps they take.
   const LABEL_SPACING = 40, STEPS = [1, 2, 5, 10, 20, 50, 100, 200, 500, 1000];
+  // The width of a label's character, an upper bound at the labels' 11 px.
+  const CHAR_WIDTH = 7;
   // Points listed when a block is opened.
   const MAX_LISTED = 200;
   // Keys besides the colour-by values: no decision, not run, decided without a table row.
@@ -323,6 +325,7 @@ const char kPageScript[] = R"HTML(<script>
     span.textContent = changes.has(i) ? label(a, changes.get(i)) : dense ? label(a, b[0]) : rangeLabel(a, b);
     th.appendChild(span);
     if (changes.has(i)) th.classList.add("change");
+    return span.textContent.length;
   }
   function longest(a, bs) { return bs.reduce((n, b) => Math.max(n, rangeLabel(a, b).length), 0); }
   function drawLegend(sensor, seen) {
@@ -395,19 +398,22 @@ const char kPageScript[] = R"HTML(<script>
     corner.className = "corner";
     corner.textContent = (data.y >= 0 ? axes[data.y].name + " \u2193 " : "") +
       (data.x >= 0 ? axes[data.x].name + " \u2192" : "");
-    corner.style.minWidth = (longest(data.y, ys) * 7 + 8) + "px";
-    head.style.height = (longest(data.x, xs) * 7 + 8) + "px";
+    corner.style.minWidth = (longest(data.y, ys) * CHAR_WIDTH + 8) + "px";
     head.appendChild(corner);
+    // The label row is as tall as its longest label: the labels stand outside the flow.
+    let longestX = 0;
     const stepX = denseX ? stepFor(DENSE_PITCH) : 1, stepY = denseY ? stepFor(DENSE_PITCH) : 1;
     xs.forEach((b, i) => {
       const th = document.createElement("th");
       th.className = "x";
-      if (data.x >= 0 && labelled(i, stepX, changesX)) axisLabel(th, data.x, b, i, changesX, denseX);
+      if (data.x >= 0 && labelled(i, stepX, changesX))
+        longestX = Math.max(longestX, axisLabel(th, data.x, b, i, changesX, denseX));
       head.appendChild(th);
     });
     ys.forEach((b, j) => {
       if (data.y >= 0 && labelled(j, stepY, changesY)) axisLabel(table.rows[j + 1].cells[0], data.y, b, j, changesY, denseY);
     });
+    head.style.height = (longestX * CHAR_WIDTH + 8) + "px";
     const open = (cell) => showDetail(sensor, xs[cell.cellIndex - 1], ys[cell.parentNode.rowIndex - 1]);
     table.addEventListener("click", (e) => { const cell = e.target.closest("td.cell"); if (cell) open(cell); });
     table.addEventListener("keydown", (e) => {
