@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
+#include <set>
 #include <tuple>
 
 namespace custsim {
@@ -28,12 +30,36 @@ uint64_t strideOf(const SweepSpec& sweep, int32_t along) {
     return stride;
 }
 
-// "fps_range 15-30, 30": with one line axis, the axis is named once.
-std::string oneAxisLines(const SweepAxis& axis, const std::vector<std::vector<size_t>>& values,
-                         size_t axisIndex) {
+// "fps_range 15-30, 30": the values an axis takes on some lines, the first few named.
+std::string axisValuesText(const SweepAxis& axis, const std::set<size_t>& values) {
     std::string text = axis.name + " ";
-    for (size_t i = 0; i < values.size(); ++i)
-        text += (i == 0 ? "" : ", ") + axis.label(values[i][axisIndex]);
+    size_t named = 0;
+    for (size_t value : values) {
+        if (named == kMaxLinesNamed) break;
+        text += (named++ == 0 ? "" : ", ") + axis.label(value);
+    }
+    if (values.size() > named) text += " and " + std::to_string(values.size() - named) + " more";
+    return text;
+}
+
+// The lines as a product of each axis's values ("fps_range 60, 120" for every temperature), or
+// nothing when they are not one.
+std::optional<std::string> productText(const SweepSpec& sweep, const std::vector<size_t>& axes,
+                                       const std::vector<uint64_t>& lines) {
+    std::vector<std::set<size_t>> values(axes.size());
+    for (uint64_t line : lines) {
+        const std::vector<size_t> at = sweep.coordinates(line);
+        for (size_t i = 0; i < axes.size(); ++i) values[i].insert(at[axes[i]]);
+    }
+    uint64_t product = 1;
+    for (const auto& taken : values) product *= taken.size();
+    if (product != lines.size()) return std::nullopt;
+    std::string text;
+    for (size_t i = 0; i < axes.size(); ++i) {
+        // An axis that takes every value on these lines says nothing about where.
+        if (values[i].size() == sweep.axes[axes[i]].size()) continue;
+        text += (text.empty() ? "" : "; ") + axisValuesText(sweep.axes[axes[i]], values[i]);
+    }
     return text;
 }
 
@@ -104,16 +130,11 @@ std::string changeLinesText(const SweepSpec& sweep, int32_t along, const ChangeP
             text += (i == 0 ? "" : " and ") + sweep.axes[axes[i]].name;
         return text;
     }
-    std::vector<std::vector<size_t>> values;
-    for (size_t i = 0; i < variant.lines.size() && i < kMaxLinesNamed; ++i)
-        values.push_back(sweep.coordinates(variant.lines[i]));
+    if (auto product = productText(sweep, axes, variant.lines); product && !product->empty())
+        return "at " + *product;
     std::string text = "at ";
-    if (axes.size() == 1) {
-        text += oneAxisLines(sweep.axes[axes[0]], values, axes[0]);
-    } else {
-        for (size_t i = 0; i < values.size(); ++i)
-            text += (i == 0 ? "" : "; ") + lineText(sweep, axes, values[i]);
-    }
+    for (size_t i = 0; i < variant.lines.size() && i < kMaxLinesNamed; ++i)
+        text += (i == 0 ? "" : "; ") + lineText(sweep, axes, sweep.coordinates(variant.lines[i]));
     if (variant.lines.size() > kMaxLinesNamed)
         text += " and " + std::to_string(variant.lines.size() - kMaxLinesNamed) + " more";
     return text;
