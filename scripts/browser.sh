@@ -3,7 +3,7 @@
 # what a person would see: a screenshot that is not blank and shows every mode's colour, one drawn
 # cell per point, the legend entries, the thermal example's change of mode at 45 degrees, cells of
 # one width at a sparse and a dense layout, warning markers (and none once hidden), the legend of
-# the colouring by row, and a block that opens to its points.
+# the colouring by row, a block that opens to its points, and the map of a bundled edit.
 #
 #   bash scripts/browser.sh [build folder]     (default build/clang; built when missing)
 #
@@ -49,11 +49,15 @@ render() {
 sed -e 's/^temperature = .*/temperature = { from = -40, to = 110 }/' examples/sweeps/thermal.toml \
   >"${out}/dense.toml"
 "${tool}" sweep examples/device/device.toml "${out}/dense.toml" --html "${out}/dense.html" >/dev/null
+# The map of an edit: the thermal sweep against the configuration before its thermal row.
+"${tool}" sweep examples/device/device.toml examples/sweeps/thermal.toml \
+  --before examples/device/before-thermal-row.config --html "${out}/edit.html" >/dev/null
 render "${out}/sizes.html" sizes
 render "${out}/sizes.html" sizes-hidden "#hide-warnings"
 render "${out}/thermal.html" thermal
 render "${out}/thermal.html" thermal-rows "#colour=row"
 render "${out}/dense.html" dense
 render "${out}/dense.html" dense-open "#open-block"
+render "${out}/edit.html" edit
 
 python3 scripts/check_map_page.py "${out}"

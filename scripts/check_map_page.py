@@ -37,6 +37,10 @@ THERMAL_ROW_LEGEND = [
 # The thermal sweep from -40 to 110 degrees: 151 values drawn as 76 blocks of two across.
 DENSE_COLUMNS = 76
 DENSE_BLOCK_POINTS = 2
+# The map of the edit that added the thermal row: the video call's cells from 45 degrees on, and
+# only those, change (scenario 2 -> 0).
+EDIT_CHANGED = [(x, 0) for x in range(15, 26)]
+EDIT_LEGEND = ["unchanged: 67 points", "scenario 2 -> scenario 0: 11 points"]
 # Colours of scenarios 0..4 as the page draws them.
 SCENARIO_COLOURS = [(0x4E, 0x79, 0xA7), (0xF2, 0x8E, 0x2B), (0x59, 0xA1, 0x4F),
                     (0xE1, 0x57, 0x59), (0xB0, 0x7A, 0xA1)]
@@ -222,9 +226,18 @@ def main(folder):
     if opened.detail_rows != DENSE_BLOCK_POINTS + 1:
         fail("dense map: the opened block lists %d rows, expected its %d points"
              % (opened.detail_rows - 1, DENSE_BLOCK_POINTS))
+    edit = Page(folder + "/edit.dom.html")
+    check_one_cell_per_point("edit", edit, THERMAL_COLUMNS, THERMAL_ROWS)
+    changed = sorted((int(c["data-x"]), int(c["data-y"])) for c in edit.cells if "data-changed" in c)
+    if changed != EDIT_CHANGED:
+        fail("edit map: cells %s marked changed, expected %s" % (changed, EDIT_CHANGED))
+    legend = [entry.strip() for entry in edit.legend]
+    if legend != EDIT_LEGEND:
+        fail("edit map: legend %s, expected %s" % (legend, EDIT_LEGEND))
     print("browser check passed: sizes map %d cells, %d legend entries, %d warned; thermal map %d "
-          "cells; dense map %d columns of one width, a block opens to its points"
-          % (len(sizes.cells), len(SIZES_LEGEND), SIZES_WARNED, len(thermal.cells), DENSE_COLUMNS))
+          "cells; dense map %d columns of one width, a block opens to its points; edit map %d "
+          "changed cells" % (len(sizes.cells), len(SIZES_LEGEND), SIZES_WARNED, len(thermal.cells),
+                             DENSE_COLUMNS, len(EDIT_CHANGED)))
 
 
 if __name__ == "__main__":

@@ -13,6 +13,7 @@
 #include "commands.h"
 #include "device_profile.h"
 #include "host_config_store.h"
+#include "sweep_edit.h"
 #include "sweep_file.h"
 #include "sweep_report.h"
 #include "sweep_runner.h"
@@ -23,7 +24,8 @@ namespace custsim {
 
 const char kSweepHelp[] =
     "usage: custpolicy sweep [--csv | --json] [--html FILE] [--x AXIS] [--y AXIS]\n"
-    "                        [--jobs N] [--max-points N] DEVICE SWEEP\n"
+    "                        [--before OLD.config] [--jobs N] [--max-points N]\n"
+    "                        DEVICE SWEEP\n"
     "\n"
     "Runs a base session over every combination of the values of the sweep's axes (stream\n"
     "size, requested fps range, temperature, application, operation mode, HDR mode, sensor),\n"
@@ -36,6 +38,10 @@ const char kSweepHelp[] =
     "  --json            print one JSON document with a result per point and sensor\n"
     "  --html FILE       write a self-contained page with a map per sensor: one cell per point,\n"
     "                    coloured by the scenario chosen, with a legend and a summary\n"
+    "  --before OLD.config\n"
+    "                    the map of an edit: every point also runs with OLD.config, and the\n"
+    "                    summary and the page show the points whose outcome the device's own\n"
+    "                    configuration changes, from what to what\n"
     "  --x AXIS, --y AXIS\n"
     "                    the axes the map draws across and down (default: the sweep's [map],\n"
     "                    else its two fastest-varying axes); the other axes get a selector\n"
@@ -63,6 +69,7 @@ struct SweepOptions {
     bool json = false;
     bool help = false;
     std::string html;
+    std::string before;  // the configuration before an edit: the map of the edit
     std::string x;
     std::string y;
     unsigned jobs = 0;  // 0: one per core
@@ -94,7 +101,8 @@ bool optionValue(const std::vector<std::string>& args, size_t& i, const std::str
 // The options that take a value. `matched` tells whether args[i] was one of them.
 bool parseValueOption(const std::vector<std::string>& args, size_t& i, SweepOptions& options,
                       std::ostream& err, bool& matched) {
-    static const char* const kNames[] = {"--html", "--x", "--y", "--jobs", "--max-points"};
+    static const char* const kNames[] = {"--html", "--x",          "--y",
+                                         "--jobs", "--max-points", "--before"};
     std::string name;
     std::string value;
     matched = false;
@@ -112,6 +120,8 @@ bool parseValueOption(const std::vector<std::string>& args, size_t& i, SweepOpti
     uint64_t number = 0;
     if (name == "--html") {
         options.html = value;
+    } else if (name == "--before") {
+        options.before = value;
     } else if (name == "--x") {
         options.x = value;
     } else if (name == "--y") {
@@ -152,6 +162,11 @@ bool parseSweepOptions(const std::vector<std::string>& args, SweepOptions& optio
             err << "custpolicy: unknown option '" << arg << "' (see 'custpolicy sweep --help')\n";
             return false;
         }
+    }
+    if (!options.before.empty() && (options.csv || options.json)) {
+        err << "custpolicy: --before shows an edit in the summary and on the --html page; it "
+               "does not go with --csv or --json\n";
+        return false;
     }
     if (options.csv && options.json) {
         err << "custpolicy: --csv and --json both print to standard output; choose one\n";
@@ -230,8 +245,40 @@ private:
     bool mShown = false;
 };
 
+// Runs every point with the configuration before the edit into `baseline`, then puts the device's
+// own tables back in the store. False after reporting a problem.
+bool runBaseline(const SweepOptions& options, const DeviceProfile& device, const SweepSpec& sweep,
+                 SweepBaseline& baseline, std::ostream& err) {
+    // The profile does not name this file: a file that cannot be opened is the option's problem.
+    if (!std::ifstream(options.before, std::ios::binary)) {
+        err << "custpolicy: --before: cannot read " << options.before << ": "
+            << std::strerror(errno) << "\n";
+        return false;
+    }
+    DeviceProfile before = device;
+    before.configFile = options.before;
+    Diagnostics diagnostics;
+    if (!loadDeviceTables(before, diagnostics)) {
+        printDiagnostics(diagnostics, err);
+        return false;
+    }
+    std::string error;
+    const bool ok = runSweep(
+        before, sweep, options.jobs != 0 ? options.jobs : defaultJobs(), {&baseline},
+        [](uint64_t) {}, error);
+    if (!ok) err << "custpolicy: " << error << " (with " << options.before << ")\n";
+    if (ok && loadDeviceTables(device, diagnostics)) return true;
+    printDiagnostics(diagnostics, err);
+    return false;
+}
+
 int runAndReport(const SweepOptions& options, const DeviceProfile& device, const SweepSpec& sweep,
                  MapAxes axes, std::ostream& out, std::ostream& err) {
+    std::unique_ptr<SweepBaseline> baseline;
+    if (!options.before.empty()) {
+        baseline = std::make_unique<SweepBaseline>(sweep.points, options.before);
+        if (!runBaseline(options, device, sweep, *baseline, err)) return kExitInputError;
+    }
     const std::string partial = options.html + ".partial";
     std::ofstream page;
     if (!options.html.empty()) {
@@ -246,8 +293,9 @@ int runAndReport(const SweepOptions& options, const DeviceProfile& device, const
     if (options.csv) writers.push_back(makeCsvWriter(out, device, sweep));
     if (options.json) writers.push_back(makeJsonWriter(out, device, sweep));
     if (!options.csv && !options.json)
-        writers.push_back(makeSummaryWriter(out, device, sweep, axes.x));
-    if (page.is_open()) writers.push_back(makeHtmlWriter(page, device, sweep, axes));
+        writers.push_back(makeSummaryWriter(out, device, sweep, axes.x, baseline.get()));
+    if (page.is_open())
+        writers.push_back(makeHtmlWriter(page, device, sweep, axes, baseline.get()));
     std::vector<SweepOutput*> outputs;
     for (auto& writer : writers) outputs.push_back(writer.get());
 

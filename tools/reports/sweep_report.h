@@ -50,14 +50,20 @@ struct MapAxes {
     int32_t y = -1;
 };
 
-// The self-contained HTML page of maps, one per sensor.
+class SweepBaseline;
+
+// The self-contained HTML page of maps, one per sensor; with a baseline (the points run with the
+// configuration before an edit), the map of the edit.
 std::unique_ptr<SweepOutput> makeHtmlWriter(std::ostream& out, const DeviceProfile& device,
-                                            const SweepSpec& sweep, MapAxes axes);
+                                            const SweepSpec& sweep, MapAxes axes,
+                                            const SweepBaseline* baseline = nullptr);
 
 // Points per decided mode, per sensor, printed as a table when the sweep ends, followed by the
-// points where the mode changes from one value of axis `alongAxis` to the next (none when -1).
+// points where the mode changes from one value of axis `alongAxis` to the next (none when -1); with
+// a baseline, the points the edit changes.
 std::unique_ptr<SweepOutput> makeSummaryWriter(std::ostream& out, const DeviceProfile& device,
-                                               const SweepSpec& sweep, int32_t alongAxis);
+                                               const SweepSpec& sweep, int32_t alongAxis,
+                                               const SweepBaseline* baseline = nullptr);
 
 // "55.6%": count / total in tenths of a percent, in integers so that every toolchain prints the
 // same.

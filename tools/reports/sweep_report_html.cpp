@@ -2,6 +2,7 @@
 
 #include "report.h"
 #include "sweep_changes.h"
+#include "sweep_edit.h"
 #include "sweep_report.h"
 
 // The map page: one self-contained HTML file (no network, no external script, style or font). The
@@ -65,6 +66,9 @@ std::string scriptJson(const std::string& text) {
     }
     return out;
 }
+
+// A sensor's change key at a point the edit left as it was.
+constexpr int32_t kUnchanged = -4;
 
 // What the page shows of one sensor's outcome at one point. The one place that reads the outcome
 // for the page: the mode, the deciding row, the step of the policy that decided, the title's note
@@ -185,14 +189,15 @@ const char kPageScript[] = R"HTML(<script>
   const CHAR_WIDTH = 7;
   // Points listed when a block is opened.
   const MAX_LISTED = 200;
-  // Keys besides the colour-by values: no decision, not run, decided without a table row.
-  const NONE = -1, NOT_RUN = -2, NO_ROW = -3;
+  // Keys besides the colour-by values: no decision, not run, decided without a table row, and (on
+  // the map of an edit) kept its outcome.
+  const NONE = -1, NOT_RUN = -2, NO_ROW = -3, UNCHANGED = -4;
   const axes = data.axes;
   const strides = [];
   let stride = 1;
   for (let a = axes.length - 1; a >= 0; --a) { strides[a] = stride; stride *= axes[a].values.length; }
   const chosen = axes.map(() => 0);
-  let colourBy = "mode";
+  let colourBy = data.edit ? "change" : "mode";
   const count = (a) => (a >= 0 ? axes[a].values.length : 1);
   const label = (a, i) => (a >= 0 ? axes[a].values[i] : "");
 
@@ -226,6 +231,7 @@ const char kPageScript[] = R"HTML(<script>
   // What a point is coloured by: its mode, its deciding row or its policy step.
   function keyOf(sensor, p) {
     const mode = sensor.mode[p];
+    if (colourBy === "change") return mode === NOT_RUN ? mode : sensor.change[p];
     if (colourBy === "mode" || mode < 0) return mode;
     if (colourBy === "row") return sensor.row[p] >= 0 ? sensor.row[p] : NO_ROW;
     return sensor.path[p];
@@ -234,6 +240,8 @@ const char kPageScript[] = R"HTML(<script>
     if (key === NONE) return "no decision";
     if (key === NOT_RUN) return "not run on this sensor";
     if (key === NO_ROW) return "no table row (a message decided)";
+    if (key === UNCHANGED) return "unchanged";
+    if (colourBy === "change") return data.changes[key];
     if (colourBy === "mode") return sensor.names[key];
     return colourBy === "row" ? data.rows[key] : data.paths[key];
   }
@@ -241,6 +249,7 @@ const char kPageScript[] = R"HTML(<script>
     if (key === NONE) return "#ccc";
     if (key === NOT_RUN) return "#f4f4f4";
     if (key === NO_ROW) return "#bbb";
+    if (key === UNCHANGED) return "#e8e8e8";
     if (colourBy === "mode") return sensor.colours[key];
     return data.palette[key % data.palette.length];
   }
@@ -266,13 +275,14 @@ const char kPageScript[] = R"HTML(<script>
   }
   function cellFor(row, sensor, xb, yb, seen, at) {
     const counts = new Map(), modes = new Map(), warned = new Set();
-    let total = 0, last = 0;
+    let total = 0, last = 0, changed = 0;
     for (let yi = yb[0]; yi < yb[1]; ++yi) {
       for (let xi = xb[0]; xi < xb[1]; ++xi) {
         last = pointAt(sensor, xi, yi);
         if (xi > 0) noteChange(seen.changesX, at.i, xi, sensor, last, pointAt(sensor, xi - 1, yi));
         if (yi > 0) noteChange(seen.changesY, at.j, yi, sensor, last, pointAt(sensor, xi, yi - 1));
         const key = keyOf(sensor, last), mode = sensor.mode[last];
+        if (data.edit && sensor.change[last] !== UNCHANGED) ++changed;
         counts.set(key, (counts.get(key) || 0) + 1);
         modes.set(mode, (modes.get(mode) || 0) + 1);
         seen.keys.set(key, (seen.keys.get(key) || 0) + 1);
@@ -295,12 +305,14 @@ const char kPageScript[] = R"HTML(<script>
     cell.dataset.y = data.y >= 0 ? yb[0] : 0;
     cell.dataset.scenario = mode;
     if (warned.size) cell.dataset.warnings = [...warned].sort().join(" ");
+    if (changed > 0) cell.dataset.changed = changed;
     if (counts.size > 1) cell.style.background = mixOf(sensor, counts, total);
-    else if (best >= 0 || best === NO_ROW) cell.style.background = colourOf(sensor, best);
+    else if (best !== NONE && best !== NOT_RUN) cell.style.background = colourOf(sensor, best);
     if (best === NONE && counts.size === 1) cell.textContent = "\u00d7";
     let title = place(xb, yb) + "\n";
     if (total === 1) {
       title += modeName(sensor, mode) + "\n" + data.notes[sensor.note[last]];
+      if (data.edit) title += "\n" + data.notes[sensor.before[last]];
     } else {
       counts.forEach((n, key) => { title += keyName(sensor, key) + ": " + n + " points\n"; });
       if (warned.size) title += "warnings: " + [...warned].sort().join(", ") + "\n";
@@ -338,7 +350,7 @@ const char kPageScript[] = R"HTML(<script>
       const swatch = document.createElement("span");
       swatch.className = "swatch" + (key === NONE ? " none" : "");
       if (key === NONE) swatch.textContent = "\u00d7"; else swatch.style.background = colourOf(sensor, key);
-      entry.append(swatch, keyName(sensor, key));
+      entry.append(swatch, keyName(sensor, key) + (colourBy === "change" ? ": " + seen.keys.get(key) + " points" : ""));
       host.appendChild(entry);
     });
     [...seen.warnings.keys()].sort().forEach((code) => {
@@ -366,7 +378,8 @@ const char kPageScript[] = R"HTML(<script>
         ++listed;
         const p = pointAt(sensor, xi, yi), row = table.insertRow();
         [String(p), place([xi, xi + 1], [yi, yi + 1]), modeName(sensor, sensor.mode[p]),
-         data.notes[sensor.note[p]]].forEach((t) => { row.insertCell().textContent = t; });
+         data.notes[sensor.note[p]] + (data.edit ? "\n" + data.notes[sensor.before[p]] : "")]
+          .forEach((t) => { row.insertCell().textContent = t; });
       }
     }
     const heading = document.createElement("h3");
@@ -476,8 +489,9 @@ private:
 
 class HtmlWriter : public PointOutput {
 public:
-    HtmlWriter(std::ostream& out, const DeviceProfile& device, const SweepSpec& sweep, MapAxes axes)
-        : mOut(out), mDevice(device), mSweep(sweep), mAxes(axes) {
+    HtmlWriter(std::ostream& out, const DeviceProfile& device, const SweepSpec& sweep, MapAxes axes,
+               const SweepBaseline* baseline)
+        : mOut(out), mDevice(device), mSweep(sweep), mAxes(axes), mBaseline(baseline) {
         mWarnSets.indexOf("");  // 0: no warning
     }
 
@@ -491,7 +505,12 @@ public:
                 cells.warn.assign(mSweep.points, 0);
                 cells.row.assign(mSweep.points, -1);
                 cells.path.assign(mSweep.points, 0);
+                if (mBaseline != nullptr) {
+                    cells.change.assign(mSweep.points, kUnchanged);
+                    cells.before.assign(mSweep.points, 0);
+                }
             }
+            if (mBaseline != nullptr) compare(point.index, outcome, cells);
             const CellFacts facts = cellFactsOf(outcome);
             cells.mode[point.index] = facts.scenario;
             cells.note[point.index] = mNotes.indexOf(facts.note);
@@ -518,7 +537,24 @@ private:
         std::vector<int32_t> warn;
         std::vector<int32_t> row;
         std::vector<int32_t> path;
+        std::vector<int32_t> change;  // the edit map's: kUnchanged, or the change's index
+        std::vector<int32_t> before;  // the edit map's: the note of the outcome before the edit
     };
+
+    // Whether the edit changed the sensor's outcome at the point, and from what.
+    void compare(uint64_t index, const SweepOutcome& outcome, SensorCells& cells) {
+        const SweepOutcome* before = mBaseline->at(index, outcome.sensorIdx);
+        if (before == nullptr) return;
+        mBeforeCounts.add(*before);
+        cells.before[index] =
+            mNotes.indexOf("before the edit: " +
+                           mBeforeCounts.modeName(mDevice, outcome.sensorIdx, before->scenario) +
+                           "\n" + cellFactsOf(*before).note);
+        const std::vector<std::string> fields = changedFields(*before, outcome);
+        if (fields.empty()) return;
+        cells.change[index] = mChanges.indexOf(changeText(*before, outcome, fields));
+        ++mChanged[outcome.sensorIdx];
+    }
 
     std::string sensorTitle(int32_t sensor) const {
         const SensorSpec* profile = mDevice.findSensor(sensor);
@@ -539,8 +575,17 @@ private:
                 "row or the policy step that decided); hatched cells with a cross decided "
                 "nothing, and a black corner marks a point with a warning. A cell's title gives "
                 "its values, the mode and the row or message that decided it; click a cell to "
-                "list its points.</p>\n<div id=\"controls\"><label>colour by <select "
-                "id=\"colour-by\"><option value=\"mode\">mode</option><option "
+                "list its points.</p>\n";
+        if (mBaseline != nullptr) {
+            mOut << "<p class=\"about\">The map of an edit: each point also ran with "
+                 << htmlText(mBaseline->file())
+                 << "; coloured by change, a cell shows from what to what its outcome changed, "
+                    "and grey cells kept theirs. A cell's title names the deciding rows of both "
+                    "sides.</p>\n";
+        }
+        mOut << "<div id=\"controls\"><label>colour by <select id=\"colour-by\">"
+             << (mBaseline != nullptr ? "<option value=\"change\" selected>change</option>" : "")
+             << "<option value=\"mode\">mode</option><option "
                 "value=\"row\">deciding row</option><option value=\"path\">policy "
                 "step</option></select></label><label><input type=\"checkbox\" "
                 "id=\"show-warnings\" checked> show warnings</label></div>\n"
@@ -573,6 +618,18 @@ private:
         mOut << "</ul>\n";
     }
 
+    // "The edit changes 11 of 78 points": against the configuration before it.
+    void writeEditCount(int32_t sensor) {
+        uint64_t total = 0;
+        for (const auto& [scenario, points] : mCounts.bySensor().at(sensor)) total += points;
+        const auto changed = mChanged.find(sensor);
+        mOut << "<p class=\"edit\" id=\"edit-" << sensor << "\">Against "
+             << htmlText(mBaseline->file())
+             << ", the device's configuration changes the outcome of <b>"
+             << (changed == mChanged.end() ? 0 : changed->second) << "</b> of " << total
+             << " points.</p>\n";
+    }
+
     static std::string shortModeOf(int32_t scenario) {
         return scenario < 0 ? "no decision" : "scenario " + std::to_string(scenario);
     }
@@ -582,6 +639,7 @@ private:
              << "</h2>\n<div class=\"legend\" id=\"legend-" << sensor
              << "\"></div>\n<div class=\"map-host\" id=\"map-" << sensor
              << "\"></div>\n<div class=\"detail\" id=\"detail-" << sensor << "\" hidden></div>\n";
+        if (mBaseline != nullptr) writeEditCount(sensor);
         writeChanges(cells);
     }
 
@@ -644,6 +702,12 @@ private:
         writeArray(cells.row);
         mOut << ",\"path\":";
         writeArray(cells.path);
+        if (mBaseline != nullptr) {
+            mOut << ",\"change\":";
+            writeArray(cells.change);
+            mOut << ",\"before\":";
+            writeArray(cells.before);
+        }
         mOut << '}';
     }
 
@@ -676,6 +740,8 @@ private:
         writeTexts(mRows.texts());
         mOut << ",\"paths\":";
         writeTexts(mPaths.texts());
+        mOut << ",\"edit\":" << (mBaseline != nullptr ? "true" : "false") << ",\"changes\":";
+        writeTexts(mChanges.texts());
         mOut << "}</script>\n";
     }
 
@@ -689,13 +755,18 @@ private:
     TextTable mWarnSets;
     TextTable mRows;
     TextTable mPaths;
+    const SweepBaseline* mBaseline;
+    ModeCounts mBeforeCounts;
+    TextTable mChanges;
+    std::map<int32_t, uint64_t> mChanged;  // per sensor, the points the edit changed
 };
 
 }  // namespace
 
 std::unique_ptr<SweepOutput> makeHtmlWriter(std::ostream& out, const DeviceProfile& device,
-                                            const SweepSpec& sweep, MapAxes axes) {
-    return std::make_unique<HtmlWriter>(out, device, sweep, axes);
+                                            const SweepSpec& sweep, MapAxes axes,
+                                            const SweepBaseline* baseline) {
+    return std::make_unique<HtmlWriter>(out, device, sweep, axes, baseline);
 }
 
 }  // namespace custsim

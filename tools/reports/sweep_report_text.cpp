@@ -1,6 +1,7 @@
 #include <iomanip>
 
 #include "sweep_changes.h"
+#include "sweep_edit.h"
 #include "sweep_report.h"
 #include "text_escape.h"
 
@@ -23,12 +24,13 @@ std::string shortModeName(int32_t scenario) {
 class SummaryWriter : public PointOutput {
 public:
     SummaryWriter(std::ostream& out, const DeviceProfile& device, const SweepSpec& sweep,
-                  int32_t alongAxis)
-        : mOut(out), mDevice(device), mSweep(sweep), mAlong(alongAxis) {}
+                  int32_t alongAxis, const SweepBaseline* baseline)
+        : mOut(out), mDevice(device), mSweep(sweep), mAlong(alongAxis), mBaseline(baseline) {}
 
     void point(const SweepPoint& point) override {
         for (const SweepOutcome& outcome : point.sensors) {
             mCounts.add(outcome);
+            if (mBaseline != nullptr) compare(point.index, outcome);
             if (mAlong < 0) continue;
             std::vector<int32_t>& modes = mModes[outcome.sensorIdx];
             if (modes.empty()) modes.assign(mSweep.points, kNotRun);
@@ -55,11 +57,35 @@ public:
                      << mCounts.modeName(mDevice, sensor, scenario) << std::right << std::setw(9)
                      << count << "  " << shareOf(count, total) << "\n";
             }
+            if (mBaseline != nullptr) writeEdit(sensor);
             writeChanges(sensor);
         }
     }
 
 private:
+    void compare(uint64_t index, const SweepOutcome& outcome) {
+        const SweepOutcome* before = mBaseline->at(index, outcome.sensorIdx);
+        if (before == nullptr) return;
+        const std::vector<std::string> fields = changedFields(*before, outcome);
+        if (!fields.empty()) ++mEdits[outcome.sensorIdx][changeText(*before, outcome, fields)];
+    }
+
+    // The points whose outcome differs from the configuration before the edit, per change.
+    void writeEdit(int32_t sensor) {
+        const auto found = mEdits.find(sensor);
+        uint64_t changed = 0;
+        if (found != mEdits.end()) {
+            for (const auto& [change, count] : found->second) changed += count;
+        }
+        mOut << "  against " << terminalText(mBaseline->file()) << ": " << changed
+             << " points change\n";
+        if (found == mEdits.end()) return;
+        for (const auto& [change, count] : found->second) {
+            mOut << "    " << std::left << std::setw(38) << change << std::right << std::setw(9)
+                 << count << "\n";
+        }
+    }
+
     // Where the mode changes from one value of the map's x axis to the next, grouped by place:
     // "from which size on", "at which temperature".
     void writeChanges(int32_t sensor) {
@@ -99,6 +125,8 @@ private:
     int32_t mAlong;
     ModeCounts mCounts;
     std::map<int32_t, std::vector<int32_t>> mModes;
+    const SweepBaseline* mBaseline;
+    std::map<int32_t, std::map<std::string, uint64_t>> mEdits;  // sensor -> change -> points
 };
 
 }  // namespace
@@ -137,8 +165,9 @@ std::string ModeCounts::modeName(const DeviceProfile& device, int32_t sensor,
 }
 
 std::unique_ptr<SweepOutput> makeSummaryWriter(std::ostream& out, const DeviceProfile& device,
-                                               const SweepSpec& sweep, int32_t alongAxis) {
-    return std::make_unique<SummaryWriter>(out, device, sweep, alongAxis);
+                                               const SweepSpec& sweep, int32_t alongAxis,
+                                               const SweepBaseline* baseline) {
+    return std::make_unique<SummaryWriter>(out, device, sweep, alongAxis, baseline);
 }
 
 }  // namespace custsim
