@@ -156,12 +156,6 @@ TEST(ToolSweep, RefusesBadSweepsBeforeRunning) {
          {"--jobs", "0"},
          1,
          "--jobs needs a number of workers, 1 to 256, got '0'"},
-        {"the map of an edit with rows",
-         base + "[axes]\ntemperature = [30]\n",
-         {"--before", "old.config", "--csv"},
-         1,
-         "--before shows an edit in the summary and on the --html page; it does not go with "
-         "--csv or --json"},
         {"a configuration before the edit that cannot be read",
          base + "[axes]\ntemperature = [30]\n",
          {"--before", "/nonexistent/old.config"},

@@ -163,11 +163,6 @@ bool parseSweepOptions(const std::vector<std::string>& args, SweepOptions& optio
             return false;
         }
     }
-    if (!options.before.empty() && (options.csv || options.json)) {
-        err << "custpolicy: --before shows an edit in the summary and on the --html page; it "
-               "does not go with --csv or --json\n";
-        return false;
-    }
     if (options.csv && options.json) {
         err << "custpolicy: --csv and --json both print to standard output; choose one\n";
         return false;
@@ -290,8 +285,8 @@ int runAndReport(const SweepOptions& options, const DeviceProfile& device, const
         }
     }
     std::vector<std::unique_ptr<SweepOutput>> writers;
-    if (options.csv) writers.push_back(makeCsvWriter(out, device, sweep));
-    if (options.json) writers.push_back(makeJsonWriter(out, device, sweep));
+    if (options.csv) writers.push_back(makeCsvWriter(out, device, sweep, baseline.get()));
+    if (options.json) writers.push_back(makeJsonWriter(out, device, sweep, baseline.get()));
     if (!options.csv && !options.json)
         writers.push_back(makeSummaryWriter(out, device, sweep, axes.x, baseline.get()));
     if (page.is_open())

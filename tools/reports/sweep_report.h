@@ -37,20 +37,23 @@ private:
     SweepPoint mPoint;
 };
 
-// One row per point and sensor (docs/sweep.md lists the columns).
+class SweepBaseline;
+
+// One row per point and sensor (docs/sweep.md lists the columns); with a baseline (the points run
+// with the configuration before an edit), the edit's columns too.
 std::unique_ptr<SweepOutput> makeCsvWriter(std::ostream& out, const DeviceProfile& device,
-                                           const SweepSpec& sweep);
-// One JSON document (docs/sweep.md documents it).
+                                           const SweepSpec& sweep,
+                                           const SweepBaseline* baseline = nullptr);
+// One JSON document (docs/sweep.md documents it); with a baseline, the edit's members too.
 std::unique_ptr<SweepOutput> makeJsonWriter(std::ostream& out, const DeviceProfile& device,
-                                            const SweepSpec& sweep);
+                                            const SweepSpec& sweep,
+                                            const SweepBaseline* baseline = nullptr);
 
 // The axes the map draws across (x) and down (y); y is -1 for a sweep of one axis.
 struct MapAxes {
     int32_t x = -1;
     int32_t y = -1;
 };
-
-class SweepBaseline;
 
 // The self-contained HTML page of maps, one per sensor; with a baseline (the points run with the
 // configuration before an edit), the map of the edit.
