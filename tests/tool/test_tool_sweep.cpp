@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "sweep_changes.h"
 #include "tool_test_support.h"
 
 namespace {
@@ -231,6 +232,70 @@ TEST(ToolSweep, StreamSizeForms) {
             sizes += (sizes.empty() ? "" : " ") + fields[column];
         }
         EXPECT_EQ(sizes, c.expected);
+    }
+}
+
+// A sweep of three integer axes: a (3 values) and b (2) hold the lines of the map, x (4) runs
+// across it, fastest.
+custsim::SweepSpec changeSweep() {
+    custsim::SweepSpec sweep;
+    for (const auto& [name, count] : {std::pair<const char*, int>{"a", 3}, {"b", 2}, {"x", 4}}) {
+        custsim::SweepAxis axis;
+        axis.name = name;
+        for (int v = 0; v < count; ++v) axis.numbers.push_back(v);
+        sweep.axes.push_back(axis);
+    }
+    sweep.points = 24;
+    return sweep;
+}
+
+struct ChangeCase {
+    const char* why;
+    int (*outcome)(size_t a, size_t b, size_t x);
+    std::vector<std::string> expected;  // "place: before->after lines", a variant per entry
+};
+
+// The change list groups the changes along x by place, and names the lines of each change by the
+// values of the axes that tell them apart.
+TEST(ToolSweep, ChangeListGroupsByPlace) {
+    const ChangeCase cases[] = {
+        {"the same change on every line is one entry",
+         [](size_t, size_t, size_t x) { return x >= 2 ? 1 : 0; },
+         {"1 -> 2: 0->1 at every a and b"}},
+        {"a change on some lines names the values, leaving out an axis it spans",
+         [](size_t a, size_t, size_t x) { return a == 1 && x >= 2 ? 1 : 0; },
+         {"1 -> 2: 0->1 at a 1"}},
+        {"lines that are no product of values are listed one by one",
+         [](size_t a, size_t b, size_t x) { return a == b && x >= 1 ? 1 : 0; },
+         {"0 -> 1: 0->1 at a 0, b 0; a 1, b 1"}},
+        {"different changes at one place are listed under it",
+         [](size_t a, size_t, size_t x) { return x >= 3 && a < 2 ? static_cast<int>(a) + 1 : 0; },
+         {"2 -> 3: 0->1 at a 0", "2 -> 3: 0->2 at a 1"}},
+        {"a change and its way back are two places",
+         [](size_t, size_t b, size_t x) { return b == 0 && (x == 1 || x == 2) ? 1 : 0; },
+         {"0 -> 1: 0->1 at b 0", "2 -> 3: 1->0 at b 0"}},
+        {"no change, no entry", [](size_t, size_t, size_t) { return 0; }, {}},
+    };
+    const custsim::SweepSpec sweep = changeSweep();
+    constexpr int32_t kAlong = 2;
+    constexpr int32_t kNotRun = -2;
+    for (const ChangeCase& c : cases) {
+        SCOPED_TRACE(c.why);
+        std::vector<int32_t> outcomes;
+        for (uint64_t point = 0; point < sweep.points; ++point) {
+            const std::vector<size_t> at = sweep.coordinates(point);
+            outcomes.push_back(c.outcome(at[0], at[1], at[2]));
+        }
+        std::vector<std::string> entries;
+        for (const auto& place : custsim::changesAlong(sweep, kAlong, outcomes, kNotRun)) {
+            for (const auto& variant : place.variants) {
+                entries.push_back(custsim::changePlaceText(sweep, kAlong, place) + ": " +
+                                  std::to_string(variant.before) + "->" +
+                                  std::to_string(variant.after) + " " +
+                                  custsim::changeLinesText(sweep, kAlong, place, variant));
+            }
+        }
+        EXPECT_EQ(entries, c.expected);
     }
 }
 
