@@ -1,3 +1,4 @@
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -245,9 +246,14 @@ private:
 bool runBaseline(const SweepOptions& options, const DeviceProfile& device, const SweepSpec& sweep,
                  SweepBaseline& baseline, std::ostream& err) {
     // The profile does not name this file: a file that cannot be opened is the option's problem.
-    if (!std::ifstream(options.before, std::ios::binary)) {
+    struct stat info {};
+    const bool found = stat(options.before.c_str(), &info) == 0;
+    if (!found || !S_ISREG(info.st_mode)) {
         err << "custpolicy: --before: cannot read " << options.before << ": "
-            << std::strerror(errno) << "\n";
+            << (!found                  ? std::strerror(errno)
+                : S_ISDIR(info.st_mode) ? "is a directory"
+                                        : "not a regular file")
+            << "\n";
         return false;
     }
     DeviceProfile before = device;
