@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "sweep_changes.h"
 #include "tool_test_support.h"
 
 namespace {
@@ -75,7 +78,43 @@ TEST(ToolSweep, RefusesBadSweepsBeforeRunning) {
          base + "[axes]\nstream_size = \"wide\"\n",
          {},
          2,
-         "axes.stream_size: unknown size set 'wide' (known: 16:9, 4:3, common)"},
+         "axes.stream_size: unknown size set 'wide' (known: 16:9, 4:3, common, sensor)"},
+        {"an unknown set among known ones is the one error",
+         base + "[axes]\nstream_size = [\"common\", \"wide\", [4096, 3072]]\n",
+         {},
+         2,
+         "sweep.toml:9:26: axes.stream_size[1]: unknown size set 'wide' (known: 16:9, 4:3, "
+         "common, sensor)\ncustpolicy: 1 problem in the inputs"},
+        {"a bad pair among sets",
+         base + "[axes]\nstream_size = [\"4:3\", [0, 10]]\n",
+         {},
+         2,
+         "axes.stream_size[1][0]: value 0 out of range 1 .. 2147483647"},
+        {"something that is no size",
+         base + "[axes]\nstream_size = [\"4:3\", [1, 2, 3]]\n",
+         {},
+         2,
+         "axes.stream_size[1]: expected a [width, height] pair, the name of a set"},
+        {"a size range without its ratio",
+         base + "[axes]\nstream_size = {from = 640, to = 1280, step = 64}\n",
+         {},
+         2,
+         "axes.stream_size.ratio: missing required value"},
+        {"a size range whose ratio is not a pair",
+         base + "[axes]\nstream_size = {from = 640, to = 1280, step = 64, ratio = [16]}\n",
+         {},
+         2,
+         "axes.stream_size.ratio: expected [width, height]"},
+        {"a size range whose ratio flattens a size to nothing",
+         base + "[axes]\nstream_size = [{from = 1, to = 9, step = 4, ratio = [16, 9]}]\n",
+         {},
+         2,
+         "axes.stream_size[0].ratio: width 1 gives a height of 0"},
+        {"a size range too large to expand",
+         base + "[axes]\nstream_size = {from = 1, to = 2147483647, step = 1, ratio = [1, 1]}\n",
+         {},
+         2,
+         "axes.stream_size.to: the range has 2147483647 values, over the cap"},
         {"an fps range whose low end is above its high end",
          base + "[axes]\nfps_range = [[60, 30]]\n",
          {},
@@ -118,6 +157,12 @@ TEST(ToolSweep, RefusesBadSweepsBeforeRunning) {
          {"--jobs", "0"},
          1,
          "--jobs needs a number of workers, 1 to 256, got '0'"},
+        {"a configuration before the edit that cannot be read",
+         base + "[axes]\ntemperature = [30]\n",
+         {"--before", "/nonexistent/old.config"},
+         2,
+         "/nonexistent/old.config: configuration file: cannot open the file: No such file or "
+         "directory"},
         {"a map axis the command line names wrongly",
          base + "[axes]\ntemperature = [30]\n",
          {"--x", "sensor"},
@@ -134,6 +179,124 @@ TEST(ToolSweep, RefusesBadSweepsBeforeRunning) {
         EXPECT_EQ(tool.run(args), c.exitCode);
         EXPECT_NE(tool.stderrText.find(c.error), std::string::npos) << tool.stderrText;
         EXPECT_EQ(tool.stdoutText, "");
+    }
+}
+
+struct SizeFormCase {
+    const char* why;
+    std::string axes;      // the [axes] table's lines
+    const char* expected;  // the stream_size column, point by point
+};
+
+// Every form of the stream_size axis, alone and mixed, gives the sizes the documentation promises,
+// in its order.
+TEST(ToolSweep, StreamSizeForms) {
+    const SizeFormCase cases[] = {
+        {"pairs keep their order", "stream_size = [[1920, 1080], [640, 480]]\n",
+         "1920x1080 640x480"},
+        {"one pair alone", "stream_size = [1280, 720]\n", "1280x720"},
+        {"a set and pairs by area, a size the set repeats taken once",
+         "stream_size = [\"16:9\", [1920, 1080], [800, 600]]\n",
+         "640x360 800x600 1280x720 1920x1080 2560x1440 3840x2160"},
+        {"the sensor set: the modes of every sensor the session runs", "stream_size = \"sensor\"\n",
+         "1920x1080 2000x1500 4000x3000"},
+        {"the sensor set follows the sensor axis", "sensor = [1]\nstream_size = [\"sensor\"]\n",
+         "1920x1080 2000x1500"},
+        {"a range keeps the ratio, heights rounded down to even",
+         "stream_size = {from = 640, to = 1000, step = 180, ratio = [4, 3]}\n",
+         "640x480 820x614 1000x750"},
+        {"a range and a set share their sizes",
+         "stream_size = [\"4:3\", {from = 1280, to = 1920, step = 640, ratio = [4, 3]}]\n",
+         "640x480 1280x960 1440x1080 1920x1440 2560x1920 3264x2448 4000x3000"},
+    };
+    for (const SizeFormCase& c : cases) {
+        SCOPED_TRACE(c.why);
+        ToolRun tool;
+        ASSERT_EQ(
+            tool.run({"sweep", "--csv", "--jobs", "1", tool.write("device.toml", kMinimalDevice),
+                      tool.write("sweep.toml", std::string(kBase) + "[axes]\n" + c.axes)}),
+            0)
+            << tool.stderrText;
+        // The column of the axis, once per point (a point has a row per sensor).
+        std::istringstream rows(tool.stdoutText);
+        std::string row;
+        std::getline(rows, row);
+        const size_t column = std::count(row.begin(), row.begin() + row.find("stream_size"), ',');
+        std::string sizes;
+        std::string lastPoint;
+        while (std::getline(rows, row)) {
+            std::vector<std::string> fields;
+            std::istringstream split(row);
+            for (std::string field; std::getline(split, field, ',');) fields.push_back(field);
+            if (fields[0] == lastPoint) continue;
+            lastPoint = fields[0];
+            sizes += (sizes.empty() ? "" : " ") + fields[column];
+        }
+        EXPECT_EQ(sizes, c.expected);
+    }
+}
+
+// A sweep of three integer axes: a (3 values) and b (2) hold the lines of the map, x (4) runs
+// across it, fastest.
+custsim::SweepSpec changeSweep() {
+    custsim::SweepSpec sweep;
+    for (const auto& [name, count] : {std::pair<const char*, int>{"a", 3}, {"b", 2}, {"x", 4}}) {
+        custsim::SweepAxis axis;
+        axis.name = name;
+        for (int v = 0; v < count; ++v) axis.numbers.push_back(v);
+        sweep.axes.push_back(axis);
+    }
+    sweep.points = 24;
+    return sweep;
+}
+
+struct ChangeCase {
+    const char* why;
+    int (*outcome)(size_t a, size_t b, size_t x);
+    std::vector<std::string> expected;  // "place: before->after lines", a variant per entry
+};
+
+// The change list groups the changes along x by place, and names the lines of each change by the
+// values of the axes that tell them apart.
+TEST(ToolSweep, ChangeListGroupsByPlace) {
+    const ChangeCase cases[] = {
+        {"the same change on every line is one entry",
+         [](size_t, size_t, size_t x) { return x >= 2 ? 1 : 0; },
+         {"1 -> 2: 0->1 at every a and b"}},
+        {"a change on some lines names the values, leaving out an axis it spans",
+         [](size_t a, size_t, size_t x) { return a == 1 && x >= 2 ? 1 : 0; },
+         {"1 -> 2: 0->1 at a 1"}},
+        {"lines that are no product of values are listed one by one",
+         [](size_t a, size_t b, size_t x) { return a == b && x >= 1 ? 1 : 0; },
+         {"0 -> 1: 0->1 at a 0, b 0; a 1, b 1"}},
+        {"different changes at one place are listed under it",
+         [](size_t a, size_t, size_t x) { return x >= 3 && a < 2 ? static_cast<int>(a) + 1 : 0; },
+         {"2 -> 3: 0->1 at a 0", "2 -> 3: 0->2 at a 1"}},
+        {"a change and its way back are two places",
+         [](size_t, size_t b, size_t x) { return b == 0 && (x == 1 || x == 2) ? 1 : 0; },
+         {"0 -> 1: 0->1 at b 0", "2 -> 3: 1->0 at b 0"}},
+        {"no change, no entry", [](size_t, size_t, size_t) { return 0; }, {}},
+    };
+    const custsim::SweepSpec sweep = changeSweep();
+    constexpr int32_t kAlong = 2;
+    constexpr int32_t kNotRun = -2;
+    for (const ChangeCase& c : cases) {
+        SCOPED_TRACE(c.why);
+        std::vector<int32_t> outcomes;
+        for (uint64_t point = 0; point < sweep.points; ++point) {
+            const std::vector<size_t> at = sweep.coordinates(point);
+            outcomes.push_back(c.outcome(at[0], at[1], at[2]));
+        }
+        std::vector<std::string> entries;
+        for (const auto& place : custsim::changesAlong(sweep, kAlong, outcomes, kNotRun)) {
+            for (const auto& variant : place.variants) {
+                entries.push_back(custsim::changePlaceText(sweep, kAlong, place) + ": " +
+                                  std::to_string(variant.before) + "->" +
+                                  std::to_string(variant.after) + " " +
+                                  custsim::changeLinesText(sweep, kAlong, place, variant));
+            }
+        }
+        EXPECT_EQ(entries, c.expected);
     }
 }
 

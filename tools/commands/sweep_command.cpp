@@ -12,6 +12,7 @@
 #include "cli.h"
 #include "commands.h"
 #include "device_profile.h"
+#include "sweep_edit.h"
 #include "sweep_file.h"
 #include "sweep_report.h"
 #include "sweep_runner.h"
@@ -45,6 +46,7 @@ struct SweepOptions {
     bool csv = false;
     bool json = false;
     std::string html;
+    std::string before;  // the configuration before an edit: the map of the edit
     std::string x;
     std::string y;
     unsigned jobs = 0;  // 0: one per core
@@ -94,6 +96,11 @@ std::vector<Option> sweepOptions(SweepOptions& options) {
                    options.x),
         textOption("--y", "AXIS", "the axis the map draws down (default: as for --x, the next)",
                    options.y),
+        textOption("--before", "OLD.config",
+                   "the map of an edit: every point also runs with OLD.config, and the\n"
+                   "summary and the page show the points whose outcome the device's own\n"
+                   "configuration changes, from what to what",
+                   options.before),
         countOption("--jobs",
                     "worker processes (default: the number of cores); the output is the\n"
                     "same for every N",
@@ -176,9 +183,33 @@ private:
     bool mShown = false;
 };
 
-int runAndReport(const SweepOptions& options, HostSession& host, const SweepSpec& sweep,
-                 MapAxes axes, std::ostream& out, std::ostream& err) {
+// Runs every point with the configuration before the edit into `baseline`. Its host session puts
+// its own tables in force for the run; the device's come back with the next run of `host`. False
+// after reporting a problem.
+bool runBaseline(const SweepOptions& options, const std::string& profile, const SweepSpec& sweep,
+                 SweepBaseline& baseline, std::ostream& err) {
+    Diagnostics diagnostics;
+    OpenDevice before;
+    if (!openDevice(profile, options.before, Findings::Skip, before, diagnostics)) {
+        printDiagnostics(diagnostics, err);
+        return false;
+    }
+    std::string error;
+    const bool ok = runSweep(
+        *before.host, sweep, options.jobs != 0 ? options.jobs : defaultJobs(), {&baseline},
+        [](uint64_t) {}, error);
+    if (!ok) err << "custpolicy: " << error << " (with " << options.before << ")\n";
+    return ok;
+}
+
+int runAndReport(const SweepOptions& options, const std::string& profile, HostSession& host,
+                 const SweepSpec& sweep, MapAxes axes, std::ostream& out, std::ostream& err) {
     const DeviceProfile& device = host.device();
+    std::unique_ptr<SweepBaseline> baseline;
+    if (!options.before.empty()) {
+        baseline = std::make_unique<SweepBaseline>(sweep.points, options.before);
+        if (!runBaseline(options, profile, sweep, *baseline, err)) return kExitInputError;
+    }
     const std::string partial = options.html + ".partial";
     std::ofstream page;
     if (!options.html.empty()) {
@@ -190,11 +221,12 @@ int runAndReport(const SweepOptions& options, HostSession& host, const SweepSpec
         }
     }
     std::vector<std::unique_ptr<SweepOutput>> writers;
-    if (options.csv) writers.push_back(makeCsvWriter(out, device, sweep));
-    if (options.json) writers.push_back(makeJsonWriter(out, device, sweep));
+    if (options.csv) writers.push_back(makeCsvWriter(out, device, sweep, baseline.get()));
+    if (options.json) writers.push_back(makeJsonWriter(out, device, sweep, baseline.get()));
     if (!options.csv && !options.json)
-        writers.push_back(makeSummaryWriter(out, device, sweep, axes.x));
-    if (page.is_open()) writers.push_back(makeHtmlWriter(page, device, sweep, axes));
+        writers.push_back(makeSummaryWriter(out, device, sweep, axes.x, baseline.get()));
+    if (page.is_open())
+        writers.push_back(makeHtmlWriter(page, device, sweep, axes, baseline.get()));
     std::vector<SweepOutput*> outputs;
     for (auto& writer : writers) outputs.push_back(writer.get());
 
@@ -233,7 +265,7 @@ int sweep(const SweepOptions& options, const std::vector<std::string>& files, st
     }
     MapAxes axes;
     if (!chooseMapAxes(options, plan, axes, err)) return kExitFindings;
-    return runAndReport(options, *opened.host, plan, axes, out, err);
+    return runAndReport(options, files[0], *opened.host, plan, axes, out, err);
 }
 
 }  // namespace

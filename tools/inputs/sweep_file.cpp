@@ -31,6 +31,12 @@ const std::vector<MSize> kSizes4x3 = {
 constexpr char kSet16x9[] = "16:9";
 constexpr char kSet4x3[] = "4:3";
 constexpr char kSetCommon[] = "common";
+// The sizes of the modes of the sensors the sweep runs on.
+constexpr char kSetSensor[] = "sensor";
+constexpr char kKnownSets[] = "16:9, 4:3, common, sensor";
+// The parts of a size range's aspect ratio, and the heights it gives: even, as camera sizes are.
+constexpr int64_t kMaxRatioPart = 65535;
+constexpr int32_t kHeightAlign = 2;
 
 const std::vector<std::pair<const char*, uint64_t>> kOperationModeNames = {
     {"NORMAL", 0},
@@ -61,12 +67,21 @@ std::string hex(int64_t value) {
 
 int64_t area(MSize size) { return static_cast<int64_t>(size.w) * size.h; }
 
+// [width, height]: two integers (a list of sizes holds arrays, sets' names and tables).
+bool isSizePair(const toml::array& array) {
+    return array.size() == 2 && array.get(0)->is_integer() && array.get(1)->is_integer();
+}
+
 // Reads the axes of one sweep file; every problem goes to the table's diagnostics.
 class AxisReader {
 public:
     AxisReader(TomlTable& axes, const DeviceProfile& device, const SessionSpec& base,
-               uint64_t maxPoints)
-        : mAxes(axes), mDevice(device), mBase(base), mMaxPoints(maxPoints) {}
+               uint64_t maxPoints, Diagnostics& diagnostics)
+        : mAxes(axes),
+          mDevice(device),
+          mBase(base),
+          mMaxPoints(maxPoints),
+          mDiagnostics(diagnostics) {}
 
     std::optional<SweepAxis> read(AxisKind kind, const char* name);
 
@@ -77,6 +92,12 @@ private:
     std::optional<std::vector<int64_t>> range(const char* name, int64_t min, int64_t max);
     void readFps(const char* name, const toml::node& node, SweepAxis& axis);
     void readSizes(const char* name, const toml::node& node, SweepAxis& axis);
+    bool readSizeItem(const toml::node& item, const std::string& path, std::vector<MSize>& listed,
+                      std::vector<MSize>& generated);
+    bool readSizeSet(const toml::node& item, const std::string& path, std::vector<MSize>& sizes);
+    bool readSizeRange(const toml::table& table, const std::string& path,
+                       std::vector<MSize>& sizes);
+    std::vector<MSize> sensorModeSizes() const;
     void readApps(const char* name, SweepAxis& axis);
     AppSpec readApp(TomlTable& table, std::string& label);
     void refuseDuplicates(const char* name, const std::vector<std::string>& labels);
@@ -85,7 +106,9 @@ private:
     const DeviceProfile& mDevice;
     const SessionSpec& mBase;
     uint64_t mMaxPoints;
+    Diagnostics& mDiagnostics;
     bool mFailed = false;
+    std::vector<int64_t> mSensorAxis;  // the sensor axis's values, once read
 };
 
 // A list of integers (names allowed for the operation mode) or a {from, to, step} range.
@@ -202,7 +225,9 @@ void AxisReader::readFps(const char* name, const toml::node& node, SweepAxis& ax
     }
 }
 
-// [width, height] pairs, or the name of a set of common sizes.
+// [width, height] pairs, names of sets and {from, to, step, ratio} ranges: one of them, or a list
+// mixing them. Pairs alone keep their order; with a set or a range the sizes are sorted by area and
+// a size a set or a range repeats is taken once (a pair listed twice is still refused).
 void AxisReader::readSizes(const char* name, const toml::node& node, SweepAxis& axis) {
     const bool hasStream = std::any_of(mBase.streams.begin(), mBase.streams.end(),
                                        [](const StreamSpec& s) { return !isRawFormat(s.format); });
@@ -210,27 +235,130 @@ void AxisReader::readSizes(const char* name, const toml::node& node, SweepAxis& 
         mAxes.error(name, "the base session has no non-raw stream whose size the axis could set");
         mFailed = true;
     }
-    if (const auto* set = node.as_string()) {
-        const std::string& setName = set->get();
-        if (setName == kSet16x9 || setName == kSetCommon)
-            axis.sizes.insert(axis.sizes.end(), kSizes16x9.begin(), kSizes16x9.end());
-        if (setName == kSet4x3 || setName == kSetCommon)
-            axis.sizes.insert(axis.sizes.end(), kSizes4x3.begin(), kSizes4x3.end());
-        if (axis.sizes.empty()) {
-            mAxes.error(name, "unknown size set '" + setName + "' (known: 16:9, 4:3, common)");
-            mFailed = true;
+    std::vector<MSize> listed;
+    std::vector<MSize> generated;
+    bool ok = true;
+    if (const auto* array = node.as_array(); array != nullptr && !isSizePair(*array)) {
+        for (size_t i = 0; i < array->size(); ++i) {
+            ok = readSizeItem(*array->get(i), pathOf(name) + "[" + std::to_string(i) + "]", listed,
+                              generated) &&
+                 ok;
         }
-        std::stable_sort(axis.sizes.begin(), axis.sizes.end(),
-                         [](MSize a, MSize b) { return area(a) < area(b); });
-        return;
+    } else {
+        ok = readSizeItem(node, pathOf(name), listed, generated);
     }
-    auto rows = mAxes.integerRows(name, Need::Required, 2, 1, kInt32Max);
-    if (!rows) {
+    if (!ok) {
         mFailed = true;
         return;
     }
-    for (const auto& row : *rows)
-        axis.sizes.emplace_back(static_cast<int32_t>(row[0]), static_cast<int32_t>(row[1]));
+    axis.sizes = std::move(listed);
+    if (generated.empty()) return;
+    for (const MSize size : generated) {
+        if (std::find(axis.sizes.begin(), axis.sizes.end(), size) == axis.sizes.end())
+            axis.sizes.push_back(size);
+    }
+    std::stable_sort(axis.sizes.begin(), axis.sizes.end(),
+                     [](MSize a, MSize b) { return area(a) < area(b); });
+}
+
+bool AxisReader::readSizeItem(const toml::node& item, const std::string& path,
+                              std::vector<MSize>& listed, std::vector<MSize>& generated) {
+    if (item.is_string()) return readSizeSet(item, path, generated);
+    if (const auto* table = item.as_table()) return readSizeRange(*table, path, generated);
+    const auto* pair = item.as_array();
+    if (pair == nullptr || !isSizePair(*pair)) {
+        mAxes.errorAtNode(item, path,
+                          std::string("expected a [width, height] pair, the name of a set (") +
+                              kKnownSets + ") or a {from, to, step, ratio} range, got " +
+                              (pair == nullptr ? typeName(item) : "another array"));
+        return false;
+    }
+    int64_t sides[2] = {0, 0};
+    bool ok = true;
+    for (size_t i = 0; i < 2; ++i) {
+        sides[i] = pair->get(i)->as_integer()->get();
+        if (sides[i] >= 1 && sides[i] <= kInt32Max) continue;
+        mAxes.errorAtNode(*pair->get(i), path + "[" + std::to_string(i) + "]",
+                          "value " + std::to_string(sides[i]) + " out of range 1 .. " +
+                              std::to_string(kInt32Max));
+        ok = false;
+    }
+    if (ok) listed.emplace_back(static_cast<int32_t>(sides[0]), static_cast<int32_t>(sides[1]));
+    return ok;
+}
+
+bool AxisReader::readSizeSet(const toml::node& item, const std::string& path,
+                             std::vector<MSize>& sizes) {
+    const std::string& setName = item.as_string()->get();
+    if (setName == kSet16x9 || setName == kSetCommon)
+        sizes.insert(sizes.end(), kSizes16x9.begin(), kSizes16x9.end());
+    if (setName == kSet4x3 || setName == kSetCommon)
+        sizes.insert(sizes.end(), kSizes4x3.begin(), kSizes4x3.end());
+    if (setName == kSetSensor) {
+        const std::vector<MSize> modes = sensorModeSizes();
+        sizes.insert(sizes.end(), modes.begin(), modes.end());
+        return true;
+    }
+    if (setName == kSet16x9 || setName == kSet4x3 || setName == kSetCommon) return true;
+    mAxes.errorAtNode(item, path, "unknown size set '" + setName + "' (known: " + kKnownSets + ")");
+    return false;
+}
+
+// Widths from `from` to `to` by `step`, each with the height that keeps the ratio (rounded down to
+// an even number of lines).
+bool AxisReader::readSizeRange(const toml::table& table, const std::string& path,
+                               std::vector<MSize>& sizes) {
+    TomlTable range(table, mAxes.file(), path, mDiagnostics);
+    const auto from = range.integer("from", Need::Required, 1, kInt32Max);
+    const auto to = range.integer("to", Need::Required, 1, kInt32Max);
+    const auto step = range.integer("step", Need::Required, 1, kInt32Max);
+    const auto ratio = range.integerArray("ratio", Need::Required, 1, kMaxRatioPart);
+    range.finish();
+    if (!from || !to || !step || !ratio) return false;
+    if (ratio->size() != 2) {
+        range.error("ratio", "expected [width, height], e.g. [16, 9]");
+        return false;
+    }
+    if (*to < *from) {
+        range.error("to", "the range ends (" + std::to_string(*to) + ") before it starts (" +
+                              std::to_string(*from) + ")");
+        return false;
+    }
+    const uint64_t count = static_cast<uint64_t>(*to - *from) / static_cast<uint64_t>(*step) + 1;
+    if (count > mMaxPoints) {
+        range.error("to", "the range has " + std::to_string(count) + " values, over the cap of " +
+                              std::to_string(mMaxPoints) + " points");
+        return false;
+    }
+    for (int64_t width = *from; width <= *to; width += *step) {
+        const int64_t height = width * (*ratio)[1] / (*ratio)[0] / kHeightAlign * kHeightAlign;
+        if (height < 1 || height > kInt32Max) {
+            range.error("ratio", "width " + std::to_string(width) + " gives a height of " +
+                                     std::to_string(height) + " at this ratio");
+            return false;
+        }
+        sizes.emplace_back(static_cast<int32_t>(width), static_cast<int32_t>(height));
+    }
+    return true;
+}
+
+// The sizes of the modes of the sensors the sweep runs on: the sensor axis's, else the base
+// session's, else every sensor of the device.
+std::vector<MSize> AxisReader::sensorModeSizes() const {
+    std::vector<MSize> sizes;
+    for (const SensorSpec& sensor : mDevice.sensors) {
+        const bool onAxis =
+            std::find(mSensorAxis.begin(), mSensorAxis.end(), sensor.index) != mSensorAxis.end();
+        const bool inBase = std::find(mBase.sensors.begin(), mBase.sensors.end(), sensor.index) !=
+                            mBase.sensors.end();
+        const bool runs = !mSensorAxis.empty() ? onAxis : (mBase.sensors.empty() || inBase);
+        if (!runs) continue;
+        for (const auto& [scenario, mode] : sensor.modes) {
+            if (std::find(sizes.begin(), sizes.end(), mode.size) == sizes.end())
+                sizes.push_back(mode.size);
+        }
+    }
+    return sizes;
 }
 
 AppSpec AxisReader::readApp(TomlTable& table, std::string& label) {
@@ -293,7 +421,8 @@ std::optional<SweepAxis> AxisReader::read(AxisKind kind, const char* name) {
     switch (kind) {
         case AxisKind::Sensor:
             numbers = integers(name, *node, 0, kMaxSensorIndex, false);
-            for (int64_t index : numbers.value_or(std::vector<int64_t>())) {
+            mSensorAxis = numbers.value_or(std::vector<int64_t>());
+            for (int64_t index : mSensorAxis) {
                 if (mDevice.findSensor(static_cast<int32_t>(index)) != nullptr) continue;
                 mAxes.error(name, "the device has no sensor " + std::to_string(index));
                 mFailed = true;
@@ -470,6 +599,8 @@ std::string SweepAxis::label(size_t value) const {
         case AxisKind::App:
             return appLabels[value];
         case AxisKind::FpsRange:
+            // A fixed rate reads as the one number it is.
+            if (fps[value][0] == fps[value][1]) return std::to_string(fps[value][0]);
             return std::to_string(fps[value][0]) + "-" + std::to_string(fps[value][1]);
         case AxisKind::StreamSize:
             return std::to_string(sizes[value].w) + "x" + std::to_string(sizes[value].h);
@@ -521,7 +652,7 @@ SweepSpec loadSweep(const std::string& path, const DeviceProfile& device, uint64
     readBaseSession(root, path, device, diagnostics, sweep.base);
     if (auto axes = root.table("axes", Need::Required)) {
         const size_t problems = diagnostics.size();
-        AxisReader reader(*axes, device, sweep.base, maxPoints);
+        AxisReader reader(*axes, device, sweep.base, maxPoints, diagnostics);
         for (const auto& [kind, name] : kAxisNames) {
             if (auto axis = reader.read(kind, name)) sweep.axes.push_back(std::move(*axis));
         }

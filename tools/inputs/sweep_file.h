@@ -31,7 +31,8 @@ struct SweepAxis {
     std::vector<std::string> appLabels;       // their names in reports
 
     size_t size() const;
-    // The value as reports print it: "1920x1080", "30-60", "45", "com.example.socialcam".
+    // The value as reports print it: "1920x1080", "30-60" ("30" for a fixed rate), "45",
+    // "com.example.socialcam".
     std::string label(size_t value) const;
 };
 

@@ -37,12 +37,17 @@ private:
     SweepPoint mPoint;
 };
 
-// One row per point and sensor (docs/sweep.md lists the columns).
+class SweepBaseline;
+
+// One row per point and sensor (docs/sweep.md lists the columns); with a baseline (the points run
+// with the configuration before an edit), the edit's columns too.
 std::unique_ptr<SweepOutput> makeCsvWriter(std::ostream& out, const DeviceProfile& device,
-                                           const SweepSpec& sweep);
-// One JSON document (docs/sweep.md documents it).
+                                           const SweepSpec& sweep,
+                                           const SweepBaseline* baseline = nullptr);
+// One JSON document (docs/sweep.md documents it); with a baseline, the edit's members too.
 std::unique_ptr<SweepOutput> makeJsonWriter(std::ostream& out, const DeviceProfile& device,
-                                            const SweepSpec& sweep);
+                                            const SweepSpec& sweep,
+                                            const SweepBaseline* baseline = nullptr);
 
 // The axes the map draws across (x) and down (y); y is -1 for a sweep of one axis.
 struct MapAxes {
@@ -50,14 +55,18 @@ struct MapAxes {
     int32_t y = -1;
 };
 
-// The self-contained HTML page of maps, one per sensor.
+// The self-contained HTML page of maps, one per sensor; with a baseline (the points run with the
+// configuration before an edit), the map of the edit.
 std::unique_ptr<SweepOutput> makeHtmlWriter(std::ostream& out, const DeviceProfile& device,
-                                            const SweepSpec& sweep, MapAxes axes);
+                                            const SweepSpec& sweep, MapAxes axes,
+                                            const SweepBaseline* baseline = nullptr);
 
 // Points per decided mode, per sensor, printed as a table when the sweep ends, followed by the
-// points where the mode changes from one value of axis `alongAxis` to the next (none when -1).
+// points where the mode changes from one value of axis `alongAxis` to the next (none when -1); with
+// a baseline, the points the edit changes.
 std::unique_ptr<SweepOutput> makeSummaryWriter(std::ostream& out, const DeviceProfile& device,
-                                               const SweepSpec& sweep, int32_t alongAxis);
+                                               const SweepSpec& sweep, int32_t alongAxis,
+                                               const SweepBaseline* baseline = nullptr);
 
 // "55.6%": count / total in tenths of a percent, in integers so that every toolchain prints the
 // same.

@@ -3,6 +3,7 @@
 
 #include "number_text.h"
 #include "report.h"
+#include "sweep_edit.h"
 #include "sweep_report.h"
 
 // The sweep's rows as CSV and as JSON, written as the points arrive.
@@ -42,15 +43,41 @@ std::string sensorName(const DeviceProfile& device, int32_t index) {
     return sensor != nullptr ? sensor->name : "";
 }
 
+// The sensor's outcome before the edit, for the map of an edit; null without one.
+const SweepOutcome* beforeOf(const SweepBaseline* baseline, uint64_t point, int32_t sensor) {
+    return baseline != nullptr ? baseline->at(point, sensor) : nullptr;
+}
+
+// The edit's columns of a row: what changed, and the outcome and row before the edit.
+std::string csvBefore(const SweepOutcome& before, const SweepOutcome& after) {
+    std::string fields;
+    appendFields(fields, {csvField(joined(changedFields(before, after), " ")),
+                          before.decided ? "true" : "false",
+                          before.decided ? std::to_string(before.scenario) : "",
+                          before.decided ? std::to_string(before.fps) : ""});
+    if (before.match) {
+        appendFields(fields, {csvField(before.match->table), csvField(before.match->locale),
+                              csvField(before.match->key), std::to_string(before.match->line)});
+    } else {
+        fields += ",,,,";
+    }
+    return fields;
+}
+
 class CsvWriter : public SweepOutput {
 public:
-    CsvWriter(std::ostream& out, const DeviceProfile& device, const SweepSpec& sweep)
-        : mOut(out), mDevice(device), mSweep(sweep) {
+    CsvWriter(std::ostream& out, const DeviceProfile& device, const SweepSpec& sweep,
+              const SweepBaseline* baseline)
+        : mOut(out), mDevice(device), mSweep(sweep), mBaseline(baseline) {
         mOut << "point";
         for (const SweepAxis& axis : mSweep.axes) mOut << ',' << axis.name;
         mOut << ",sensor,sensor_name,decided,scenario,fps,sensor_width,sensor_height,"
                 "raw_format_type,rrzo_width,rrzo_height,seamless_flags,seamless_scenario,"
-                "match_table,match_locale,match_key,match_file,match_line,message,warnings\n";
+                "match_table,match_locale,match_key,match_file,match_line,message,warnings";
+        if (mBaseline != nullptr)
+            mOut << ",changed,before_decided,before_scenario,before_fps,before_match_table,"
+                    "before_match_locale,before_match_key,before_match_line";
+        mOut << "\n";
     }
 
     // The point's rows, one per sensor.
@@ -82,6 +109,8 @@ public:
                 rows += ",,,,,";
             }
             appendFields(rows, {csvField(o.message), csvField(joined(o.warnings, "; "))});
+            if (const SweepOutcome* before = beforeOf(mBaseline, point.index, o.sensorIdx))
+                rows += csvBefore(*before, o);
             rows += '\n';
         }
     }
@@ -97,15 +126,34 @@ private:
     std::ostream& mOut;
     const DeviceProfile& mDevice;
     const SweepSpec& mSweep;
+    const SweepBaseline* mBaseline;
 };
 
 // "null", or the value as JSON.
 std::string jsonOrNull(bool present, const std::string& json) { return present ? json : "null"; }
 
+// The edit's members of a result: what changed, and the outcome and row before the edit.
+std::string jsonBefore(const SweepOutcome& before, const SweepOutcome& after) {
+    const std::vector<std::string> changed = changedFields(before, after);
+    std::string json = ", \"changed\": [";
+    for (size_t i = 0; i < changed.size(); ++i)
+        json += (i == 0 ? "" : ", ") + jsonString(changed[i]);
+    json += "], \"before\": {\"decided\": " + std::string(before.decided ? "true" : "false") +
+            ", \"scenario\": " + jsonOrNull(before.decided, std::to_string(before.scenario)) +
+            ", \"fps\": " + jsonOrNull(before.decided, std::to_string(before.fps)) +
+            ", \"match\": ";
+    if (!before.match) return json + "null}";
+    return json + "{\"table\": " + jsonString(before.match->table) +
+           ", \"locale\": " + jsonString(before.match->locale) +
+           ", \"key\": " + jsonString(before.match->key) +
+           ", \"line\": " + std::to_string(before.match->line) + "}}";
+}
+
 class JsonWriter : public SweepOutput {
 public:
-    JsonWriter(std::ostream& out, const DeviceProfile& device, const SweepSpec& sweep)
-        : mOut(out), mDevice(device), mSweep(sweep) {
+    JsonWriter(std::ostream& out, const DeviceProfile& device, const SweepSpec& sweep,
+               const SweepBaseline* baseline)
+        : mOut(out), mDevice(device), mSweep(sweep), mBaseline(baseline) {
         mOut << "{\n\"schema\": " << kSweepJsonSchemaVersion
              << ",\n\"device\": " << jsonString(mDevice.name)
              << ",\n\"sweep\": " << jsonString(mSweep.file)
@@ -138,13 +186,12 @@ public:
                        ", \"sensor\": " + std::to_string(o.sensorIdx) +
                        ", \"sensor_name\": " + jsonString(sensorName(mDevice, o.sensorIdx)) +
                        ", \"decided\": " + (o.decided ? "true" : "false") + ", \"setting\": ";
-            results += jsonOrNull(o.decided, "{\"scenario\": " + std::to_string(o.scenario) +
-                                                 ", \"fps\": " + std::to_string(o.fps) +
-                                                 ", \"sensor_size\": [" +
-                                                 std::to_string(o.sensorSize.w) + ", " +
-                                                 std::to_string(o.sensorSize.h) +
-                                                 "], \"raw_format_type\": " +
-                                                 std::to_string(o.rawFormatType) + "}");
+            results += jsonOrNull(
+                o.decided, "{\"scenario\": " + std::to_string(o.scenario) +
+                               ", \"fps\": " + std::to_string(o.fps) + ", \"sensor_size\": [" +
+                               std::to_string(o.sensorSize.w) + ", " +
+                               std::to_string(o.sensorSize.h) +
+                               "], \"raw_format_type\": " + std::to_string(o.rawFormatType) + "}");
             results += ", \"rrzo\": [" + std::to_string(o.rrzoSize.w) + ", " +
                        std::to_string(o.rrzoSize.h) +
                        "], \"seamless_flags\": " + std::to_string(o.seamlessFlags) +
@@ -163,7 +210,10 @@ public:
             results += ", \"message\": " + jsonString(o.message) + ", \"warnings\": [";
             for (size_t w = 0; w < o.warnings.size(); ++w)
                 results += (w == 0 ? "" : ", ") + jsonString(o.warnings[w]);
-            results += "]}";
+            results += "]";
+            if (const SweepOutcome* before = beforeOf(mBaseline, point.index, o.sensorIdx))
+                results += jsonBefore(*before, o);
+            results += "}";
         }
     }
 
@@ -184,19 +234,20 @@ private:
     std::ostream& mOut;
     const DeviceProfile& mDevice;
     const SweepSpec& mSweep;
+    const SweepBaseline* mBaseline;
     bool mFirst = true;
 };
 
 }  // namespace
 
 std::unique_ptr<SweepOutput> makeCsvWriter(std::ostream& out, const DeviceProfile& device,
-                                           const SweepSpec& sweep) {
-    return std::make_unique<CsvWriter>(out, device, sweep);
+                                           const SweepSpec& sweep, const SweepBaseline* baseline) {
+    return std::make_unique<CsvWriter>(out, device, sweep, baseline);
 }
 
 std::unique_ptr<SweepOutput> makeJsonWriter(std::ostream& out, const DeviceProfile& device,
-                                            const SweepSpec& sweep) {
-    return std::make_unique<JsonWriter>(out, device, sweep);
+                                            const SweepSpec& sweep, const SweepBaseline* baseline) {
+    return std::make_unique<JsonWriter>(out, device, sweep, baseline);
 }
 
 }  // namespace custsim

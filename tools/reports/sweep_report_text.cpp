@@ -1,6 +1,9 @@
 #include <iomanip>
 
+#include "sweep_changes.h"
+#include "sweep_edit.h"
 #include "sweep_report.h"
+#include "text_escape.h"
 
 // The summary of a sweep: points per decided mode, per sensor, and where along the map's x axis
 // the mode changes.
@@ -11,7 +14,7 @@ namespace {
 constexpr uint64_t kPerMille = 1000;
 // A sensor's scenario at a point where it did not run (another sensor of the sensor axis did).
 constexpr int32_t kNotRun = -2;
-// Changes of mode listed per sensor; the rest are counted (the CSV has them all).
+// Places where the mode changes listed per sensor; the rest are counted (the CSV has them all).
 constexpr size_t kMaxChangesShown = 40;
 
 std::string shortModeName(int32_t scenario) {
@@ -21,12 +24,13 @@ std::string shortModeName(int32_t scenario) {
 class SummaryWriter : public PointOutput {
 public:
     SummaryWriter(std::ostream& out, const DeviceProfile& device, const SweepSpec& sweep,
-                  int32_t alongAxis)
-        : mOut(out), mDevice(device), mSweep(sweep), mAlong(alongAxis) {}
+                  int32_t alongAxis, const SweepBaseline* baseline)
+        : mOut(out), mDevice(device), mSweep(sweep), mAlong(alongAxis), mBaseline(baseline) {}
 
     void point(const SweepPoint& point) override {
         for (const SweepOutcome& outcome : point.sensors) {
             mCounts.add(outcome);
+            if (mBaseline != nullptr) compare(point.index, outcome);
             if (mAlong < 0) continue;
             std::vector<int32_t>& modes = mModes[outcome.sensorIdx];
             if (modes.empty()) modes.assign(mSweep.points, kNotRun);
@@ -53,51 +57,66 @@ public:
                      << mCounts.modeName(mDevice, sensor, scenario) << std::right << std::setw(9)
                      << count << "  " << shareOf(count, total) << "\n";
             }
+            if (mBaseline != nullptr) writeEdit(sensor);
             writeChanges(sensor);
         }
     }
 
 private:
-    // "app socialcam video call": the values of the point's other axes, the sensor's aside.
-    std::string lineOf(const std::vector<size_t>& values) const {
-        std::string text;
-        for (size_t i = 0; i < values.size(); ++i) {
-            if (static_cast<int32_t>(i) == mAlong || mSweep.axes[i].kind == AxisKind::Sensor)
-                continue;
-            text += (text.empty() ? "" : ", ") + mSweep.axes[i].name + " " +
-                    mSweep.axes[i].label(values[i]);
-        }
-        return text;
+    void compare(uint64_t index, const SweepOutcome& outcome) {
+        const SweepOutcome* before = mBaseline->at(index, outcome.sensorIdx);
+        if (before == nullptr) return;
+        const std::vector<std::string> fields = changedFields(*before, outcome);
+        if (!fields.empty()) ++mEdits[outcome.sensorIdx][changeText(*before, outcome, fields)];
     }
 
-    // Where the mode changes from one value of the map's x axis to the next, the other axes held:
+    // The points whose outcome differs from the configuration before the edit, per change.
+    void writeEdit(int32_t sensor) {
+        const auto found = mEdits.find(sensor);
+        uint64_t changed = 0;
+        if (found != mEdits.end()) {
+            for (const auto& [change, count] : found->second) changed += count;
+        }
+        mOut << "  against " << terminalText(mBaseline->file()) << ": " << changed
+             << " points change\n";
+        if (found == mEdits.end()) return;
+        for (const auto& [change, count] : found->second) {
+            mOut << "    " << std::left << std::setw(38) << change << std::right << std::setw(9)
+                 << count << "\n";
+        }
+    }
+
+    // Where the mode changes from one value of the map's x axis to the next, grouped by place:
     // "from which size on", "at which temperature".
     void writeChanges(int32_t sensor) {
         const auto found = mModes.find(sensor);
         if (found == mModes.end()) return;
-        const std::vector<int32_t>& modes = found->second;
         const SweepAxis& along = mSweep.axes[static_cast<size_t>(mAlong)];
-        uint64_t stride = 1;
-        for (size_t i = static_cast<size_t>(mAlong) + 1; i < mSweep.axes.size(); ++i)
-            stride *= mSweep.axes[i].size();
-        size_t changes = 0;
-        for (uint64_t point = 0; point < mSweep.points; ++point) {
-            const std::vector<size_t> values = mSweep.coordinates(point);
-            const size_t x = values[static_cast<size_t>(mAlong)];
-            if (x == 0) continue;
-            const int32_t before = modes[point - stride];
-            const int32_t after = modes[point];
-            if (before == after || before == kNotRun || after == kNotRun) continue;
-            if (changes++ == 0) mOut << "  changes along " << along.name << ":\n";
-            if (changes > kMaxChangesShown) continue;
-            const std::string line = lineOf(values);
-            mOut << "    " << line << (line.empty() ? "" : ": ") << along.label(x - 1) << " -> "
-                 << along.label(x) << ": " << shortModeName(before) << " -> "
-                 << shortModeName(after) << "\n";
+        const std::vector<ChangePlace> places =
+            changesAlong(mSweep, mAlong, found->second, kNotRun);
+        if (places.empty()) {
+            mOut << "  no change along " << terminalText(along.name) << "\n";
+            return;
         }
-        if (changes > kMaxChangesShown)
-            mOut << "    ... and " << changes - kMaxChangesShown << " more (see --csv)\n";
-        if (changes == 0) mOut << "  no change along " << along.name << "\n";
+        mOut << "  changes along " << terminalText(along.name) << ":\n";
+        for (size_t i = 0; i < places.size() && i < kMaxChangesShown; ++i) writePlace(places[i]);
+        if (places.size() > kMaxChangesShown)
+            mOut << "    ... and " << places.size() - kMaxChangesShown
+                 << " more places (see --csv)\n";
+    }
+
+    // "44 -> 45: scenario 2 -> scenario 0 at app socialcam video call"; a place with several
+    // variants lists one per line under it.
+    void writePlace(const ChangePlace& place) {
+        mOut << "    " << terminalText(changePlaceText(mSweep, mAlong, place)) << ":";
+        const bool oneLine = place.variants.size() == 1;
+        for (const ChangeVariant& variant : place.variants) {
+            const std::string lines = changeLinesText(mSweep, mAlong, place, variant);
+            mOut << (oneLine ? " " : "\n      ") << shortModeName(variant.before) << " -> "
+                 << shortModeName(variant.after) << (lines.empty() ? "" : " ")
+                 << terminalText(lines);
+        }
+        mOut << "\n";
     }
 
     std::ostream& mOut;
@@ -106,6 +125,8 @@ private:
     int32_t mAlong;
     ModeCounts mCounts;
     std::map<int32_t, std::vector<int32_t>> mModes;
+    const SweepBaseline* mBaseline;
+    std::map<int32_t, std::map<std::string, uint64_t>> mEdits;  // sensor -> change -> points
 };
 
 }  // namespace
@@ -144,8 +165,9 @@ std::string ModeCounts::modeName(const DeviceProfile& device, int32_t sensor,
 }
 
 std::unique_ptr<SweepOutput> makeSummaryWriter(std::ostream& out, const DeviceProfile& device,
-                                               const SweepSpec& sweep, int32_t alongAxis) {
-    return std::make_unique<SummaryWriter>(out, device, sweep, alongAxis);
+                                               const SweepSpec& sweep, int32_t alongAxis,
+                                               const SweepBaseline* baseline) {
+    return std::make_unique<SummaryWriter>(out, device, sweep, alongAxis, baseline);
 }
 
 }  // namespace custsim
