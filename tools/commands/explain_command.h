@@ -1,0 +1,25 @@
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "config_index.h"
+#include "device_profile.h"
+#include "explain_report.h"
+#include "runner.h"
+
+// The explain command, and the one place that turns a sensor's run into the pieces the trace is
+// built from (simulate --trace uses it too).
+namespace custsim {
+
+// The exit code of a trace that contradicts the store's record of the library's row reads.
+constexpr int kExitTraceContradicts = 4;
+
+extern const char kExplainHelp[];
+int explainCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
+
+ExplainedSensor explainSensor(const SessionSpec& session, const DeviceProfile& device,
+                              const SensorRun& run, const ConfigIndex* index);
+
+}  // namespace custsim
