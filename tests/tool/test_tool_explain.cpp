@@ -1,0 +1,144 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "corpus.h"
+#include "explain_command.h"
+#include "host_config_store.h"
+#include "sweep_file.h"
+
+namespace custsim {
+namespace {
+
+const std::string kSourceDir = CUSTPOLICY_SOURCE_DIR;
+const std::string kExamples = kSourceDir + "/examples";
+
+struct OpenDevice {
+    DeviceProfile device;
+    std::unique_ptr<ConfigIndex> index;
+};
+
+OpenDevice openExampleDevice() {
+    OpenDevice open;
+    std::ostringstream err;
+    EXPECT_TRUE(loadDevice(kExamples + "/device/device.toml", "", open.device, open.index, err))
+        << err.str();
+    Diagnostics diagnostics;
+    EXPECT_TRUE(loadDeviceTables(open.device, diagnostics));
+    return open;
+}
+
+// Every difference of every sensor's trace from the store's record, named by where it happened.
+std::vector<std::string> traceDifferences(Simulator& simulator, const OpenDevice& open,
+                                          const SessionSpec& session, const std::string& where) {
+    std::vector<std::string> found;
+    const SessionRun run = simulator.run(session);
+    for (const SensorRun& sensor : run.sensors) {
+        const ExplainedSensor explained =
+            explainSensor(session, open.device, sensor, open.index.get());
+        for (const std::string& difference : explained.trace.differences)
+            found.push_back(where + " sensor " + std::to_string(sensor.sensorIdx) + ": " +
+                            difference);
+    }
+    return found;
+}
+
+// The trace never contradicts the library: on every bundled session and every point of the
+// bundled sweeps it reads the rows the library read, in order, and finds the row that decided.
+TEST(ToolExplain, TraceAgreesWithTheStoreOnEveryBundledSessionAndSweepPoint) {
+    const OpenDevice open = openExampleDevice();
+    Simulator simulator(open.device);
+    std::vector<std::string> differences;
+    Diagnostics unread;
+    const std::vector<SessionInput> sessions =
+        sessionsInDirectory(kExamples + "/sessions", "sessions", unread);
+    ASSERT_FALSE(sessions.empty());
+    size_t runs = 0;
+    for (const SessionInput& file : sessions) {
+        Diagnostics diagnostics;
+        const SessionSpec session = loadSession(file.path, open.device, diagnostics);
+        ASSERT_TRUE(diagnostics.empty()) << file.path;
+        for (const std::string& d : traceDifferences(simulator, open, session, file.display))
+            differences.push_back(d);
+        ++runs;
+    }
+    for (const char* sweepName : {"system-camera-sizes.toml", "thermal.toml"}) {
+        Diagnostics diagnostics;
+        const SweepSpec sweep =
+            loadSweep(kExamples + "/sweeps/" + sweepName, open.device, 1u << 20, diagnostics);
+        ASSERT_TRUE(diagnostics.empty()) << sweepName;
+        for (uint64_t point = 0; point < sweep.points; ++point) {
+            const std::string where = std::string(sweepName) + " point " + std::to_string(point);
+            for (const std::string& d :
+                 traceDifferences(simulator, open, sweep.sessionAt(point), where))
+                differences.push_back(d);
+            ++runs;
+        }
+    }
+    EXPECT_GT(runs, 100u);
+    EXPECT_TRUE(differences.empty()) << differences.size() << " differences, first: "
+                                     << differences.front();
+}
+
+// The self-check is only worth having if it fails loudly: every kind of disagreement with the
+// record is named.
+TEST(ToolExplain, SelfCheckNamesEveryKindOfDisagreement) {
+    const OpenDevice open = openExampleDevice();
+    Simulator simulator(open.device);
+    Diagnostics diagnostics;
+    const SessionSpec session = loadSession(
+        kExamples + "/sessions/06-third-party-by-name.toml", open.device, diagnostics);
+    ASSERT_TRUE(diagnostics.empty());
+    const SessionRun run = simulator.run(session);
+    const SensorRun& sensor = run.sensors.front();
+    ASSERT_TRUE(sensor.match.has_value());
+    ASSERT_GE(sensor.settingRowReads.size(), 2u);
+
+    struct Case {
+        const char* why;
+        std::function<void(ObservedRun&, std::vector<hostconfig::RowRead>&,
+                           std::vector<hostconfig::RowRead>&)>
+            tamper;
+        const char* named;  // a word the difference must contain
+    };
+    const Case kCases[] = {
+        {"the record agrees", [](ObservedRun&, auto&, auto&) {}, nullptr},
+        {"a read the record lacks", [](ObservedRun&, auto& reads, auto&) { reads.pop_back(); },
+         "rows"},
+        {"a read with another status",
+         [](ObservedRun&, auto& reads, auto&) { reads.front().status = hostconfig::kStatusNoEntry; },
+         "status"},
+        {"another deciding row",
+         [](ObservedRun& observed, auto&, auto&) { observed.settingMatch->key = "9"; },
+         "deciding"},
+        {"a decision the trace does not find",
+         [](ObservedRun& observed, auto&, auto&) { observed.decided = !observed.decided; },
+         "decide"},
+        {"an RRZO read the record lacks",
+         [](ObservedRun&, auto&, auto& rrzo) { rrzo.push_back(rrzo.front()); }, "RRZO"},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.why);
+        std::vector<hostconfig::RowRead> reads = sensor.settingRowReads;
+        std::vector<hostconfig::RowRead> rrzoReads = sensor.rrzoRowReads;
+        ASSERT_FALSE(rrzoReads.empty());
+        ObservedRun observed{sensor.decided, sensor.match, sensor.rrzoMatch, &reads, &rrzoReads};
+        c.tamper(observed, reads, rrzoReads);
+        const ExplainTrace trace = buildExplainTrace(session, open.device, sensor.sensorIdx,
+                                                     sensor.facts, observed, open.index.get());
+        if (c.named == nullptr) {
+            EXPECT_TRUE(trace.differences.empty());
+            continue;
+        }
+        ASSERT_EQ(trace.differences.size(), 1u);
+        EXPECT_NE(trace.differences.front().find(c.named), std::string::npos)
+            << trace.differences.front();
+    }
+}
+
+}  // namespace
+}  // namespace custsim
