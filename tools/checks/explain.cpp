@@ -328,8 +328,8 @@ std::string fixFor(const ColumnSpec& spec, int32_t row, const SessionFacts& sess
     const std::string rowText = isHexFact(spec.fact) ? hex(row) : std::to_string(row);
     switch (spec.rule) {
         case ColumnRule::Equal:
-            return column + " = " + input + " or -1, or a session whose " + spec.name + " is " +
-                   rowText;
+            return column + " = " + (value == kWildcard ? "-1" : input + " or -1") +
+                   ", or a session whose " + spec.name + " is " + rowText;
         case ColumnRule::Ceiling:
             return column + " >= " + input + " or -1, or a session whose " + spec.name +
                    " is at most " + rowText;

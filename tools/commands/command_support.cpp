@@ -27,6 +27,8 @@ bool parseRunOptions(const std::vector<std::string>& args, RunOptions& options, 
             options.json = true;
         } else if (arg == "--strict") {
             options.strict = true;
+        } else if (arg == "--trace") {
+            options.trace = true;
         } else if (arg == "-h" || arg == "--help") {
             options.help = true;
         } else if (arg == "-v" || arg == "--verbose") {

@@ -39,6 +39,7 @@ extern const char kCoverageHelp[];
 struct RunOptions {
     bool json = false;
     bool strict = false;  // a configuration error or a decision warning fails the run
+    bool trace = false;   // simulate --trace: every table row read, as explain shows them
     std::optional<int32_t> detailLevel;
     bool help = false;
     std::vector<std::string> files;

@@ -6,6 +6,7 @@
 #include "commands.h"
 #include "outcome.h"
 #include "session_file.h"
+#include "text_escape.h"
 
 namespace custsim {
 
@@ -137,6 +138,7 @@ ExplainedSensor explainSensor(const SessionSpec& session, const DeviceProfile& d
     if (run.decided) explained.scenario = static_cast<int32_t>(run.setting.sensorMode);
     if (run.decided && run.namedScenario) explained.scenario = run.namedScenario;
     explained.decidedBy = outcomeOf(run, index).explanation;
+    explained.serviceNotes = run.notes;
     ObservedRun observed;
     observed.decided = run.decided;
     observed.settingMatch = run.match;
@@ -145,6 +147,23 @@ ExplainedSensor explainSensor(const SessionSpec& session, const DeviceProfile& d
     observed.rrzoRowReads = &run.rrzoRowReads;
     explained.trace = buildExplainTrace(session, device, run.sensorIdx, run.facts, observed, index);
     return explained;
+}
+
+void writeSimulateTraces(std::ostream& out, const DeviceProfile& device,
+                         const std::vector<SessionRun>& runs, const std::string& configName) {
+    std::string error;
+    const std::unique_ptr<ConfigIndex> index =
+        device.configFile.empty() ? nullptr : ConfigIndex::load(device.configFile, error);
+    for (const SessionRun& run : runs) {
+        out << "\ntrace of " << terminalText(run.session->file) << '\n';
+        for (const SensorRun& sensor : run.sensors) {
+            const ExplainedSensor explained =
+                explainSensor(*run.session, device, sensor, index.get());
+            out << "sensor " << sensor.sensorIdx << " (" << terminalText(sensor.sensorName)
+                << ")\n";
+            writeTraceText(out, explained.trace, configName, "  ");
+        }
+    }
 }
 
 int explainCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {

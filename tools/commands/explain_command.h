@@ -22,4 +22,8 @@ int explainCommand(const std::vector<std::string>& args, std::ostream& out, std:
 ExplainedSensor explainSensor(const SessionSpec& session, const DeviceProfile& device,
                               const SensorRun& run, const ConfigIndex* index);
 
+// simulate --trace: each session's sensors' traces, after the text report.
+void writeSimulateTraces(std::ostream& out, const DeviceProfile& device,
+                         const std::vector<SessionRun>& runs, const std::string& configName);
+
 }  // namespace custsim

@@ -4,6 +4,7 @@
 #include "cli.h"
 #include "commands.h"
 #include "device_profile.h"
+#include "explain_command.h"
 #include "host_config_store.h"
 #include "lint.h"
 #include "report.h"
@@ -18,7 +19,7 @@
 namespace custsim {
 
 const char kSimulateHelp[] =
-    "usage: custpolicy simulate [--json] [--strict] [-v[LEVEL]] DEVICE SESSION|DIR...\n"
+    "usage: custpolicy simulate [--json] [--strict] [--trace] [-v[LEVEL]] DEVICE SESSION|DIR...\n"
     "\n"
     "Loads the device profile DEVICE (TOML) and its configuration file, checks every SESSION\n"
     "(TOML; a directory stands for every *.toml below it, in name order), then runs them in\n"
@@ -33,6 +34,8 @@ const char kSimulateHelp[] =
     "\n"
     "options:\n"
     "  --json            print a JSON document instead of text\n"
+    "  --trace           after the text report, every table row each sensor's calls read\n"
+    "                    and why it did or did not match (see custpolicy explain)\n"
     "  --strict          exit with 3 when the configuration has a lint error or any session\n"
     "                    or decision has a warning\n"
     "  -v, --verbose     also print every captured log message, logcat style, as the device\n"
@@ -128,6 +131,7 @@ int simulate(const InputFile& deviceFile, const std::vector<InputFile>& sessionF
         writeJsonReport(out, device, runs, report);
     } else {
         writeTextReport(out, device, runs, report);
+        if (options.trace) writeSimulateTraces(out, device, runs, report.configName);
     }
     if (options.strict && (anyError(report.configFindings) || anyWarning(runs))) return kExitStrict;
     return kExitOk;

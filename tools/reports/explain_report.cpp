@@ -172,7 +172,8 @@ void writeSensorJson(std::ostream& out, const ExplainedSensor& sensor, const std
         << in << "\"decided\": " << (sensor.decided ? "true" : "false") << ",\n"
         << in << "\"scenario\": "
         << (sensor.scenario ? std::to_string(*sensor.scenario) : std::string("null")) << ",\n"
-        << in << "\"decided_by\": " << jsonString(sensor.decidedBy) << ",\n";
+        << in << "\"decided_by\": " << jsonString(sensor.decidedBy) << ",\n"
+        << in << "\"notes\": " << jsonStringList(sensor.serviceNotes) << ",\n";
     writeNearMissesJson(out, trace, file, in);
     out << in << "\"steps\": " << jsonStringList(trace.steps) << ",\n" << in << "\"tables\": [";
     for (size_t i = 0; i < trace.tables.size(); ++i) {
@@ -215,6 +216,8 @@ void writeExplainText(std::ostream& out, const ExplainDocument& document) {
         }
         if (!sensor.decidedBy.empty()) out << ", by " << sentence(sensor.decidedBy);
         out << '\n';
+        for (const std::string& note : sensor.serviceNotes)
+            out << "  note: " << sentence(note) << '\n';
         writeTraceText(out, sensor.trace, document.configFile, "  ");
     }
 }

@@ -18,6 +18,9 @@ struct ExplainedSensor {
     bool decided = false;
     std::optional<int32_t> scenario;  // the scenario named, when the call decided
     std::string decidedBy;            // the row or message that decided; "" for none
+    // What the simulated services were asked and answered (the feature chip's selection inputs
+    // and reasoning, the capability manager), in call order.
+    std::vector<std::string> serviceNotes;
     ExplainTrace trace;
 };
 
