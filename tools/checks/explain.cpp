@@ -23,17 +23,11 @@ constexpr int32_t kWildcard = -1;
 constexpr int32_t kNoScenario = -1;
 constexpr int32_t kMaxValidScenario = 255;
 constexpr int32_t kUnknownTemperature = -1;
-constexpr int32_t kNoApi = -1;
 
 // The groups every per-name table ends with, and the ones the library picks by itself.
 constexpr char kModeLocale[] = "Mode";
 constexpr char kCatchAllLocale[] = "AllCamApp";
 constexpr char kGsiCameraName[] = "android.camera.cts";
-// The only two callers the system-camera table counts as outside callers.
-const char* const kOutsideCallers[] = {
-    "com.google.android.youtube",
-    "com.greenpoint.android.mc10086.activity",
-};
 // The camera-mode names behind the classes of the system-camera table.
 constexpr char kFastMotionName[] = "fast_motion_mode";
 constexpr char kHighPixelName[] = "high_pixel_mode";
@@ -194,11 +188,11 @@ public:
             case Fact::YuvSize:
                 return std::max(mFacts.maxYuvSize.w, mFacts.maxYuvSize.h);
             case Fact::Api:
-                return mSession.params.api.value_or(kNoApi);
+                return mFacts.api;
             case Fact::Temperature:
                 return mFacts.temperature;
             case Fact::CaptureMode:
-                return mSession.common.captureMode;
+                return mFacts.captureMode;
             case Fact::SensorSizeMask:
                 return mSensorSizeMask;
             case Fact::RrzoSizeMask:
@@ -250,12 +244,7 @@ public:
         return {};
     }
 
-    bool outsideCaller() const {
-        for (const char* caller : kOutsideCallers) {
-            if (mSession.app.caller == caller) return true;
-        }
-        return false;
-    }
+    bool outsideCaller() const { return mFacts.outsideCaller != 0; }
 
     int32_t sensorIdx() const { return mSensorIdx; }
     const SessionSpec& session() const { return mSession; }
@@ -568,16 +557,20 @@ int32_t Tracer::thirdCamLookup() {
         std::string why;
     };
     std::vector<Group> groups;
-    if (!app().cameraAppName.empty()) {
-        groups.push_back({app().cameraAppName, "camera_app_name"});
-    } else if (app().gsi) {
-        groups.push_back({kGsiCameraName, "no camera_app_name, and gsi = true"});
-    } else {
+    for (const std::string& name : mMatchFacts.thirdCamGroups) {
+        if (name == kCatchAllLocale) {
+            groups.push_back({name, "always searched last"});
+        } else if (name == app().cameraAppName) {
+            groups.push_back({name, "camera_app_name"});
+        } else {
+            groups.push_back({name, "no camera_app_name, and gsi = true"});
+        }
+    }
+    if (groups.size() == 1) {
         mTrace.steps.push_back(
             "  no camera_app_name (and gsi = false): ThirdCamSensorSettingMap searches only "
             "AllCamApp");
     }
-    groups.push_back({kCatchAllLocale, "always searched last"});
     for (const Group& group : groups) {
         const size_t at = mTrace.tables.size();
         TracedTable& table = addTable(kThirdTable, group.name, group.why);

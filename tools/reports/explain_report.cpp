@@ -1,5 +1,7 @@
 #include "explain_report.h"
 
+#include <cstdio>
+
 #include "report.h"
 #include "text_escape.h"
 
@@ -203,6 +205,51 @@ void writeTraceText(std::ostream& out, const ExplainTrace& trace, const std::str
         writeTableText(out, table, indent + "  ");
     }
     writeSelfCheckText(out, trace, indent);
+}
+
+std::vector<std::string> factsInWords(const MatchFacts& f) {
+    const auto hexText = [](uint32_t value) {
+        char text[16];
+        std::snprintf(text, sizeof(text), "0x%X", value);
+        return std::string(text);
+    };
+    const auto size = [](MSize s) { return std::to_string(s.w) + "x" + std::to_string(s.h); };
+    const auto quotedName = [](const std::string& name) {
+        return "\"" + terminalText(name) + "\"";
+    };
+    std::string modeClass = "camera-mode class " + std::to_string(f.cameraModeClass);
+    modeClass += f.video ? " (video: 0 whatever the mode name)"
+                         : " (camera_mode_name " + quotedName(f.cameraModeName) +
+                               (f.cameraModeClass == -1 ? ": none of fast_motion_mode, "
+                                                          "high_pixel_mode, high_definition_mode)"
+                                                        : ")");
+    std::string groups;
+    for (const std::string& group : f.thirdCamGroups)
+        groups += (groups.empty() ? "" : ", ") + terminalText(group);
+    return {
+        "operation mode " + hexText(f.operationMode) + " (operation_mode), capture mode " +
+            hexText(static_cast<uint32_t>(f.captureMode)) + " ([common] capture_mode, size tables)",
+        "largest stream " + size(f.maxStreamSize) + ", largest YUV " + size(f.maxYuvSize) +
+            ", aspect ratio " + std::to_string(f.aspectRatio) + ", video " + (f.video ? "1" : "0") +
+            " (streams)",
+        modeClass + ", outside caller " + std::to_string(f.outsideCaller) + " (caller " +
+            quotedName(f.caller) + ")",
+        "API " + std::to_string(f.api) + (f.api == -1 ? " (none)" : " ([session_params] api)") +
+            ", temperature " + std::to_string(f.temperature) +
+            (f.temperature == -1 ? " (unknown)" : " ([session_params] temperature)"),
+        "camera app " + quotedName(f.cameraAppName) + " (ThirdCamSensorSettingMap groups " +
+            groups + "), activity " + quotedName(f.activity) + " (by-activity, thermal groups)",
+    };
+}
+
+std::string jsonApplicationFacts(const MatchFacts& f) {
+    return ", \"outside_caller\": " + std::to_string(f.outsideCaller) +
+           ", \"caller\": " + jsonString(f.caller) +
+           ", \"camera_mode_name\": " + jsonString(f.cameraModeName) +
+           ", \"camera_app_name\": " + jsonString(f.cameraAppName) +
+           ", \"activity\": " + jsonString(f.activity) + ", \"api\": " + std::to_string(f.api) +
+           ", \"capture_mode\": " + std::to_string(f.captureMode) +
+           ", \"third_cam_groups\": " + jsonStringList(f.thirdCamGroups);
 }
 
 void writeExplainText(std::ostream& out, const ExplainDocument& document) {

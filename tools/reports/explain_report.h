@@ -37,4 +37,11 @@ void writeExplainJson(std::ostream& out, const ExplainDocument& document);
 void writeTraceText(std::ostream& out, const ExplainTrace& trace, const std::string& configFile,
                     const std::string& indent);
 
+// The facts the legacy tables were matched against, in words, each with where it comes from: a
+// few lines for the simulate text report.
+std::vector<std::string> factsInWords(const MatchFacts& facts);
+// The application facts of MatchFacts as JSON members, each led by ", ", for the simulate JSON
+// report's `facts` object.
+std::string jsonApplicationFacts(const MatchFacts& facts);
+
 }  // namespace custsim
