@@ -80,8 +80,81 @@ TEST(ToolExplain, TraceAgreesWithTheStoreOnEveryBundledSessionAndSweepPoint) {
         }
     }
     EXPECT_GT(runs, 100u);
-    EXPECT_TRUE(differences.empty()) << differences.size() << " differences, first: "
-                                     << differences.front();
+    EXPECT_TRUE(differences.empty())
+        << differences.size() << " differences, first: " << differences.front();
+}
+
+// The same over the applications, operation modes, names and temperatures that steer the paths:
+// every combination of them on the example device, and the test device whose tables have faults.
+TEST(ToolExplain, TraceAgreesWithTheStoreAcrossThePathsInputs) {
+    const OpenDevice open = openExampleDevice();
+    Simulator simulator(open.device);
+    Diagnostics diagnostics;
+    const SessionSpec base =
+        loadSession(kExamples + "/sessions/08-third-party-hot.toml", open.device, diagnostics);
+    ASSERT_TRUE(diagnostics.empty());
+    struct AppKind {
+        bool system, thirdParty, sdk, gsi, engineerMode;
+    };
+    const AppKind kApps[] = {{true, false, false, false, false},
+                             {false, true, false, false, false},
+                             {false, true, true, false, false},
+                             {false, true, false, true, false},
+                             {false, false, false, false, true}};
+    const uint32_t kOperationModes[] = {0, 1, 0x8001};
+    const char* const kCameraApps[] = {"", "com.example.socialcam", "com.other.cam"};
+    const char* const kActivities[] = {"", "com.example.socialcam/.call.VideoCallActivity",
+                                       "com.example.scanner/.ScanActivity$Embedded"};
+    const std::optional<int32_t> kTemperatures[] = {std::nullopt, 44, 50};
+    std::vector<std::string> differences;
+    for (const AppKind& kind : kApps) {
+        for (uint32_t operationMode : kOperationModes) {
+            for (const char* cameraApp : kCameraApps) {
+                for (const char* activity : kActivities) {
+                    for (const auto& temperature : kTemperatures) {
+                        SessionSpec session = base;
+                        session.sensors.clear();
+                        session.app.system = kind.system;
+                        session.app.thirdParty = kind.thirdParty;
+                        session.app.sdk = kind.sdk;
+                        session.app.gsi = kind.gsi;
+                        session.app.engineerMode = kind.engineerMode;
+                        session.operationMode = operationMode;
+                        session.app.cameraAppName = cameraApp;
+                        session.app.activity = activity;
+                        session.params.temperature = temperature;
+                        for (const std::string& d :
+                             traceDifferences(simulator, open, session, "combination"))
+                            differences.push_back(d);
+                    }
+                }
+            }
+        }
+    }
+    EXPECT_TRUE(differences.empty())
+        << differences.size() << " differences, first: " << differences.front();
+}
+
+TEST(ToolExplain, TraceAgreesWithTheStoreOnFaultyTables) {
+    const std::string truth = kSourceDir + "/tests/tool/data/truth";
+    OpenDevice open;
+    std::ostringstream err;
+    ASSERT_TRUE(loadDevice(truth + "/device.toml", "", open.device, open.index, err)) << err.str();
+    Diagnostics diagnostics;
+    ASSERT_TRUE(loadDeviceTables(open.device, diagnostics));
+    Simulator simulator(open.device);
+    const std::vector<SessionInput> sessions =
+        sessionsInDirectory(truth + "/sessions", "sessions", diagnostics);
+    ASSERT_FALSE(sessions.empty());
+    std::vector<std::string> differences;
+    for (const SessionInput& file : sessions) {
+        const SessionSpec session = loadSession(file.path, open.device, diagnostics);
+        ASSERT_TRUE(diagnostics.empty()) << file.path;
+        for (const std::string& d : traceDifferences(simulator, open, session, file.display))
+            differences.push_back(d);
+    }
+    EXPECT_TRUE(differences.empty())
+        << differences.size() << " differences, first: " << differences.front();
 }
 
 // The self-check is only worth having if it fails loudly: every kind of disagreement with the
@@ -90,8 +163,8 @@ TEST(ToolExplain, SelfCheckNamesEveryKindOfDisagreement) {
     const OpenDevice open = openExampleDevice();
     Simulator simulator(open.device);
     Diagnostics diagnostics;
-    const SessionSpec session = loadSession(
-        kExamples + "/sessions/06-third-party-by-name.toml", open.device, diagnostics);
+    const SessionSpec session =
+        loadSession(kExamples + "/sessions/06-third-party-by-name.toml", open.device, diagnostics);
     ASSERT_TRUE(diagnostics.empty());
     const SessionRun run = simulator.run(session);
     const SensorRun& sensor = run.sensors.front();
@@ -110,11 +183,12 @@ TEST(ToolExplain, SelfCheckNamesEveryKindOfDisagreement) {
         {"a read the record lacks", [](ObservedRun&, auto& reads, auto&) { reads.pop_back(); },
          "rows"},
         {"a read with another status",
-         [](ObservedRun&, auto& reads, auto&) { reads.front().status = hostconfig::kStatusNoEntry; },
+         [](ObservedRun&, auto& reads, auto&) {
+             reads.front().status = hostconfig::kStatusNoEntry;
+         },
          "status"},
         {"another deciding row",
-         [](ObservedRun& observed, auto&, auto&) { observed.settingMatch->key = "9"; },
-         "deciding"},
+         [](ObservedRun& observed, auto&, auto&) { observed.settingMatch->key = "9"; }, "deciding"},
         {"a decision the trace does not find",
          [](ObservedRun& observed, auto&, auto&) { observed.decided = !observed.decided; },
          "decide"},

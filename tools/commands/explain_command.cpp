@@ -116,6 +116,11 @@ int explain(const ExplainOptions& options, std::ostream& out, std::ostream& err)
         if (options.sensor && *options.sensor != sensor.sensorIdx) continue;
         document.sensors.push_back(explainSensor(session, device, sensor, index.get()));
     }
+    if (options.sensor && document.sensors.empty()) {
+        err << "custpolicy: " << options.files[1] << " does not run sensor " << *options.sensor
+            << '\n';
+        return kExitFindings;
+    }
     if (options.json) {
         writeExplainJson(out, document);
     } else {
