@@ -379,6 +379,7 @@ private:
     int32_t thirdCapAnswer() const;
     int32_t modeLookup(const TableSpec& spec, const std::string& why, int32_t fallback);
     int32_t thirdCamLookup();
+    void noteUnsearchedGroups(const std::string& firstSearched);
     int32_t activityLookup(int32_t fallback);
     int32_t thermalLookup(int32_t fallback);
     void sizeLookup(const TableSpec& spec, bool rrzo);
@@ -551,6 +552,26 @@ int32_t Tracer::thirdCapAnswer() const {
     return mDevice.thirdCap.defaultAnswer;
 }
 
+// A group named after the session's caller, package or activity is a common mistake: the table's
+// groups are named by the camera app name alone.
+void Tracer::noteUnsearchedGroups(const std::string& firstSearched) {
+    const std::pair<const char*, const std::string*> kOtherNames[] = {
+        {"caller", &app().caller},
+        {"package", &app().package},
+        {"activity", &app().activity},
+    };
+    std::vector<std::string> noted;
+    for (const auto& [key, name] : kOtherNames) {
+        if (name->empty() || *name == firstSearched || *name == kCatchAllLocale) continue;
+        if (std::find(noted.begin(), noted.end(), *name) != noted.end()) continue;
+        if (GetLocaleKeyCount(kThirdTable.table, name->c_str()) <= 0) continue;
+        noted.push_back(*name);
+        mTrace.steps.push_back("  ThirdCamSensorSettingMap has a group \"" + *name +
+                               "\" (the session's " + key +
+                               "), not searched: its groups are named by camera_app_name");
+    }
+}
+
 int32_t Tracer::thirdCamLookup() {
     struct Group {
         std::string name;
@@ -571,6 +592,7 @@ int32_t Tracer::thirdCamLookup() {
             "  no camera_app_name (and gsi = false): ThirdCamSensorSettingMap searches only "
             "AllCamApp");
     }
+    noteUnsearchedGroups(groups.front().name);
     for (const Group& group : groups) {
         const size_t at = mTrace.tables.size();
         TracedTable& table = addTable(kThirdTable, group.name, group.why);
@@ -799,7 +821,11 @@ void Tracer::sizeLookup(const TableSpec& spec, bool rrzo) {
 void Tracer::traceRrzo() {
     mSettingCall = false;
     const SensorSpec* sensor = mDevice.findSensor(mFacts.sensorIdx());
-    if (sensor == nullptr || sensor->newRrzoPolicy) return;
+    if (sensor == nullptr) return;
+    if (sensor->newRrzoPolicy) {
+        mTrace.steps.push_back("RRZO calls: the feature-driven policy; no size table is read");
+        return;
+    }
     sizeLookup(kSensorSizeTable, false);
     const std::optional<RowRef> sensorRow = mRrzoRow;
     mRrzoRow.reset();

@@ -36,6 +36,9 @@ const char kExplainHelp[] =
 
 namespace {
 
+// The message in which the feature chip's matching logs the inputs it selects by.
+constexpr char kSelectionInputsMarker[] = "[getSettingSelectInfo]";
+
 struct ExplainOptions {
     bool json = false;
     bool help = false;
@@ -143,7 +146,13 @@ ExplainedSensor explainSensor(const SessionSpec& session, const DeviceProfile& d
     if (run.decided) explained.scenario = static_cast<int32_t>(run.setting.sensorMode);
     if (run.decided && run.namedScenario) explained.scenario = run.namedScenario;
     explained.decidedBy = outcomeOf(run, index).explanation;
-    explained.serviceNotes = run.notes;
+    // The feature chip's matching (the new policy, or the normal path) logs its selection inputs
+    // first; the notes then give the service's answer and its reasoning.
+    for (const LogLine& line : run.settingLog) {
+        if (line.text.find(kSelectionInputsMarker) != std::string::npos)
+            explained.serviceNotes.push_back("selection inputs: " + withoutErrorTail(line.text));
+    }
+    explained.serviceNotes.insert(explained.serviceNotes.end(), run.notes.begin(), run.notes.end());
     ObservedRun observed;
     observed.decided = run.decided;
     observed.settingMatch = run.match;
