@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <sstream>
 #include <string>
@@ -155,6 +156,113 @@ TEST(ToolExplain, TraceAgreesWithTheStoreOnFaultyTables) {
     }
     EXPECT_TRUE(differences.empty())
         << differences.size() << " differences, first: " << differences.front();
+}
+
+// The column rules at their edges, as the trace reports them: the first column that stops a row
+// (or -1 for a match), on one-row tables, with the library's own reads as the judge.
+TEST(ToolExplain, FirstFailingColumnAtTheRulesEdges) {
+    OpenDevice open = openExampleDevice();
+    Simulator simulator(open.device);
+    Diagnostics diagnostics;
+    const SessionSpec base =
+        loadSession(kExamples + "/sessions/06-third-party-by-name.toml", open.device, diagnostics);
+    ASSERT_TRUE(diagnostics.empty());
+    constexpr int32_t kMatched = -1;
+    struct Case {
+        const char* why;
+        const char* config;
+        MSize yuv;
+        std::optional<int32_t> temperature;
+        const char* table;
+        int32_t firstFailing;
+    };
+    const char* const kThird = "ThirdCamSensorSettingMap";
+    const char* const kThermal = "ThirdCamSensorSettingMapByThermal";
+    const Case kCases[] = {
+        {"the aspect-ratio floor is exclusive",
+         "[ThirdCamSensorSettingMap]\nAllCamApp[0] = 0, -1, -1, 750, -1, -1, 0, 1\n",
+         {4000, 3000},
+         std::nullopt,
+         kThird,
+         3},
+        {"a ratio just above the floor",
+         "[ThirdCamSensorSettingMap]\nAllCamApp[0] = 0, -1, -1, 749, -1, -1, 0, 1\n",
+         {4000, 3000},
+         std::nullopt,
+         kThird,
+         kMatched},
+        {"a negative floor other than -1, compared unsigned",
+         "[ThirdCamSensorSettingMap]\nAllCamApp[0] = 0, -1, -1, -2, -1, -1, 0, 1\n",
+         {4000, 3000},
+         std::nullopt,
+         kThird,
+         3},
+        {"the YUV width floor is exclusive",
+         "[ThirdCamSensorSettingMap]\nAllCamApp[0] = 0, -1, -1, -1, 1920, -1, 0, 1\n",
+         {1920, 1080},
+         std::nullopt,
+         kThird,
+         4},
+        {"the YUV ceiling is inclusive",
+         "[ThirdCamSensorSettingMap]\nAllCamApp[0] = 0, -1, -1, -1, 1919, 1920, 0, 1\n",
+         {1920, 1080},
+         std::nullopt,
+         kThird,
+         kMatched},
+        {"the YUV ceiling holds the height too",
+         "[ThirdCamSensorSettingMap]\nAllCamApp[0] = 0, -1, -1, -1, -1, 1000, 0, 1\n",
+         {1000, 1080},
+         std::nullopt,
+         kThird,
+         5},
+        {"the sensor column comes first",
+         "[ThirdCamSensorSettingMap]\nAllCamApp[0] = 1, 1, -1, 9999, -1, -1, 0, 1\n",
+         {1920, 1080},
+         std::nullopt,
+         kThird,
+         0},
+        {"a temperature reaching the threshold",
+         "[ThirdCamSensorSettingMapByThermal]\nact[0] = 0, 45, 2\n",
+         {1920, 1080},
+         45,
+         kThermal,
+         kMatched},
+        {"a degree below the threshold",
+         "[ThirdCamSensorSettingMapByThermal]\nact[0] = 0, 45, 2\n",
+         {1920, 1080},
+         44,
+         kThermal,
+         1},
+        {"no temperature matches no threshold, not even -1",
+         "[ThirdCamSensorSettingMapByThermal]\nact[0] = 0, -1, 2\n",
+         {1920, 1080},
+         std::nullopt,
+         kThermal,
+         1},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.why);
+        ASSERT_TRUE(hostconfig::loadText(c.config, "t.config").ok);
+        SessionSpec session = base;
+        session.app.cameraAppName.clear();
+        session.app.activity = "act";
+        session.params.temperature = c.temperature;
+        session.streamInfo.maxYuvSize = c.yuv;
+        session.streamInfo.maxStreamSize = MSize(4000, 3000);
+        const SessionRun run = simulator.run(session);
+        const SensorRun& sensor = run.sensors.front();
+        ObservedRun observed{sensor.decided, sensor.match, sensor.rrzoMatch,
+                             &sensor.settingRowReads, &sensor.rrzoRowReads};
+        const ExplainTrace trace = buildExplainTrace(session, open.device, sensor.sensorIdx,
+                                                     sensor.facts, observed, nullptr);
+        EXPECT_TRUE(trace.differences.empty()) << trace.differences.front();
+        const auto table = std::find_if(trace.tables.begin(), trace.tables.end(),
+                                        [&c](const TracedTable& t) { return t.table == c.table; });
+        ASSERT_NE(table, trace.tables.end());
+        ASSERT_FALSE(table->rows.empty());
+        const TracedRow& row = table->rows.front();
+        EXPECT_EQ(row.matched ? kMatched : row.misses.front().column, c.firstFailing);
+    }
 }
 
 // The self-check is only worth having if it fails loudly: every kind of disagreement with the
