@@ -192,14 +192,19 @@ void writeSensorJson(std::ostream& out, const ExplainedSensor& sensor, const std
 
 void writeTraceText(std::ostream& out, const ExplainTrace& trace, const std::string& configFile,
                     const std::string& indent) {
-    out << indent << "rows of " << terminalText(configFile) << " read, in order:\n";
     writeNearMissesText(out, trace, indent);
     out << indent << "paths:\n";
     for (const std::string& step : trace.steps) out << indent << "  " << sentence(step) << '\n';
+    bool settingHeading = false;
     bool rrzoHeading = false;
     for (const TracedTable& table : trace.tables) {
+        if (table.setting && !settingHeading) {
+            out << indent << "tables the setting call searched, rows of "
+                << terminalText(configFile) << " it read, in order:\n";
+            settingHeading = true;
+        }
         if (!table.setting && !rrzoHeading) {
-            out << indent << "RRZO size tables:\n";
+            out << indent << "size tables the RRZO calls searched, in order:\n";
             rrzoHeading = true;
         }
         writeTableText(out, table, indent + "  ");
