@@ -152,6 +152,11 @@ bool isHexFact(Fact fact) {
            fact == Fact::SensorSizeMask || fact == Fact::RrzoSizeMask;
 }
 
+// A row's value as tables write it: modes and masks in hexadecimal, the wildcard as -1.
+std::string writtenValue(Fact fact, int32_t value) {
+    return isHexFact(fact) && value != kWildcard ? hex(value) : std::to_string(value);
+}
+
 // The session as the columns see it.
 class SessionFacts {
 public:
@@ -314,7 +319,7 @@ std::string fixFor(const ColumnSpec& spec, int32_t row, const SessionFacts& sess
     const std::string column = "column " + std::to_string(spec.column);
     const std::string input = session.valueText(spec.fact);
     const int64_t value = session.value(spec.fact);
-    const std::string rowText = isHexFact(spec.fact) ? hex(row) : std::to_string(row);
+    const std::string rowText = writtenValue(spec.fact, row);
     switch (spec.rule) {
         case ColumnRule::Equal:
             return column + " = " + (value == kWildcard ? "-1" : input + " or -1") +
@@ -415,6 +420,9 @@ TracedTable& Tracer::addTable(const TableSpec& spec, const std::string& locale,
     table.locale = locale;
     table.why = why;
     table.setting = mSettingCall;
+    for (const ColumnSpec& column : spec.tests) {
+        if (isHexFact(column.fact)) table.hexColumns.push_back(column.column);
+    }
     mTrace.tables.push_back(std::move(table));
     return mTrace.tables.back();
 }
@@ -456,7 +464,8 @@ ScanEnd Tracer::scan(const TableSpec& spec, size_t tableIndex, int32_t count, Re
                 const int32_t value = row.values[static_cast<size_t>(column.column)];
                 if (passes(column.rule, value, mFacts.value(column.fact), mMatchFacts)) continue;
                 row.misses.push_back(
-                    {column.column, column.name, column.rule, value, mFacts.valueText(column.fact),
+                    {column.column, column.name, column.rule, value,
+                     writtenValue(column.fact, value), mFacts.valueText(column.fact),
                      mFacts.source(column.fact, value), fixFor(column, value, mFacts)});
             }
             row.matched = row.misses.empty();

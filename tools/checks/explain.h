@@ -35,6 +35,7 @@ struct ColumnMiss {
     std::string name;  // "camera-mode class"
     ColumnRule rule = ColumnRule::Equal;
     int32_t rowValue = 0;
+    std::string rowText;     // the row's value as tables write it (modes and masks in hexadecimal)
     std::string inputValue;  // the session's value as the column sees it ("-1", "4000x3000")
     std::string source;      // where the session's value comes from
     std::string fix;         // what would let the row pass this column
@@ -59,6 +60,8 @@ struct TracedTable {
     std::string outcome;     // what the lookup made of it
     std::string replacedBy;  // a later step that replaced this group's answer; "" when it stood
     bool setting = true;     // read by the setting call (else by the RRZO call)
+    // The columns whose values are modes or masks, which tables write in hexadecimal.
+    std::vector<int32_t> hexColumns;
     std::vector<TracedRow> rows;
 };
 

@@ -1,5 +1,6 @@
 #include "explain_report.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "report.h"
@@ -31,6 +32,20 @@ std::string valuesText(const std::vector<int32_t>& values) {
     return text;
 }
 
+// The values as a table usually writes them: modes and masks in hexadecimal.
+std::string writtenValues(const TracedTable& table, const std::vector<int32_t>& values) {
+    std::string text;
+    for (size_t c = 0; c < values.size(); ++c) {
+        const bool hex =
+            values[c] != -1 && std::find(table.hexColumns.begin(), table.hexColumns.end(),
+                                         static_cast<int32_t>(c)) != table.hexColumns.end();
+        char hexText[16];
+        std::snprintf(hexText, sizeof(hexText), "0x%X", static_cast<uint32_t>(values[c]));
+        text += (c == 0 ? "" : ", ") + (hex ? std::string(hexText) : std::to_string(values[c]));
+    }
+    return text;
+}
+
 std::string rowName(const TracedTable& table, const TracedRow& row) {
     return terminalText(table.table) + " " + terminalText(table.locale) + "[" + row.key + "]";
 }
@@ -42,8 +57,8 @@ std::string lineText(const TracedRow& row) {
 // "column 5, camera-mode class: the row wants 2, the session has -1 (why)".
 std::string missText(const ColumnMiss& miss) {
     return "column " + std::to_string(miss.column) + ", " + miss.name + " (" + ruleName(miss.rule) +
-           "): the row has " + std::to_string(miss.rowValue) + ", the session has " +
-           miss.inputValue + " (" + sentence(miss.source) + ")";
+           "): the row has " + miss.rowText + ", the session has " + miss.inputValue + " (" +
+           sentence(miss.source) + ")";
 }
 
 std::string rowResultText(const TracedRow& row) {
@@ -69,7 +84,7 @@ void writeTableText(std::ostream& out, const TracedTable& table, const std::stri
             continue;
         }
         out << indent << "  " << rowName(table, row) << lineText(row);
-        if (!row.values.empty()) out << " = " << valuesText(row.values);
+        if (!row.values.empty()) out << " = " << writtenValues(table, row.values);
         out << ": " << rowResultText(row) << '\n';
     }
     if (absent > 0) {
