@@ -108,6 +108,70 @@ constexpr int64_t kAlwaysCovers = std::numeric_limits<int64_t>::max();
 
 using Severity = LintFinding::Severity;
 
+// A column whose value the policy's path conditions restrict: a row with any other value (and
+// not -1) is never reached. `maskBits`, when not 0, allows every combination of those bits.
+struct PathCondition {
+    const char* code;
+    const char* table;
+    size_t column;
+    std::vector<int32_t> reachable;
+    uint32_t maskBits;
+    const char* reason;
+};
+
+// Feature-mask bits each size table's reader can set.
+constexpr uint32_t kSensorSizeMaskBits = 0x1 | 0x2;
+constexpr uint32_t kRrzoSizeMaskBits = 0x1 | 0x2 | 0x20 | 0x40;
+
+const std::vector<PathCondition>& pathConditions() {
+    static const std::vector<PathCondition> kConditions = {
+        {"third-party-operation-mode",
+         "ThirdCamSensorSettingMap",
+         2,
+         {0},
+         0,
+         "the third-party path runs only for operation mode 0"},
+        {"third-party-operation-mode",
+         "ThirdCamSensorSettingMapByActivity",
+         3,
+         {0},
+         0,
+         "the third-party path runs only for operation mode 0"},
+        {"video-flag-value", "ThirdCamSensorSettingMap", 1, {0, 1}, 0, "the video flag is 0 or 1"},
+        {"video-flag-value",
+         "ThirdCamSensorSettingMapByActivity",
+         2,
+         {0, 1},
+         0,
+         "the video flag is 0 or 1"},
+        {"outside-caller-value",
+         "SystemCamSensorSettingMap",
+         1,
+         {0, 1},
+         0,
+         "the outside-caller flag is 0 or 1"},
+        {"camera-mode-class-value",
+         "SystemCamSensorSettingMap",
+         5,
+         {0, 1, 2},
+         0,
+         "the camera-mode class is 0, 1 or 2 (-1 for any other mode, which only -1 matches)"},
+        {"feature-mask-bits",
+         "CameraCustomSensorSize",
+         2,
+         {},
+         kSensorSizeMaskBits,
+         "this table's feature mask has only the bits 0x1 and 0x2"},
+        {"feature-mask-bits",
+         "CameraCustomRrzoSize",
+         2,
+         {},
+         kRrzoSizeMaskBits,
+         "this table's feature mask has only the bits 0x1, 0x2, 0x20 and 0x40"},
+    };
+    return kConditions;
+}
+
 // A row as the lint sees it.
 struct Row {
     int32_t index = 0;
@@ -565,6 +629,12 @@ private:
             }
             lintRow(rule, row, where);
             if (mDevice != nullptr) lintRowAgainstDevice(rule, row, where);
+            const std::string path = unreachableByPath(rule, row);
+            if (!path.empty()) {
+                add(Severity::Error, lineOf(*row.entry), where + shownName(row),
+                    "row can never match " + path);
+                continue;
+            }
             const std::string never = neverMatches(rule, row);
             if (!never.empty()) {
                 add(Severity::Error, lineOf(*row.entry), where + shownName(row),
@@ -572,9 +642,13 @@ private:
                 continue;
             }
             if (const Row* cover = shadows.coverOf(row)) {
+                // A thermal row behind another of its group and sensor is pre-empted whatever
+                // the temperature: the earlier row's threshold is reached first.
+                const bool thermal = rule.columns[1] == Column::Threshold;
                 add(Severity::Error, lineOf(*row.entry), where + shownName(row),
-                    "row can never match: " + shownName(*cover) + " (line " +
-                        std::to_string(cover->entry->line) + ": " + writtenRow(*cover) +
+                    std::string("row can never match") +
+                        (thermal ? " [thermal-pre-empted]: " : ": ") + shownName(*cover) +
+                        " (line " + std::to_string(cover->entry->line) + ": " + writtenRow(*cover) +
                         ") matches everything it matches");
             }
         }
@@ -598,6 +672,26 @@ private:
                     std::move(message));
             }
         }
+    }
+
+    // Why the policy's own order or conditions keep a row from ever being reached, as
+    // "[code]: reason", or "" when they do not. The codes are stable (docs/simulator.md).
+    std::string unreachableByPath(const TableRule& rule, const Row& row) const {
+        const std::string_view table = rule.name;
+        for (const PathCondition& condition : pathConditions()) {
+            if (table != condition.table) continue;
+            const int32_t v = row.values[condition.column];
+            if (v == kWildcard) continue;
+            if (std::find(condition.reachable.begin(), condition.reachable.end(), v) !=
+                condition.reachable.end())
+                continue;
+            if (condition.maskBits != 0 && (static_cast<uint32_t>(v) & ~condition.maskBits) == 0)
+                continue;
+            return std::string("[") + condition.code + "]: column " +
+                   std::to_string(condition.column) + " is " + written(row, condition.column) +
+                   ", but " + condition.reason;
+        }
+        return "";
     }
 
     // Why a row can never match on its own, or "" when it can.

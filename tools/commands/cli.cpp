@@ -1,6 +1,7 @@
 #include "cli.h"
 
 #include "commands.h"
+#include "explain_command.h"
 
 namespace custsim {
 
@@ -26,6 +27,7 @@ const char kMainHelp[] =
     "                              --record writes them\n"
     "  coverage DEVICE SESSION|DIR...\n"
     "                              which table rows the sessions match, read or never reach\n"
+    "  explain DEVICE SESSION      why each table row did or did not match\n"
     "  help [COMMAND]              show this help, or a command's\n"
     "\n"
     "A directory given as SESSION stands for every *.toml below it, in name order.\n"
@@ -52,6 +54,7 @@ const Command kCommands[] = {
     {"diff", diffHelp, diffCommand},
     {"check", checkHelp, checkCommand},
     {"coverage", coverageHelp, coverageCommand},
+    {"explain", explainHelp, explainCommand},
 };
 
 const Command* findCommand(const std::string& name) {

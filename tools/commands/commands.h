@@ -49,6 +49,7 @@ Option configOption(std::string& configFile);
 struct RunOptions {
     bool json = false;
     bool strict = false;  // a configuration error or a decision warning fails the run
+    bool trace = false;   // simulate --trace: every table row read, as explain shows them
     std::optional<int32_t> detailLevel;
     std::string configFile;  // simulate --config
 };

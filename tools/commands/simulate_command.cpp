@@ -4,6 +4,7 @@
 #include "cli.h"
 #include "commands.h"
 #include "device_profile.h"
+#include "explain_command.h"
 #include "lint.h"
 #include "report.h"
 #include "runner.h"
@@ -45,6 +46,10 @@ const CommandLine kDemoLine = {
 
 std::vector<Option> simulateOptions(RunOptions& options) {
     std::vector<Option> table = runOptionTable(options);
+    table.push_back(flagOption("--trace",
+                               "after the text report, every table row each sensor's calls read\n"
+                               "and why it did or did not match (see custpolicy explain)",
+                               options.trace));
     table.push_back(configOption(options.configFile));
     return table;
 }
@@ -122,6 +127,8 @@ int simulate(const InputFile& deviceFile, const std::vector<InputFile>& sessionF
         writeJsonReport(out, device, runs, report);
     } else {
         writeTextReport(out, device, runs, report);
+        if (options.trace)
+            writeSimulateTraces(out, device, runs, report.configName, opened.index.get());
     }
     if (options.strict && (anyError(report.configFindings) || anyWarning(runs))) return kExitStrict;
     return kExitOk;

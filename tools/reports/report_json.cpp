@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <string>
 
+#include "explain_report.h"
 #include "report.h"
 
 namespace custsim {
@@ -95,7 +96,8 @@ std::string jsonFacts(const MatchFacts& f) {
            ", \"max_fps\": " + std::to_string(f.maxFps) +
            ", \"camera_mode_class\": " + std::to_string(f.cameraModeClass) +
            ", \"temperature\": " + std::to_string(f.temperature) +
-           ", \"operation_mode\": " + std::to_string(f.operationMode) + "}";
+           ", \"operation_mode\": " + std::to_string(f.operationMode) +
+           jsonApplicationFacts(f) + "}";
 }
 
 // The session's warnings first, then the sensor's: each result stands on its own for scripts.

@@ -2,6 +2,7 @@
 #include <string>
 
 #include "config_store.h"
+#include "explain_report.h"
 #include "number_text.h"
 #include "report.h"
 
@@ -139,6 +140,10 @@ void writeTextReport(std::ostream& out, const DeviceProfile& device,
             writeField(out, "decision", decisionText(run));
             writeField(out, "seamless", seamlessText(run));
             writeField(out, "RRZO", rrzoText(run));
+            if (!run.newSettingPolicy || !run.newRrzoPolicy) {
+                for (const std::string& line : factsInWords(run.facts))
+                    writeField(out, "facts", line);
+            }
             if (run.decidedBy) {
                 writeField(out, run.decidedByIsLastMessage ? "last message" : "decided by",
                            logcatLine({run.decidedBy->priority, run.decidedBy->tag,

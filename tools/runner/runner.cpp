@@ -43,6 +43,13 @@ constexpr uint32_t kUnifiedLogModes = 0xA;
 
 // The camera name the third-party capability manager sees under GSI.
 constexpr char kGsiCameraName[] = "android.camera.cts";
+// The third-party table's catch-all group, searched last.
+constexpr char kCatchAllGroup[] = "AllCamApp";
+// The only callers the system-camera table counts as outside callers.
+const char* const kOutsideCallers[] = {
+    "com.google.android.youtube",
+    "com.greenpoint.android.mc10086.activity",
+};
 
 // Android log priorities, and the detail level each needs before the library writes it.
 constexpr int32_t kPriorityDebug = 3;
@@ -297,6 +304,33 @@ int32_t cameraModeClass(const std::string& modeName, bool video) {
     return kModeClassOther;
 }
 
+// The groups ThirdCamSensorSettingMap searches: the camera app's own (the GSI name when it has
+// none under GSI), then the catch-all.
+std::vector<std::string> thirdCamGroups(const AppSpec& app) {
+    std::vector<std::string> groups;
+    if (!app.cameraAppName.empty()) {
+        groups.push_back(app.cameraAppName);
+    } else if (app.gsi) {
+        groups.push_back(kGsiCameraName);
+    }
+    groups.push_back(kCatchAllGroup);
+    return groups;
+}
+
+void addApplicationFacts(const SessionSpec& session, MatchFacts& facts) {
+    const AppSpec& app = session.app;
+    for (const char* caller : kOutsideCallers) {
+        if (app.caller == caller) facts.outsideCaller = 1;
+    }
+    facts.caller = app.caller;
+    facts.cameraModeName = app.cameraModeName;
+    facts.cameraAppName = app.cameraAppName;
+    facts.activity = app.activity;
+    facts.api = session.params.api.value_or(-1);
+    facts.captureMode = session.common.captureMode;
+    facts.thirdCamGroups = thirdCamGroups(app);
+}
+
 // The frame rate and the temperature are asked of the library itself (outside any call's log
 // window), so that the facts are exactly the ones it computes.
 MatchFacts matchFacts(const SessionSpec& session, const BuiltConfiguration& configuration,
@@ -312,6 +346,7 @@ MatchFacts matchFacts(const SessionSpec& session, const BuiltConfiguration& conf
     CustSettingPolicyLegacy policy;
     facts.maxFps = policy.getMaxFps(configuration.appConfig, sensorIdx);
     facts.temperature = policy.getCurrentTemperature(&configuration.appConfig->sessionParams);
+    addApplicationFacts(session, facts);
     return facts;
 }
 

@@ -65,6 +65,16 @@ struct MatchFacts {
     int32_t cameraModeClass = 0;  // 0 video, 1 fast motion, 2 high resolution, -1 other
     int32_t temperature = 0;      // -1 when the session carries none
     uint32_t operationMode = 0;
+    // The application's facts that name the tables' groups or are matched by them, as the session
+    // gives them to the library.
+    int32_t outsideCaller = 0;  // 1 when the caller is one of the two outside callers
+    std::string caller;
+    std::string cameraModeName;
+    std::string cameraAppName;
+    std::string activity;
+    int32_t api = -1;  // -1 when the session carries none
+    int32_t captureMode = 0;
+    std::vector<std::string> thirdCamGroups;  // the ThirdCamSensorSettingMap groups, in search order
 };
 
 struct SensorRun {
