@@ -15,14 +15,14 @@ constexpr int64_t kManyTables = 500'000;
 constexpr size_t kLongNameBytes = size_t{10} << 20;  // 10 MiB
 // Values the generated rows cycle through, like the bands of a real third-party table.
 constexpr int32_t kSensors = 4;
-constexpr int32_t kOperationModes = 16;
 constexpr int32_t kRatioFloors[] = {-1, 500, 562, 750};
 constexpr int32_t kWidthStep = 16;
 constexpr int32_t kBandWidth = 640;
 constexpr int32_t kScenarios = 6;
 
 // One "ThirdCamSensorSettingMap" group of `rows` rows: sensor, video, operation mode, aspect-ratio
-// floor, width floor, size ceiling, unused, scenario. Each row is a width band (floor, floor +
+// floor, width floor, size ceiling, unused, scenario. The operation mode is -1 or 0, the only values
+// the third-party path meets, so that every row is reachable. Each row is a width band (floor, floor +
 // kBandWidth] of its own, so most rows are not shadowed and the index keeps many of them.
 std::string thirdPartyTable(int64_t rows) {
     std::string text = "[ThirdCamSensorSettingMap]\n";
@@ -32,7 +32,7 @@ std::string thirdPartyTable(int64_t rows) {
         const int32_t floor = (n / (kSensors * 2)) * kWidthStep;
         text += "AllCamApp[" + std::to_string(i) + "] = " + std::to_string(n % kSensors) + ", " +
                 std::to_string((n / kSensors) % 2) + ", " +
-                std::to_string(n % 3 == 0 ? -1 : (n / 8) % kOperationModes) + ", " +
+                std::to_string(n % 3 == 0 ? -1 : 0) + ", " +
                 std::to_string(kRatioFloors[(n / 16) % 4]) + ", " + std::to_string(floor) + ", " +
                 std::to_string(floor + kBandWidth) + ", 0, " + std::to_string(n % kScenarios) +
                 "\n";

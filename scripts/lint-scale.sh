@@ -17,14 +17,15 @@ fi
 work=$(mktemp -d)
 trap 'rm -rf "${work}"' EXIT
 
-# One "ThirdCamSensorSettingMap" group of N rows, each a width band of its own.
+# One "ThirdCamSensorSettingMap" group of N rows, each a width band of its own. The operation-mode
+# column is -1 or 0, the only values the third-party path can meet, so the rows are all reachable.
 rows() {
   awk -v n="$1" 'BEGIN {
     print "[ThirdCamSensorSettingMap]"
     split("-1 500 562 750", ratio, " ")
     for (i = 0; i < n; i++) {
       floor = int(i / 8) * 16
-      mode = (i % 3 == 0) ? -1 : int(i / 8) % 16
+      mode = (i % 3 == 0) ? -1 : 0
       printf "AllCamApp[%d] = %d, %d, %d, %d, %d, %d, 0, %d\n", i, i % 4, int(i / 4) % 2, mode,
         ratio[int(i / 16) % 4 + 1], floor, floor + 640, i % 6
     }
