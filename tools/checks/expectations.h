@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "outcome.h"
+#include "decision.h"
 #include "session_file.h"
 
 // A session's [[expect]] tables against what its run gave: the check of `check`, and the tables
@@ -29,9 +29,14 @@ struct ExpectationCheck {
 
 // Compares every expectation of the session with the outcome of its sensor.
 ExpectationCheck checkExpectations(const SessionSpec& session,
-                                   const std::vector<SensorOutcome>& outcomes);
+                                   const std::vector<Decision>& decisions);
 
-// The expectations that freeze these outcomes: every key for every sensor run.
-std::vector<Expectation> expectationsOf(const std::vector<SensorOutcome>& outcomes);
+// True when a decision can be frozen as an expectation: a scenario named but not filled is no
+// mode the sensor runs in, and is never recorded as one.
+bool recordable(const Decision& decision);
+
+// The expectations that freeze these decisions (every one recordable): every key for every sensor
+// run.
+std::vector<Expectation> expectationsOf(const std::vector<Decision>& decisions);
 
 }  // namespace custsim

@@ -16,7 +16,25 @@ struct LintFinding {
     uint32_t line = 0;
     std::string where;  // "[Table] Locale[key]" or "[Table]"
     std::string message;
+    const char* code = "";  // stable, one per kind of finding (below; docs/simulator.md lists them)
 };
+
+// The codes of lint's findings.
+inline constexpr char kLintNoTables[] = "no-tables";
+inline constexpr char kLintUnknownTable[] = "unknown-table";
+inline constexpr char kLintKeyNeverRead[] = "key-never-read";
+inline constexpr char kLintRowMissing[] = "row-missing";
+inline constexpr char kLintLocaleNotRead[] = "locale-not-read";
+inline constexpr char kLintNoRowZero[] = "no-row-zero";
+inline constexpr char kLintGroupIgnored[] = "group-ignored";
+inline constexpr char kLintRowWidth[] = "row-width";
+inline constexpr char kLintRowNeverMatches[] = "row-never-matches";
+inline constexpr char kLintScenarioOutOfRange[] = "scenario-out-of-range";
+inline constexpr char kLintSeamlessCode[] = "seamless-code";
+inline constexpr char kLintSensorNotOnDevice[] = "sensor-not-on-device";
+inline constexpr char kLintScenarioNotAMode[] = "scenario-not-a-mode";
+// Not lint's own: the file could not be read for lint.
+inline constexpr char kLintUnreadable[] = "unreadable";
 
 struct LintResult {
     bool loaded = false;

@@ -117,6 +117,10 @@ bool parseWorkflowOptions(const char* command, const std::vector<std::string>& a
             options.help = true;
         } else if (flags.record && arg == "--record") {
             options.record = true;
+        } else if (flags.record && arg == "--allow-empty") {
+            options.allowEmpty = true;
+        } else if (flags.sessions && arg == "--sessions") {
+            options.listSessions = true;
         } else if (flags.device && arg == "--device" && i + 1 < args.size()) {
             options.device = args[++i];
         } else if (flags.device && arg.rfind("--device=", 0) == 0) {
@@ -135,10 +139,11 @@ bool parseWorkflowOptions(const char* command, const std::vector<std::string>& a
 
 void forEachSession(const std::vector<SessionInput>& files, const DeviceProfile& device,
                     Diagnostics& diagnostics,
-                    const std::function<void(const SessionInput&, const SessionSpec&)>& visit) {
+                    const std::function<void(const SessionInput&, const SessionSpec&)>& visit,
+                    SessionUse use) {
     for (const SessionInput& file : files) {
         const size_t before = diagnostics.size();
-        SessionSpec session = loadSession(file.path, device, diagnostics);
+        SessionSpec session = loadSession(file.path, device, diagnostics, use);
         if (diagnostics.size() != before) continue;
         session.file = file.display;
         visit(file, session);

@@ -80,13 +80,16 @@ bool openCorpus(const std::vector<std::string>& files, CorpusInputs& inputs, std
 struct WorkflowOptions {
     bool json = false;
     bool help = false;
-    bool record = false;  // check --record
-    std::string device;   // diff --device DEVICE.toml
+    bool record = false;        // check --record
+    bool allowEmpty = false;    // check --allow-empty: a corpus without expectations passes
+    bool listSessions = false;  // coverage --sessions: the sessions each row decides
+    std::string device;         // diff --device DEVICE.toml
     std::vector<std::string> files;
 };
 // Which options a workflow command takes beyond --json and --help.
 struct WorkflowFlags {
-    bool record = false;
+    bool record = false;    // check: --record, --allow-empty
+    bool sessions = false;  // coverage: --sessions
     bool device = false;
 };
 // False after reporting a usage error.
@@ -98,6 +101,7 @@ bool parseWorkflowOptions(const char* command, const std::vector<std::string>& a
 // problems adds them to `diagnostics` and is not visited.
 void forEachSession(const std::vector<SessionInput>& files, const DeviceProfile& device,
                     Diagnostics& diagnostics,
-                    const std::function<void(const SessionInput&, const SessionSpec&)>& visit);
+                    const std::function<void(const SessionInput&, const SessionSpec&)>& visit,
+                    SessionUse use = SessionUse::Run);
 
 }  // namespace custsim

@@ -1,10 +1,11 @@
 #include <memory>
+#include <optional>
 #include <sstream>
 
 #include "cli.h"
 #include "commands.h"
 #include "host_config_store.h"
-#include "outcome.h"
+#include "lint.h"
 #include "runner.h"
 #include "workflow_report.h"
 
@@ -16,10 +17,13 @@ const char kDiffHelp[] =
     "\n"
     "Runs every session (a directory stands for every *.toml below it, in name order) on\n"
     "BEFORE and on AFTER and prints, per session and sensor, only what changed: the decision\n"
-    "(or no decision), scenario, fps, sensor size, raw format type, seamless flags and\n"
-    "recorded seamless scenario, RRZO size; with what decided on each side (the matched\n"
-    "table row with file:line, or the deciding message). A summary counts the sessions\n"
-    "unchanged, changed and newly without a decision.\n"
+    "(a chosen mode, a scenario named but not filled, or no decision), scenario, fps, sensor\n"
+    "size, raw format type, seamless flags and recorded seamless scenario, RRZO size, the\n"
+    "warnings; with what decided on each side (the matched table row with file:line, or the\n"
+    "deciding message). A deciding row that moved (same decision, another row or key) is\n"
+    "listed apart. The header gives each side's configuration findings and the sensors only\n"
+    "one device has (not compared). [[expect]] tables are not used. A summary counts the\n"
+    "sessions unchanged, changed, with moved rows only, and newly without a chosen mode.\n"
     "\n"
     "BEFORE and AFTER are device profiles (*.toml), or configuration files, whose device is\n"
     "then the profile given with --device (its own configuration file is not used).\n"
@@ -30,7 +34,8 @@ const char kDiffHelp[] =
     "  -h, --help            show this help\n"
     "\n"
     "Exit codes: 0 nothing changed, 1 something changed (or a wrong command line), 2 an\n"
-    "unreadable or invalid input (nothing is reported).\n";
+    "unreadable or invalid input (nothing is reported), 4 nothing changed but deciding rows\n"
+    "moved.\n";
 
 namespace {
 
@@ -63,12 +68,6 @@ bool loadSide(const std::string& argument, const std::string& deviceProfile, Sid
     return true;
 }
 
-std::vector<SensorOutcome> outcomesOf(const SessionRun& run, const ConfigIndex* index) {
-    std::vector<SensorOutcome> outcomes;
-    for (const SensorRun& sensor : run.sensors) outcomes.push_back(outcomeOf(sensor, index));
-    return outcomes;
-}
-
 // The configuration of a side, loaded once and held aside until its runs.
 hostconfig::HeldConfigurationPtr heldTables(const DeviceProfile& device, std::ostream& err) {
     Diagnostics diagnostics;
@@ -78,12 +77,39 @@ hostconfig::HeldConfigurationPtr heldTables(const DeviceProfile& device, std::os
 }
 
 // Runs a session on one side: its configuration goes in force for the run and is held aside again.
-std::vector<SensorOutcome> runSide(Simulator& simulator, const SessionSpec& session,
-                                   const Side& side, hostconfig::HeldConfigurationPtr& tables) {
+std::vector<Decision> runSide(Simulator& simulator, const SessionSpec& session,
+                              hostconfig::HeldConfigurationPtr& tables) {
     hostconfig::restoreConfiguration(std::move(tables));
-    std::vector<SensorOutcome> outcomes = outcomesOf(simulator.run(session), side.index.get());
+    std::vector<Decision> decisions = simulator.run(session).sensors;
     tables = hostconfig::holdConfiguration();
-    return outcomes;
+    return decisions;
+}
+
+// The header's view of a side: its title and its configuration's lint findings.
+DiffSide reportSide(const Side& side) {
+    DiffSide report;
+    report.title = side.title;
+    report.configName = side.device.configFile;
+    if (!report.configName.empty()) {
+        LintResult lint = lintConfigFile(side.device.configFile, &side.device);
+        report.findings = std::move(lint.findings);
+    }
+    return report;
+}
+
+// The sensors one device has and the other has not.
+std::vector<UncomparedSensor> uncomparedSensors(const DeviceProfile& before,
+                                                const DeviceProfile& after) {
+    std::vector<UncomparedSensor> sensors;
+    for (const SensorSpec& sensor : before.sensors) {
+        if (after.findSensor(sensor.index) == nullptr)
+            sensors.push_back({sensor.index, sensor.name, true});
+    }
+    for (const SensorSpec& sensor : after.sensors) {
+        if (before.findSensor(sensor.index) == nullptr)
+            sensors.push_back({sensor.index, sensor.name, false});
+    }
+    return sensors;
 }
 
 // Every session runs on BEFORE and then on AFTER before the next is read, switching the store
@@ -100,17 +126,24 @@ int diff(const Side& before, const Side& after, bool sameDevice,
     Simulator beforeRuns(before.device);
     Simulator afterRuns(after.device);
     std::ostringstream text;
-    DiffReport report(text, json, after.device.name, before.title, after.title);
-    forEachSession(files, before.device, diagnostics,
-                   [&](const SessionInput& file, const SessionSpec& session) {
-                       // The session must be valid on both devices; its content is the same.
-                       const size_t problems = diagnostics.size();
-                       if (!sameDevice) loadSession(file.path, after.device, diagnostics);
-                       if (diagnostics.size() != problems) return;
-                       const auto was = runSide(beforeRuns, session, before, beforeTables);
-                       const auto now = runSide(afterRuns, session, after, afterTables);
-                       report.session(session.file, was, now);
-                   });
+    DiffReport report(text, json, after.device.name, reportSide(before), reportSide(after),
+                      uncomparedSensors(before.device, after.device));
+    forEachSession(
+        files, before.device, diagnostics,
+        [&](const SessionInput& file, const SessionSpec& session) {
+            // The session must be valid on both devices; on AFTER it runs the sensors AFTER has.
+            const size_t problems = diagnostics.size();
+            std::optional<SessionSpec> onAfter;
+            if (!sameDevice) {
+                onAfter = loadSession(file.path, after.device, diagnostics, SessionUse::Compare);
+                onAfter->file = session.file;
+            }
+            if (diagnostics.size() != problems) return;
+            const auto was = runSide(beforeRuns, session, beforeTables);
+            const auto now = runSide(afterRuns, onAfter ? *onAfter : session, afterTables);
+            report.session(session.file, was, now);
+        },
+        SessionUse::Compare);
     hostconfig::clear();
     if (!diagnostics.empty()) {
         printDiagnostics(diagnostics, err);
@@ -118,7 +151,8 @@ int diff(const Side& before, const Side& after, bool sameDevice,
     }
     report.finish();
     out << text.str();
-    return report.totals().changed > 0 ? kExitFindings : kExitOk;
+    if (report.totals().changed > 0) return kExitFindings;
+    return report.totals().moved > 0 ? kExitMovedOnly : kExitOk;
 }
 
 }  // namespace

@@ -78,15 +78,14 @@ std::vector<LintFinding> configFindings(const DeviceProfile& device) {
     // The store took the file, so this is not expected; it is reported, not hidden.
     LintFinding finding;
     finding.message = "lint could not read the file: " + lint.loadError;
+    finding.code = kLintUnreadable;
     return {finding};
 }
 
-bool anyWarning(const std::vector<SessionRun>& runs) {
-    for (const SessionRun& run : runs) {
-        if (!run.warnings.empty()) return true;
-        for (const SensorRun& sensor : run.sensors) {
-            if (!sensor.warnings.empty()) return true;
-        }
+bool anyWarning(const SessionRun& run) {
+    if (!run.warnings.empty()) return true;
+    for (const Decision& sensor : run.sensors) {
+        if (!sensor.warnings.empty()) return true;
     }
     return false;
 }
@@ -98,19 +97,18 @@ bool anyError(const std::vector<LintFinding>& findings) {
     return false;
 }
 
+// Every session is read and checked before any runs (nothing runs unless every input is valid);
+// then each is read again, run and reported before the next, so that memory stays flat in the
+// number of sessions.
 int simulate(const InputFile& deviceFile, const std::vector<InputFile>& sessionFiles,
              const RunOptions& options, std::ostream& out, std::ostream& err) {
     Diagnostics diagnostics;
     DeviceProfile device = loadDeviceProfile(deviceFile.path, diagnostics);
-    const bool deviceOk = diagnostics.empty();
-    std::vector<SessionSpec> sessions;
-    if (deviceOk) {
-        for (const InputFile& file : sessionFiles) {
-            sessions.push_back(loadSession(file.path, device, diagnostics));
-            sessions.back().file = file.display;
-        }
+    if (diagnostics.empty()) {
+        forEachSession(sessionFiles, device, diagnostics,
+                       [](const SessionInput&, const SessionSpec&) {});
+        loadDeviceTables(device, diagnostics);
     }
-    if (deviceOk) loadDeviceTables(device, diagnostics);
     if (!diagnostics.empty()) {
         printDiagnostics(diagnostics, err);
         return kExitInputError;
@@ -122,14 +120,26 @@ int simulate(const InputFile& deviceFile, const std::vector<InputFile>& sessionF
     report.configFindings = configFindings(device);
     Simulator simulator(device);
     simulator.setConfigName(report.configName);
-    std::vector<SessionRun> runs;
-    for (const SessionSpec& session : sessions) runs.push_back(simulator.run(session));
+    simulator.setTrace(true);
+    std::optional<JsonReport> json;
     if (options.json) {
-        writeJsonReport(out, device, runs, report);
+        json.emplace(out, device, report);
     } else {
-        writeTextReport(out, device, runs, report);
+        writeTextHeader(out, device, report);
     }
-    if (options.strict && (anyError(report.configFindings) || anyWarning(runs))) return kExitStrict;
+    bool warned = false;
+    forEachSession(sessionFiles, device, diagnostics,
+                   [&](const SessionInput&, const SessionSpec& session) {
+                       const SessionRun run = simulator.run(session);
+                       warned = warned || anyWarning(run);
+                       if (json) {
+                           json->session(run);
+                       } else {
+                           writeTextSession(out, run, report);
+                       }
+                   });
+    if (json) json->finish();
+    if (options.strict && (anyError(report.configFindings) || warned)) return kExitStrict;
     return kExitOk;
 }
 

@@ -66,7 +66,7 @@ std::string shareOf(uint64_t count, uint64_t total);
 // Counts points per decided scenario (-1: no decision) for each sensor.
 class ModeCounts {
 public:
-    void add(const SweepOutcome& outcome);
+    void add(const Decision& outcome);
     // sensor index -> scenario -> points.
     const std::map<int32_t, std::map<int32_t, uint64_t>>& bySensor() const { return mCounts; }
     // How a mode is named in legends and tables: "scenario 2: 3840x2160, 30 fps".

@@ -67,16 +67,17 @@ std::string scriptJson(const std::string& text) {
 
 // What a cell's title says about the decision beyond its mode: the matched row, or the message
 // that explains the decision, and the warnings.
-std::string noteOf(const SweepOutcome& outcome) {
+std::string noteOf(const SweepPoint& point, const Decision& outcome) {
     std::string note;
-    if (outcome.match) {
-        const MatchedRow& row = *outcome.match;
+    if (outcome.row) {
+        const MatchedRow& row = *outcome.row;
         note = "row [" + row.table + "] " + row.locale + "[" + row.key + "] at " + row.file + ":" +
                std::to_string(row.line);
     } else {
-        note = outcome.message;
+        note = decisionMessage(outcome);
     }
-    for (const std::string& warning : outcome.warnings) note += "\nwarning: " + warning;
+    for (const std::string& warning : pointWarnings(point, outcome))
+        note += "\nwarning: " + warning;
     return note;
 }
 
@@ -254,15 +255,15 @@ public:
         : mOut(out), mDevice(device), mSweep(sweep), mAxes(axes) {}
 
     void point(const SweepPoint& point) override {
-        for (const SweepOutcome& outcome : point.sensors) {
+        for (const Decision& outcome : point.sensors) {
             mCounts.add(outcome);
             SensorCells& cells = mCells[outcome.sensorIdx];
             if (cells.mode.empty()) {
                 cells.mode.assign(mSweep.points, kNotRun);
                 cells.note.assign(mSweep.points, 0);
             }
-            cells.mode[point.index] = outcome.scenario;
-            cells.note[point.index] = noteIndex(noteOf(outcome));
+            cells.mode[point.index] = sweepMode(outcome);
+            cells.note[point.index] = noteIndex(noteOf(point, outcome));
         }
     }
 

@@ -25,12 +25,12 @@ public:
         : mOut(out), mDevice(device), mSweep(sweep), mAlong(alongAxis) {}
 
     void point(const SweepPoint& point) override {
-        for (const SweepOutcome& outcome : point.sensors) {
+        for (const Decision& outcome : point.sensors) {
             mCounts.add(outcome);
             if (mAlong < 0) continue;
             std::vector<int32_t>& modes = mModes[outcome.sensorIdx];
             if (modes.empty()) modes.assign(mSweep.points, kNotRun);
-            modes[point.index] = outcome.scenario;
+            modes[point.index] = sweepMode(outcome);
         }
     }
 
@@ -115,11 +115,12 @@ std::string shareOf(uint64_t count, uint64_t total) {
     return std::to_string(perMille / 10) + "." + std::to_string(perMille % 10) + "%";
 }
 
-void ModeCounts::add(const SweepOutcome& outcome) {
-    ++mCounts[outcome.sensorIdx][outcome.scenario];
-    if (outcome.decided)
-        mSeen.emplace(std::make_pair(outcome.sensorIdx, outcome.scenario),
-                      std::make_pair(outcome.sensorSize, outcome.fps));
+void ModeCounts::add(const Decision& outcome) {
+    const int32_t mode = sweepMode(outcome);
+    ++mCounts[outcome.sensorIdx][mode];
+    if (outcome.chosen())
+        mSeen.emplace(std::make_pair(outcome.sensorIdx, mode),
+                      std::make_pair(outcome.record.sensorSize, outcome.record.sensorFps));
 }
 
 std::string ModeCounts::modeName(const DeviceProfile& device, int32_t sensor,
