@@ -131,9 +131,9 @@ std::string refusal(const SessionSpec& session, const Decision& d) {
                        std::to_string(expectationLine(session, d.sensorIdx)) + ": sensor " +
                        std::to_string(d.sensorIdx);
     if (!d.sensorName.empty()) text += " (" + terminalText(d.sensorName) + ")";
-    text += ": " + decisionSummary(d);
+    text += ": scenario " + std::to_string(d.namedScenario.value_or(0)) + " named";
     if (d.row) text += " by " + terminalText(rowText(*d.row));
-    return text + " (" + d.notFilledReason + "): not recorded";
+    return text + ", but " + d.notFilledReason + ": not recorded";
 }
 
 // Every session is read and run before any file is written: a bad corpus, or a result that cannot

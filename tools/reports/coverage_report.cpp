@@ -160,7 +160,12 @@ std::string rowStateText(const RowCoverage& row, RowState state, Unreached why) 
         case RowState::Decided:
             break;
     }
-    return "decided in " + sessionsText(row.decidedSessions);
+    std::string text = "decided in " + sessionsText(row.decidedSessions);
+    if (row.overriddenSessions > 0) {
+        text += ", overridden in " + sessionsText(row.overriddenSessions) + " by " +
+                stepsText(row.overriddenBy);
+    }
+    return text;
 }
 
 void writeText(std::ostream& out, const std::string& device, const ConfigIndex& config,
@@ -176,7 +181,8 @@ void writeText(std::ostream& out, const std::string& device, const ConfigIndex& 
             total.add(state);
             const ConfigIndex::Row& row = config.rows()[i];
             const bool listed = listSessions && state == RowState::Decided;
-            if (state == RowState::Decided && !listed) continue;
+            // A row that decided is shown when asked for, or when another session overrode it.
+            if (state == RowState::Decided && !listed && rows[i].overriddenSessions == 0) continue;
             out << "  " << terminalText(config.file()) << ":" << row.line << ": "
                 << terminalText(row.entry()) << ": " << rowStateText(rows[i], state, reach.why(row))
                 << (rows[i].lintNeverMatches ? " (lint: can never match)" : "") << "\n";

@@ -14,15 +14,11 @@ constexpr int32_t kNotRun = -2;
 // Changes of mode listed per sensor; the rest are counted (the CSV has them all).
 constexpr size_t kMaxChangesShown = 40;
 
-std::string shortModeName(int32_t scenario) {
-    return scenario < 0 ? "no decision" : "scenario " + std::to_string(scenario);
-}
-
 class SummaryWriter : public PointOutput {
 public:
     SummaryWriter(std::ostream& out, const DeviceProfile& device, const SweepSpec& sweep,
                   int32_t alongAxis)
-        : mOut(out), mDevice(device), mSweep(sweep), mAlong(alongAxis) {}
+        : mOut(out), mDevice(device), mSweep(sweep), mAlong(alongAxis), mCounts(true) {}
 
     void point(const SweepPoint& point) override {
         for (const Decision& outcome : point.sensors) {
@@ -30,7 +26,7 @@ public:
             if (mAlong < 0) continue;
             std::vector<int32_t>& modes = mModes[outcome.sensorIdx];
             if (modes.empty()) modes.assign(mSweep.points, kNotRun);
-            modes[point.index] = sweepMode(outcome);
+            modes[point.index] = mCounts.keyOf(outcome);
         }
     }
 
@@ -92,8 +88,8 @@ private:
             if (changes > kMaxChangesShown) continue;
             const std::string line = lineOf(values);
             mOut << "    " << line << (line.empty() ? "" : ": ") << along.label(x - 1) << " -> "
-                 << along.label(x) << ": " << shortModeName(before) << " -> "
-                 << shortModeName(after) << "\n";
+                 << along.label(x) << ": " << mCounts.shortName(before) << " -> "
+                 << mCounts.shortName(after) << "\n";
         }
         if (changes > kMaxChangesShown)
             mOut << "    ... and " << changes - kMaxChangesShown << " more (see --csv)\n";
@@ -115,16 +111,30 @@ std::string shareOf(uint64_t count, uint64_t total) {
     return std::to_string(perMille / 10) + "." + std::to_string(perMille % 10) + "%";
 }
 
+int32_t ModeCounts::keyOf(const Decision& outcome) const {
+    if (mNamedApart && outcome.result == DecisionResult::NamedNotFilled)
+        return kNamedNotFilledKey - outcome.namedScenario.value_or(0);
+    return sweepMode(outcome);
+}
+
 void ModeCounts::add(const Decision& outcome) {
-    const int32_t mode = sweepMode(outcome);
+    const int32_t mode = keyOf(outcome);
     ++mCounts[outcome.sensorIdx][mode];
     if (outcome.chosen())
         mSeen.emplace(std::make_pair(outcome.sensorIdx, mode),
                       std::make_pair(outcome.record.sensorSize, outcome.record.sensorFps));
 }
 
+std::string ModeCounts::shortName(int32_t key) const {
+    if (key <= kNamedNotFilledKey)
+        return "scenario " + std::to_string(kNamedNotFilledKey - key) + " named, not filled";
+    return key < 0 ? "no decision" : "scenario " + std::to_string(key);
+}
+
 std::string ModeCounts::modeName(const DeviceProfile& device, int32_t sensor,
                                  int32_t scenario) const {
+    if (scenario <= kNamedNotFilledKey)
+        return "scenario " + std::to_string(kNamedNotFilledKey - scenario) + " named, not filled";
     if (scenario < 0) return "no decision";
     const std::string name = "scenario " + std::to_string(scenario) + ": ";
     const SensorSpec* profile = device.findSensor(sensor);
