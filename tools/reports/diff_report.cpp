@@ -161,6 +161,7 @@ std::string findingsJson(const DiffSide& side) {
         const bool error = f.severity == LintFinding::Severity::Error;
         json += (i == 0 ? "" : ", ") + std::string("{\"line\": ") + std::to_string(f.line) +
                 ", \"severity\": " + jsonString(error ? "error" : "warning") +
+                ", \"code\": " + jsonString(f.code) +
                 ", \"where\": " + jsonString(f.where) + ", \"message\": " + jsonString(f.message) +
                 "}";
     }

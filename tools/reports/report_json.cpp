@@ -123,6 +123,7 @@ std::string jsonFindings(const ReportOptions& options) {
         items.push_back("{\"file\": " + jsonString(options.configName) +
                         ", \"line\": " + std::to_string(f.line) +
                         ", \"severity\": " + jsonString(error ? "error" : "warning") +
+                        ", \"code\": " + jsonString(f.code) +
                         ", \"where\": " + jsonString(f.where) +
                         ", \"message\": " + jsonString(f.message) + "}");
     }
