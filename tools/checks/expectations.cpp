@@ -1,34 +1,33 @@
 #include "expectations.h"
 
-#include <cstdio>
-
-#include "json_text.h"
-#include "number_text.h"
-#include "report.h"
-
 namespace custsim {
 
 namespace {
 
-std::string scenarioText(bool decided, uint32_t scenario) {
-    return decided ? std::to_string(scenario) : "none";
-}
+using Kind = CheckValue::Kind;
 
-std::string scenarioJson(bool decided, uint32_t scenario) {
-    return decided ? std::to_string(scenario) : "\"none\"";
+CheckValue number(int64_t value) { return {Kind::Number, value, {}, {}}; }
+CheckValue hex(uint32_t value) { return {Kind::Hex, value, {}, {}}; }
+CheckValue size(MSize value) { return {Kind::Size, 0, value, {}}; }
+CheckValue text(std::string value) { return {Kind::Text, 0, {}, std::move(value)}; }
+CheckValue absent() { return {}; }
+
+CheckValue expectedScenario(int32_t value) {
+    return value == kExpectNoDecision ? CheckValue{Kind::NoDecision, 0, {}, {}} : number(value);
 }
 
 // What a sensor got, as the scenario expectation compares it: a scenario named but not filled is
 // neither that scenario nor "none".
-std::string actualScenarioText(const Decision& d) {
-    if (d.result == DecisionResult::NamedNotFilled)
-        return std::to_string(d.namedScenario.value_or(0)) + " named, not filled";
-    return scenarioText(d.chosen(), d.record.sensorMode);
-}
-
-std::string actualScenarioJson(const Decision& d) {
-    if (d.result == DecisionResult::NamedNotFilled) return jsonString(actualScenarioText(d));
-    return scenarioJson(d.chosen(), d.record.sensorMode);
+CheckValue actualScenario(const Decision& d) {
+    switch (d.result) {
+        case DecisionResult::Chosen:
+            return number(d.record.sensorMode);
+        case DecisionResult::NamedNotFilled:
+            return {Kind::NamedNotFilled, d.namedScenario.value_or(0), {}, {}};
+        case DecisionResult::None:
+            break;
+    }
+    return {Kind::NoDecision, 0, {}, {}};
 }
 
 // The row of an outcome as an expectation names it.
@@ -44,14 +43,12 @@ public:
 
     template <typename T>
     void compare(const std::optional<Expected<T>>& expected, const char* key, bool met,
-                 std::string expectedText, std::string actualText, std::string expectedJson,
-                 std::string actualJson) {
+                 CheckValue want, CheckValue got) {
         if (!expected) return;
         ++mResult.checked;
         if (met) return;
-        mResult.unmet.push_back({expected->line, mExpect.sensor, key, std::move(expectedText),
-                                 std::move(actualText), std::move(expectedJson),
-                                 std::move(actualJson)});
+        mResult.unmet.push_back(
+            {expected->line, mExpect.sensor, key, std::move(want), std::move(got)});
     }
 
 private:
@@ -59,58 +56,43 @@ private:
     ExpectationCheck& mResult;
 };
 
-// The setting values (fps, sensor size) of a sensor that got no decision compare as "none".
+// The setting values (fps, sensor size) of a sensor without a chosen mode compare as absent.
 void compareOne(const Expectation& e, const Decision& d, ExpectationCheck& result) {
     Comparer c(e, result);
-    const std::string none = "none";
-    const std::string noneJson = "null";
-    // Only a chosen mode has a frame rate and a sensor size.
-    struct {
-        bool decided;
-        uint32_t fps;
-        MSize sensorSize;
-        MSize rrzoSize;
-        uint32_t seamlessFlags;
-    } o{d.chosen(), d.record.sensorFps, d.record.sensorSize, d.rrzoSize, d.seamlessFlags};
+    const bool chosen = d.chosen();
     if (e.scenario) {
         const bool expectDecision = e.scenario->value != kExpectNoDecision;
         const auto expected = static_cast<uint32_t>(e.scenario->value);
         c.compare(e.scenario, "scenario",
-                  expectDecision == o.decided && (!o.decided || expected == d.record.sensorMode),
-                  scenarioText(expectDecision, expected), actualScenarioText(d),
-                  scenarioJson(expectDecision, expected), actualScenarioJson(d));
+                  expectDecision == chosen && (!chosen || expected == d.record.sensorMode),
+                  expectedScenario(e.scenario->value), actualScenario(d));
     }
     if (e.fps) {
-        c.compare(e.fps, "fps", o.decided && e.fps->value == o.fps, std::to_string(e.fps->value),
-                  o.decided ? std::to_string(o.fps) : none, std::to_string(e.fps->value),
-                  o.decided ? std::to_string(o.fps) : noneJson);
+        c.compare(e.fps, "fps", chosen && e.fps->value == d.record.sensorFps, number(e.fps->value),
+                  chosen ? number(d.record.sensorFps) : absent());
     }
     if (e.sensorSize) {
         const MSize want = e.sensorSize->value;
-        c.compare(e.sensorSize, "sensor_size", o.decided && want == o.sensorSize, sizeText(want),
-                  o.decided ? sizeText(o.sensorSize) : none, jsonSizeArray(want),
-                  o.decided ? jsonSizeArray(o.sensorSize) : noneJson);
+        c.compare(e.sensorSize, "sensor_size", chosen && want == d.record.sensorSize, size(want),
+                  chosen ? size(d.record.sensorSize) : absent());
     }
     if (e.rrzoSize) {
         const MSize want = e.rrzoSize->value;
-        c.compare(e.rrzoSize, "rrzo_size", want == o.rrzoSize, sizeText(want), sizeText(o.rrzoSize),
-                  jsonSizeArray(want), jsonSizeArray(o.rrzoSize));
+        c.compare(e.rrzoSize, "rrzo_size", want == d.rrzoSize, size(want), size(d.rrzoSize));
     }
     if (e.seamlessFlags) {
         const uint32_t want = e.seamlessFlags->value;
-        c.compare(e.seamlessFlags, "seamless_flags", want == o.seamlessFlags, hexText(want),
-                  hexText(o.seamlessFlags), std::to_string(want), std::to_string(o.seamlessFlags));
+        c.compare(e.seamlessFlags, "seamless_flags", want == d.seamlessFlags, hex(want),
+                  hex(d.seamlessFlags));
     }
     if (e.table) {
         const std::string actual = tableOf(d);
-        c.compare(e.table, "table", e.table->value == actual, e.table->value, actual,
-                  jsonString(e.table->value), jsonString(actual));
+        c.compare(e.table, "table", e.table->value == actual, text(e.table->value), text(actual));
     }
     if (e.key) {
         const std::string actual = keyOf(d);
-        c.compare(e.key, "key", e.key->value == actual, e.key->value,
-                  actual.empty() ? none : actual, jsonString(e.key->value),
-                  actual.empty() ? noneJson : jsonString(actual));
+        c.compare(e.key, "key", e.key->value == actual, text(e.key->value),
+                  actual.empty() ? absent() : text(actual));
     }
 }
 

@@ -11,15 +11,31 @@
 // that `check --record` writes.
 namespace custsim {
 
+// A value an expectation names, or the run gave, as the check compares it; the check report
+// prints it (as text and as JSON).
+struct CheckValue {
+    enum class Kind {
+        Absent,          // no value: the fps or size of no chosen mode, no deciding row
+        NoDecision,      // the scenario "none"
+        NamedNotFilled,  // a scenario named but not filled: `number` is the scenario
+        Number,
+        Hex,  // a bit set (seamless flags)
+        Size,
+        Text,
+    };
+    Kind kind = Kind::Absent;
+    int64_t number = 0;
+    MSize size;
+    std::string text;
+};
+
 // One expectation that the run did not meet.
 struct UnmetExpectation {
     uint32_t line = 0;  // of the expectation's key in the session file
     int32_t sensor = 0;
     std::string key;  // "scenario", "fps", "sensor_size", ...
-    std::string expected;
-    std::string actual;
-    std::string expectedJson;
-    std::string actualJson;
+    CheckValue expected;
+    CheckValue actual;
 };
 
 struct ExpectationCheck {
