@@ -1,6 +1,7 @@
 #include "json_text.h"
 #include "number_text.h"
 #include "report.h"
+#include "text_escape.h"
 #include "workflow_report.h"
 
 namespace custsim {
@@ -80,10 +81,11 @@ void CheckReport::session(const SessionSpec& session, const ExpectationCheck& ch
             continue;
         }
         const SensorSpec* sensor = mDevice.findSensor(u.sensor);
-        mOut << session.file << ":" << u.line << ": sensor " << u.sensor;
-        if (sensor != nullptr && !sensor->name.empty()) mOut << " (" << sensor->name << ")";
-        mOut << ": " << u.key << " expected " << valueText(u.expected) << ", got "
-             << valueText(u.actual) << "\n";
+        mOut << terminalText(session.file) << ":" << u.line << ": sensor " << u.sensor;
+        if (sensor != nullptr && !sensor->name.empty())
+            mOut << " (" << terminalText(sensor->name) << ")";
+        mOut << ": " << u.key << " expected " << terminalText(valueText(u.expected)) << ", got "
+             << terminalText(valueText(u.actual)) << "\n";
     }
 }
 
@@ -109,7 +111,7 @@ void CheckReport::finish() {
     mOut << "check: " << plural(t.withoutExpectations, "session")
          << (t.withoutExpectations == 1 ? " carries" : " carry")
          << " no expectations (freeze them with check --record):\n";
-    for (const std::string& file : mWithout) mOut << "  " << file << "\n";
+    for (const std::string& file : mWithout) mOut << "  " << terminalText(file) << "\n";
 }
 
 }  // namespace custsim
