@@ -243,7 +243,9 @@ TEST(Decision, IsBuiltFromTheCallsAndTheirMessages) {
         // The HAL's fallback scenario belongs to no decision only.
         EXPECT_EQ(d.fallbackScenario.has_value(), d.halFallback() && c.calls.fallbackScenario);
         // A deciding message carries no error tail.
-        if (d.message) EXPECT_EQ(d.message->text, custsim::withoutErrorTail(d.message->text));
+        if (d.message) {
+            EXPECT_EQ(d.message->text, custsim::withoutErrorTail(d.message->text));
+        }
     }
 }
 

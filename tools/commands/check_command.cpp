@@ -19,7 +19,7 @@
 namespace custsim {
 
 const char kCheckHelp[] =
-    "usage: custpolicy check [--json] DEVICE SESSION|DIR...\n"
+    "usage: custpolicy check [--json] [--allow-empty] DEVICE SESSION|DIR...\n"
     "       custpolicy check --record DEVICE SESSION|DIR...\n"
     "\n"
     "Runs every session (a directory stands for every *.toml below it, in name order) on the\n"

@@ -65,8 +65,8 @@ std::string scriptJson(const std::string& text) {
     return out;
 }
 
-// What a cell's title says about the decision beyond its mode: the matched row, or the message
-// that explains the decision, and the warnings.
+// What a cell's title says about the decision beyond its mode: a scenario named but not filled,
+// the matched row, or the message that explains the decision, and the warnings.
 std::string noteOf(const SweepPoint& point, const Decision& outcome) {
     std::string note;
     if (outcome.row) {
@@ -76,6 +76,9 @@ std::string noteOf(const SweepPoint& point, const Decision& outcome) {
     } else {
         note = decisionMessage(outcome);
     }
+    // The map draws it as no mode; the note says what was named.
+    if (outcome.result == DecisionResult::NamedNotFilled)
+        note = decisionSummary(outcome) + "\n" + note;
     for (const std::string& warning : pointWarnings(point, outcome))
         note += "\nwarning: " + warning;
     return note;
