@@ -14,14 +14,23 @@ namespace {
 constexpr int kSweepJsonSchemaVersion = 1;
 
 // A CSV field: quoted when it holds a separator, a quote or a line break (RFC 4180).
-std::string csvField(const std::string& text) {
-    if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
-    std::string out = "\"";
+void appendCsvField(std::string& out, std::string_view text) {
+    if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
+        out += text;
+        return;
+    }
+    out += '"';
     for (const char c : text) {
         out += c;
         if (c == '"') out += '"';
     }
-    return out + "\"";
+    out += '"';
+}
+
+std::string csvField(std::string_view text) {
+    std::string out;
+    appendCsvField(out, text);
+    return out;
 }
 
 std::string joined(const std::vector<std::string>& items, const char* separator) {
@@ -30,9 +39,9 @@ std::string joined(const std::vector<std::string>& items, const char* separator)
     return out;
 }
 
-std::string sensorName(const DeviceProfile& device, int32_t index) {
+std::string_view sensorName(const DeviceProfile& device, int32_t index) {
     const SensorSpec* sensor = device.findSensor(index);
-    return sensor != nullptr ? sensor->name : "";
+    return sensor != nullptr ? std::string_view(sensor->name) : std::string_view();
 }
 
 // One value of a sweep result, as both row formats print it.
@@ -41,9 +50,12 @@ struct Cell {
     Kind kind = Kind::Integer;
     bool present = true;  // false: empty in CSV, null in JSON
     int64_t integer = 0;
-    std::string text;
+    std::string_view text;  // of a text, when it lives in the decision or the device
+    std::string owned;      // of a text made for the cell
     MSize size;
     std::vector<std::string> texts;
+
+    std::string_view textValue() const { return owned.empty() ? text : owned; }
 };
 
 Cell boolCell(bool value) {
@@ -58,10 +70,16 @@ Cell integerCell(int64_t value, bool present = true) {
     cell.present = present;
     return cell;
 }
-Cell textCell(std::string value) {
+Cell textCell(std::string_view value) {
     Cell cell;
     cell.kind = Cell::Kind::Text;
-    cell.text = std::move(value);
+    cell.text = value;
+    return cell;
+}
+Cell ownedTextCell(std::string value) {
+    Cell cell;
+    cell.kind = Cell::Kind::Text;
+    cell.owned = std::move(value);
     return cell;
 }
 Cell sizeCell(MSize value) {
@@ -134,7 +152,7 @@ const SweepField kSweepFields[] = {
     {Group::Match, "line", "match_line", nullptr,
      [](const RowSource& s) { return integerCell(s.decision.row->line); }},
     {Group::Top, "message", "message", nullptr,
-     [](const RowSource& s) { return textCell(decisionMessage(s.decision)); }},
+     [](const RowSource& s) { return ownedTextCell(decisionMessage(s.decision)); }},
     {Group::Top, "warnings", "warnings", nullptr,
      [](const RowSource& s) {
          Cell cell;
@@ -164,22 +182,29 @@ const char* groupName(Group group) {
     return group == Group::Setting ? kSettingGroup : group == Group::Match ? kMatchGroup : "";
 }
 
-std::string csvCell(const Cell& cell) {
+void appendCsvCell(std::string& out, const Cell& cell) {
     switch (cell.kind) {
         case Cell::Kind::Bool:
-            return cell.integer != 0 ? "true" : "false";
+            out += cell.integer != 0 ? "true" : "false";
+            return;
         case Cell::Kind::Integer:
-            return cell.present ? std::to_string(cell.integer) : "";
+            if (cell.present) out += std::to_string(cell.integer);
+            return;
         case Cell::Kind::Hex:
-            return hexText(static_cast<uint32_t>(cell.integer));
+            out += hexText(static_cast<uint32_t>(cell.integer));
+            return;
         case Cell::Kind::Text:
-            return csvField(cell.text);
+            appendCsvField(out, cell.textValue());
+            return;
         case Cell::Kind::Size:
-            return std::to_string(cell.size.w) + "," + std::to_string(cell.size.h);
+            out += std::to_string(cell.size.w);
+            out += ',';
+            out += std::to_string(cell.size.h);
+            return;
         case Cell::Kind::Texts:
-            return csvField(joined(cell.texts, "; "));
+            appendCsvField(out, joined(cell.texts, "; "));
+            return;
     }
-    return {};
 }
 
 std::string jsonCell(const Cell& cell) {
@@ -190,7 +215,7 @@ std::string jsonCell(const Cell& cell) {
         case Cell::Kind::Hex:
             return cell.present ? std::to_string(cell.integer) : "null";
         case Cell::Kind::Text:
-            return jsonString(cell.text);
+            return jsonString(std::string(cell.textValue()));
         case Cell::Kind::Size:
             return "[" + std::to_string(cell.size.w) + ", " + std::to_string(cell.size.h) + "]";
         case Cell::Kind::Texts: {
@@ -216,7 +241,7 @@ void appendCsvFields(std::string& row, const RowSource& source) {
     for (const SweepField& field : kSweepFields) {
         row += ',';
         if (groupPresent(field.group, source.decision)) {
-            row += csvCell(field.cell(source));
+            appendCsvCell(row, field.cell(source));
         } else if (field.csvSecond != nullptr) {
             row += ',';
         }

@@ -62,9 +62,20 @@ bool sameRow(const MatchedRow& a, const MatchedRow& b) {
 }
 
 // Rows the setting call's scans stopped at whose answer did not stand.
+// True when the call read some row of a table other than the deciding row's: only then can a row
+// have matched and been replaced.
+bool readOtherTables(const Decision& d, const std::vector<hostconfig::RowRead>& reads) {
+    for (const hostconfig::RowRead& read : reads) {
+        if (read.status == hostconfig::kStatusOk && (!d.row || read.table != d.row->table))
+            return true;
+    }
+    return false;
+}
+
 std::vector<OverriddenRow> overriddenRows(const Decision& d, const SensorTrace& trace,
                                           const std::string& file) {
     std::vector<OverriddenRow> rows;
+    if (!readOtherTables(d, trace.settingRowReads)) return rows;
     const std::vector<bool> matched = matchedReads(trace.settingRowReads, trace.settingLog);
     for (size_t i = 0; i < matched.size(); ++i) {
         if (!matched[i]) continue;
@@ -141,17 +152,20 @@ Decision buildDecision(const SensorCalls& calls, const SensorTrace& trace) {
     d.rrzoSize = calls.rrzoSize;
     if (d.halFallback()) d.fallbackScenario = calls.fallbackScenario;
 
-    d.message = settingExplanation(trace.settingLog, d.messageIsLast);
-    if (calls.reportedDecision && d.message && !d.messageIsLast) {
-        const std::string table = tableOfMessage(*d.message);
-        if (!table.empty()) d.row = lastReadRow(table, trace.settingRowReads, calls.configName);
+    // The messages are kept without their error tails.
+    if (const LogLine* message = settingExplanation(trace.settingLog, d.messageIsLast)) {
+        if (calls.reportedDecision && !d.messageIsLast) {
+            const std::string table = tableOfMessage(*message);
+            if (!table.empty()) d.row = lastReadRow(table, trace.settingRowReads, calls.configName);
+        }
+        d.message = withoutErrorTail(*message);
     }
-    if (d.message) d.message->text = withoutErrorTail(d.message->text);
     std::string rrzoTable;
-    d.rrzoMessage = rrzoExplanation(trace.rrzoLog, rrzoTable);
-    if (d.rrzoMessage) d.rrzoMessage->text = withoutErrorTail(d.rrzoMessage->text);
-    if (!rrzoTable.empty())
-        d.rrzoRow = lastReadRow(rrzoTable, trace.rrzoRowReads, calls.configName);
+    if (const LogLine* message = rrzoExplanation(trace.rrzoLog, rrzoTable)) {
+        d.rrzoMessage = withoutErrorTail(*message);
+        if (!rrzoTable.empty())
+            d.rrzoRow = lastReadRow(rrzoTable, trace.rrzoRowReads, calls.configName);
+    }
 
     d.path = pathOf(calls, d);
     d.explanation = explanationOf(d, trace.notes);

@@ -1,5 +1,7 @@
 #include "library_messages.h"
 
+#include <iterator>
+
 #include "config_store.h"
 
 namespace custsim {
@@ -69,52 +71,78 @@ bool contains(const std::string& text, const char* marker) {
     return text.find(marker) != std::string::npos;
 }
 
-std::string matchMarkerOf(const std::string& table) {
-    for (const MatchMarker& known : kUnnamedRowMarkers) {
-        if (table == known.table) return known.marker;
+// The tables whose scan the log reports a match of, in one pass over the log: a table match names
+// its table; the other tables' match messages are known by their text.
+std::vector<std::string> matchedTables(const std::vector<LogLine>& log) {
+    std::vector<std::string> tables;
+    const auto add = [&tables](std::string table) {
+        for (const std::string& known : tables) {
+            if (known == table) return;
+        }
+        tables.push_back(std::move(table));
+    };
+    for (const LogLine& line : log) {
+        const size_t start = line.text.find(kTableNameStart);
+        if (start != std::string::npos) {
+            const size_t from = start + sizeof(kTableNameStart) - 1;
+            const size_t end = line.text.find(kTableNameEnd, from);
+            if (end != std::string::npos) add(line.text.substr(from, end - from));
+            continue;
+        }
+        for (const MatchMarker& known : kUnnamedRowMarkers) {
+            if (contains(line.text, known.marker)) add(known.table);
+        }
     }
-    return kTableNameStart + table + kTableNameEnd;
+    return tables;
 }
 
-bool logSays(const std::vector<LogLine>& log, const std::string& marker) {
-    for (const LogLine& line : log) {
-        if (line.text.find(marker) != std::string::npos) return true;
-    }
-    return false;
+}  // namespace
+
+namespace {
+
+// Where the error tail " (function){#line:path}" at the very end starts; npos without one.
+size_t errorTailStart(const std::string& text) {
+    if (text.empty() || text.back() != '}') return std::string::npos;
+    const size_t brace = text.rfind("){#");
+    if (brace == std::string::npos) return std::string::npos;
+    return text.rfind(" (", brace);
 }
 
 }  // namespace
 
 std::string withoutErrorTail(const std::string& text) {
-    // " (function){#line:path}" at the very end.
-    if (text.empty() || text.back() != '}') return text;
-    const size_t brace = text.rfind("){#");
-    if (brace == std::string::npos) return text;
-    const size_t open = text.rfind(" (", brace);
-    return open == std::string::npos ? text : text.substr(0, open);
+    const size_t tail = errorTailStart(text);
+    return tail == std::string::npos ? text : text.substr(0, tail);
 }
 
-std::optional<LogLine> settingExplanation(const std::vector<LogLine>& log, bool& isLastMessage) {
+LogLine withoutErrorTail(const LogLine& line) {
+    LogLine copy = line;
+    const size_t tail = errorTailStart(copy.text);
+    if (tail != std::string::npos) copy.text.erase(tail);
+    return copy;
+}
+
+const LogLine* settingExplanation(const std::vector<LogLine>& log, bool& isLastMessage) {
     isLastMessage = false;
-    std::optional<LogLine> finalResult;
-    std::optional<LogLine> explanation;
+    const LogLine* finalResult = nullptr;
+    const LogLine* explanation = nullptr;
     for (const LogLine& line : log) {
         if (isFinalResult(line)) {
-            finalResult = line;
+            finalResult = &line;
             break;
         }
         // The normal path starts by gathering its inputs: a table match logged before it did not
         // decide (its scenario was refused), the feature chip does.
-        if (contains(line.text, kNormalPathMarker)) explanation.reset();
+        if (contains(line.text, kNormalPathMarker)) explanation = nullptr;
         for (const char* marker : kDecisionMarkers) {
-            if (contains(line.text, marker)) explanation = line;
+            if (contains(line.text, marker)) explanation = &line;
         }
     }
-    if (explanation) return explanation;
-    if (finalResult) return finalResult;
-    if (log.empty()) return std::nullopt;
+    if (explanation != nullptr) return explanation;
+    if (finalResult != nullptr) return finalResult;
+    if (log.empty()) return nullptr;
     isLastMessage = true;
-    return log.back();
+    return &log.back();
 }
 
 bool isFinalResult(const LogLine& line) { return contains(line.text, kFinalResultMarker); }
@@ -131,15 +159,25 @@ std::string tableOfMessage(const LogLine& line) {
     return end == std::string::npos ? std::string() : text.substr(from, end - from);
 }
 
-std::optional<LogLine> rrzoExplanation(const std::vector<LogLine>& log, std::string& table) {
-    for (const RrzoMarker& marker : kRrzoMarkers) {
-        for (auto it = log.rbegin(); it != log.rend(); ++it) {
-            if (!contains(it->text, marker.text)) continue;
-            table = marker.table;
-            return *it;
+const LogLine* rrzoExplanation(const std::vector<LogLine>& log, std::string& table) {
+    // One pass: the last message of the most telling kind.
+    constexpr size_t kNone = std::size(kRrzoMarkers);
+    size_t best = kNone;
+    const LogLine* found = nullptr;
+    for (const LogLine& line : log) {
+        for (size_t rank = 0; rank < best; ++rank) {
+            if (!contains(line.text, kRrzoMarkers[rank].text)) continue;
+            best = rank;
+            found = &line;
+            break;
         }
+        if (found == &line || best == kNone) continue;
+        // A later message of the same kind as the best so far replaces it.
+        if (contains(line.text, kRrzoMarkers[best].text)) found = &line;
     }
-    return std::nullopt;
+    if (found == nullptr) return nullptr;
+    table = kRrzoMarkers[best].table;
+    return found;
 }
 
 std::optional<MatchedRow> lastReadRow(const std::string& table,
@@ -155,17 +193,26 @@ std::optional<MatchedRow> lastReadRow(const std::string& table,
 std::vector<bool> matchedReads(const std::vector<hostconfig::RowRead>& reads,
                                const std::vector<LogLine>& log) {
     std::vector<bool> matched(reads.size(), false);
-    std::vector<std::string> settled;
-    for (size_t i = reads.size(); i-- > 0;) {
+    std::vector<std::string> pending = matchedTables(log);
+    // A scan stops at its first match: the table's last successful read is the matched row.
+    for (size_t i = reads.size(); i-- > 0 && !pending.empty();) {
         const hostconfig::RowRead& read = reads[i];
         if (read.status != hostconfig::kStatusOk) continue;
-        bool done = false;
-        for (const std::string& table : settled) done = done || table == read.table;
-        if (done) continue;
-        settled.push_back(read.table);
-        matched[i] = logSays(log, matchMarkerOf(read.table));
+        for (auto table = pending.begin(); table != pending.end(); ++table) {
+            if (*table != read.table) continue;
+            matched[i] = true;
+            pending.erase(table);
+            break;
+        }
     }
     return matched;
+}
+
+bool mayExplainRrzo(const std::string& text) {
+    for (const RrzoMarker& marker : kRrzoMarkers) {
+        if (contains(text, marker.text)) return true;
+    }
+    return false;
 }
 
 bool isThermalWidthCheck(const LogLine& line) { return contains(line.text, kThermalWidthMarker); }

@@ -15,11 +15,13 @@ namespace custsim {
 
 // The message without the error tail " (function){#line:path}" that error messages carry.
 std::string withoutErrorTail(const std::string& text);
+LogLine withoutErrorTail(const LogLine& line);
 
 // The message that explains a setting call's decision: the last table match, thermal pick or
 // engineering value before the final result (a table match before the normal path did not decide),
-// else the final result. With neither, the call's last message, and `isLastMessage` is set.
-std::optional<LogLine> settingExplanation(const std::vector<LogLine>& log, bool& isLastMessage);
+// else the final result. With neither, the call's last message, and `isLastMessage` is set. Null
+// for an empty log; otherwise a line of `log`.
+const LogLine* settingExplanation(const std::vector<LogLine>& log, bool& isLastMessage);
 
 // True when the message is the policy's final result (which names no row).
 bool isFinalResult(const LogLine& line);
@@ -31,8 +33,11 @@ bool isEngineeringValue(const LogLine& line);
 std::string tableOfMessage(const LogLine& line);
 
 // The message that explains the RRZO size, most telling first, and the table whose row it reports
-// ("" for none).
-std::optional<LogLine> rrzoExplanation(const std::vector<LogLine>& log, std::string& table);
+// ("" for none). Null when no message explains it; otherwise a line of `log`.
+const LogLine* rrzoExplanation(const std::vector<LogLine>& log, std::string& table);
+
+// True for a message that rrzoExplanation may pick.
+bool mayExplainRrzo(const std::string& text);
 
 // The row of `table` the call's scan stopped at: a scan stops at its first match, so it is the
 // table's last successful read.

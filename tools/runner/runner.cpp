@@ -168,6 +168,18 @@ std::vector<LogLine> takeAndroidLog(size_t from) {
     return lines;
 }
 
+// Only the records that may explain the RRZO size: all a Decision reads of the RRZO calls' log.
+std::vector<LogLine> takeRrzoExplanations(size_t from) {
+    std::vector<LogLine> lines;
+    auto& log = hostplatform::state().recorded.androidLog;
+    for (size_t i = from; i < log.size(); ++i) {
+        if (mayExplainRrzo(log[i].text))
+            lines.push_back(
+                {log[i].priorityOrLevel, std::move(log[i].tag), std::move(log[i].text)});
+    }
+    return lines;
+}
+
 }  // namespace
 
 struct BuiltConfiguration {
@@ -469,7 +481,8 @@ void Simulator::selectRrzo(const SessionSpec& session, SensorCalls& calls, Senso
     calls.rrzoSize = outSize;
     trace.rrzoNotes = mEvaluator.takeNotes();
     trace.rrzoRowReads = hostconfig::takeRowReads();
-    trace.rrzoLog = takeAndroidLog(logMark);
+    // Untraced, the Decision needs only the messages that may explain the size.
+    trace.rrzoLog = mTrace ? takeAndroidLog(logMark) : takeRrzoExplanations(logMark);
 }
 
 SessionRun Simulator::run(const SessionSpec& session) {
@@ -528,12 +541,13 @@ SessionRun Simulator::run(const SessionSpec& session) {
     }
     SessionRun result;
     result.session = &session;
-    const bool thermalRows =
-        GetLocaleKeyCount(custpolicy::kTableThirdCamByThermal, session.app.activity.c_str()) > 0;
+    result.sensors.reserve(calls.size());
     for (size_t i = 0; i < calls.size(); ++i) {
         selectRrzo(session, calls[i], traces[i], configuration);
         result.sensors.push_back(buildDecision(calls[i], traces[i]));
         if (!mTrace) continue;
+        const bool thermalRows = GetLocaleKeyCount(custpolicy::kTableThirdCamByThermal,
+                                                   session.app.activity.c_str()) > 0;
         collectErrors(traces[i].settingLog, thermalRows, traces[i].errors);
         collectErrors(traces[i].rrzoLog, thermalRows, traces[i].errors);
         result.traces.push_back(std::move(traces[i]));
