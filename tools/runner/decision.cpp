@@ -73,14 +73,14 @@ bool readOtherTables(const Decision& d, const std::vector<hostconfig::RowRead>& 
 }
 
 std::vector<OverriddenRow> overriddenRows(const Decision& d, const SensorTrace& trace,
-                                          const std::string& file) {
+                                          std::string_view file) {
     std::vector<OverriddenRow> rows;
     if (!readOtherTables(d, trace.settingRowReads)) return rows;
     const std::vector<bool> matched = matchedReads(trace.settingRowReads, trace.settingLog);
     for (size_t i = 0; i < matched.size(); ++i) {
         if (!matched[i]) continue;
         const hostconfig::RowRead& read = trace.settingRowReads[i];
-        MatchedRow row{read.table, read.locale, read.key, file, read.line};
+        MatchedRow row{read.table, read.locale, read.key, std::string(file), read.line};
         if (d.row && sameRow(*d.row, row)) continue;
         rows.push_back({std::move(row), d.path});
     }

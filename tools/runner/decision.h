@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "custpolicy/cust_setting_policy.h"
@@ -160,7 +161,7 @@ struct SensorCalls {
     MSize rrzoSensorSize;
     MSize rrzoSize;
     std::optional<int64_t> requestedFps;  // the high end of the session's fps range
-    std::string configName;               // as reports cite the configuration file
+    std::string_view configName;  // as reports cite the configuration file; outlives the calls
 };
 
 // The one place a Decision is made.

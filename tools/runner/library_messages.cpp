@@ -182,10 +182,10 @@ const LogLine* rrzoExplanation(const std::vector<LogLine>& log, std::string& tab
 
 std::optional<MatchedRow> lastReadRow(const std::string& table,
                                       const std::vector<hostconfig::RowRead>& reads,
-                                      const std::string& file) {
+                                      std::string_view file) {
     for (auto it = reads.rbegin(); it != reads.rend(); ++it) {
         if (it->table != table || it->status != hostconfig::kStatusOk) continue;
-        return MatchedRow{it->table, it->locale, it->key, file, it->line};
+        return MatchedRow{it->table, it->locale, it->key, std::string(file), it->line};
     }
     return std::nullopt;
 }

@@ -43,7 +43,7 @@ bool mayExplainRrzo(const std::string& text);
 // table's last successful read.
 std::optional<MatchedRow> lastReadRow(const std::string& table,
                                       const std::vector<hostconfig::RowRead>& reads,
-                                      const std::string& file);
+                                      std::string_view file);
 
 // Per read of one call, whether it is a row the call's scan stopped at: the last successful read of
 // each table whose match the call's log reports.
