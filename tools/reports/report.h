@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "device_profile.h"
+#include "json_text.h"
 #include "lint.h"
 #include "runner.h"
 #include "text_escape.h"
@@ -31,9 +32,6 @@ std::string rowLocation(const MatchedRow& row);
 // each session.
 void writeTextHeader(std::ostream& out, const DeviceProfile& device, const ReportOptions& options);
 void writeTextSession(std::ostream& out, const SessionRun& run, const ReportOptions& options);
-
-// A JSON string literal: quoted, with the characters JSON reserves escaped.
-std::string jsonString(const std::string& text);
 
 // The JSON report, written as the sessions run.
 class JsonReport {

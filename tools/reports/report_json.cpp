@@ -5,39 +5,6 @@
 
 namespace custsim {
 
-std::string jsonString(const std::string& text) {
-    std::string out = "\"";
-    for (const char c : text) {
-        switch (c) {
-            case '"':
-                out += "\\\"";
-                break;
-            case '\\':
-                out += "\\\\";
-                break;
-            case '\n':
-                out += "\\n";
-                break;
-            case '\r':
-                out += "\\r";
-                break;
-            case '\t':
-                out += "\\t";
-                break;
-            default:
-                if (static_cast<unsigned char>(c) < 0x20) {
-                    char escaped[8];
-                    std::snprintf(escaped, sizeof(escaped), "\\u%04x",
-                                  static_cast<unsigned char>(c));
-                    out += escaped;
-                } else {
-                    out += c;
-                }
-        }
-    }
-    return out + "\"";
-}
-
 namespace {
 
 // Version of the JSON document's layout; raised when a field changes meaning or goes away.
@@ -123,9 +90,8 @@ std::string jsonFindings(const ReportOptions& options) {
         items.push_back("{\"file\": " + jsonString(options.configName) +
                         ", \"line\": " + std::to_string(f.line) +
                         ", \"severity\": " + jsonString(error ? "error" : "warning") +
-                        ", \"code\": " + jsonString(f.code) +
-                        ", \"where\": " + jsonString(f.where) +
-                        ", \"message\": " + jsonString(f.message) + "}");
+                        ", \"code\": " + jsonString(f.code) + ", \"where\": " +
+                        jsonString(f.where) + ", \"message\": " + jsonString(f.message) + "}");
     }
     return jsonArray(items, "");
 }
