@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Times the workflow commands over a large corpus: generates N sessions (default 10,000) in a
 # temporary directory, cycling through the bundled example sessions with their expectations, and
-# runs diff, check and coverage on them once each under /usr/bin/time (wall-clock and CPU seconds,
+# runs diff, check, coverage and simulate on them once each under /usr/bin/time (wall-clock and CPU seconds,
 # peak memory). A second run at a tenth of the sessions shows whether memory grows with them.
 #
 #   scripts/bench-corpus.sh [SESSIONS]
@@ -54,4 +54,5 @@ for count in $((sessions / 10)) "${sessions}"; do
     tests/tool/data/after.config "${corpus}"
   timed check "${tool}" check "${device}" "${corpus}"
   timed coverage "${tool}" coverage "${device}" "${corpus}"
+  timed simulate "${tool}" simulate "${device}" "${corpus}"
 done

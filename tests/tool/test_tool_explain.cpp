@@ -32,11 +32,11 @@ std::vector<std::string> traceDifferences(Simulator& simulator, const OpenDevice
                                           const SessionSpec& session, const std::string& where) {
     std::vector<std::string> found;
     const SessionRun run = simulator.run(session);
-    for (const SensorRun& sensor : run.sensors) {
+    for (size_t i = 0; i < run.sensors.size(); ++i) {
         const ExplainedSensor explained =
-            explainSensor(session, open.device(), sensor, open.index.get());
+            explainSensor(session, open.device(), run.sensors[i], run.traces[i], open.index.get());
         for (const std::string& difference : explained.trace.differences)
-            found.push_back(where + " sensor " + std::to_string(sensor.sensorIdx) + ": " +
+            found.push_back(where + " sensor " + std::to_string(run.sensors[i].sensorIdx) + ": " +
                             difference);
     }
     return found;
@@ -47,6 +47,7 @@ std::vector<std::string> traceDifferences(Simulator& simulator, const OpenDevice
 TEST(ToolExplain, TraceAgreesWithTheStoreOnEveryBundledSessionAndSweepPoint) {
     const OpenDevice open = openExampleDevice();
     Simulator simulator(*open.host);
+    simulator.setTrace(true);
     std::vector<std::string> differences;
     Diagnostics unread;
     const std::vector<SessionInput> sessions =
@@ -84,6 +85,7 @@ TEST(ToolExplain, TraceAgreesWithTheStoreOnEveryBundledSessionAndSweepPoint) {
 TEST(ToolExplain, TraceAgreesWithTheStoreAcrossThePathsInputs) {
     const OpenDevice open = openExampleDevice();
     Simulator simulator(*open.host);
+    simulator.setTrace(true);
     Diagnostics diagnostics;
     const SessionSpec base =
         loadSession(kExamples + "/sessions/08-third-party-hot.toml", open.device(), diagnostics);
@@ -135,6 +137,7 @@ TEST(ToolExplain, TraceAgreesWithTheStoreOnFaultyTables) {
     const OpenDevice open = openDeviceOf(truth + "/device.toml");
     Diagnostics diagnostics;
     Simulator simulator(*open.host);
+    simulator.setTrace(true);
     const std::vector<SessionInput> sessions =
         sessionsInDirectory(truth + "/sessions", "sessions", diagnostics);
     ASSERT_FALSE(sessions.empty());
@@ -235,6 +238,7 @@ TEST(ToolExplain, FirstFailingColumnAtTheRulesEdges) {
         ASSERT_TRUE(hostconfig::loadText(c.config, "t.config").ok);
         HostSession host(open.device(), hostconfig::holdConfiguration());
         Simulator simulator(host);
+        simulator.setTrace(true);
         SessionSpec session = base;
         session.app.cameraAppName.clear();
         session.app.activity = "act";
@@ -242,11 +246,12 @@ TEST(ToolExplain, FirstFailingColumnAtTheRulesEdges) {
         session.streamInfo.maxYuvSize = c.yuv;
         session.streamInfo.maxStreamSize = MSize(4000, 3000);
         const SessionRun run = simulator.run(session);
-        const SensorRun& sensor = run.sensors.front();
-        ObservedRun observed{sensor.decided, sensor.match, sensor.rrzoMatch,
-                             &sensor.settingRowReads, &sensor.rrzoRowReads};
+        const Decision& sensor = run.sensors.front();
+        const SensorTrace& traced = run.traces.front();
+        ObservedRun observed{!sensor.halFallback(), sensor.row, sensor.rrzoRow,
+                             &traced.settingRowReads, &traced.rrzoRowReads};
         const ExplainTrace trace = buildExplainTrace(session, open.device(), sensor.sensorIdx,
-                                                     sensor.facts, observed, nullptr);
+                                                     traced.facts, observed, nullptr);
         EXPECT_TRUE(trace.differences.empty()) << trace.differences.front();
         const auto table = std::find_if(trace.tables.begin(), trace.tables.end(),
                                         [&c](const TracedTable& t) { return t.table == c.table; });
@@ -262,14 +267,16 @@ TEST(ToolExplain, FirstFailingColumnAtTheRulesEdges) {
 TEST(ToolExplain, SelfCheckNamesEveryKindOfDisagreement) {
     const OpenDevice open = openExampleDevice();
     Simulator simulator(*open.host);
+    simulator.setTrace(true);
     Diagnostics diagnostics;
     const SessionSpec session = loadSession(kExamples + "/sessions/06-third-party-by-name.toml",
                                             open.device(), diagnostics);
     ASSERT_TRUE(diagnostics.empty());
     const SessionRun run = simulator.run(session);
-    const SensorRun& sensor = run.sensors.front();
-    ASSERT_TRUE(sensor.match.has_value());
-    ASSERT_GE(sensor.settingRowReads.size(), 2u);
+    const Decision& sensor = run.sensors.front();
+    const SensorTrace& traced = run.traces.front();
+    ASSERT_TRUE(sensor.row.has_value());
+    ASSERT_GE(traced.settingRowReads.size(), 2u);
 
     struct Case {
         const char* why;
@@ -297,13 +304,13 @@ TEST(ToolExplain, SelfCheckNamesEveryKindOfDisagreement) {
     };
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.why);
-        std::vector<hostconfig::RowRead> reads = sensor.settingRowReads;
-        std::vector<hostconfig::RowRead> rrzoReads = sensor.rrzoRowReads;
+        std::vector<hostconfig::RowRead> reads = traced.settingRowReads;
+        std::vector<hostconfig::RowRead> rrzoReads = traced.rrzoRowReads;
         ASSERT_FALSE(rrzoReads.empty());
-        ObservedRun observed{sensor.decided, sensor.match, sensor.rrzoMatch, &reads, &rrzoReads};
+        ObservedRun observed{!sensor.halFallback(), sensor.row, sensor.rrzoRow, &reads, &rrzoReads};
         c.tamper(observed, reads, rrzoReads);
         const ExplainTrace trace = buildExplainTrace(session, open.device(), sensor.sensorIdx,
-                                                     sensor.facts, observed, open.index.get());
+                                                     traced.facts, observed, open.index.get());
         if (c.named == nullptr) {
             EXPECT_TRUE(trace.differences.empty());
             continue;

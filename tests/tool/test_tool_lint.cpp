@@ -50,7 +50,7 @@ const LintCase kLintCases[] = {
      "3: error: [ThirdCamSensorSettingMap] AllCamApp[1]: row can never match: AllCamApp[0]"},
     {"a lower thermal threshold shadows a higher one",
      "[ThirdCamSensorSettingMapByThermal]\nact[0] = 0, 40, 0\nact[1] = 0, 45, 1\n",
-     "3: error: [ThirdCamSensorSettingMapByThermal] act[1]: row can never match [thermal-pre-empted]: act[0]"},
+     "3: error: [ThirdCamSensorSettingMapByThermal] act[1]: row can never match: act[0]"},
     {"a negative aspect-ratio floor never matches (compared unsigned)",
      "[ThirdCamSensorSettingMap]\nAllCamApp[0] = 0, -1, -1, -2, -1, -1, 0, 1\n",
      "2: error: [ThirdCamSensorSettingMap] AllCamApp[0]: row can never match: column 3 is -2"},

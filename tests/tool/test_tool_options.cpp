@@ -270,18 +270,19 @@ TEST(ToolHostSession, AlternatingDevicesKeepTheirOwnTables) {
         SCOPED_TRACE(step.why);
         const custsim::SessionRun run = step.simulator->run(session);
         ASSERT_FALSE(run.sensors.empty());
-        const custsim::SensorRun& sensor = run.sensors[0];
-        EXPECT_EQ(sensor.setting.sensorSize.w, step.expected->sensorSize.w);
-        EXPECT_EQ(sensor.setting.sensorSize.h, step.expected->sensorSize.h);
-        ASSERT_TRUE(sensor.match.has_value());
-        EXPECT_EQ(sensor.match->file, step.expected->rowFile);
+        const custsim::Decision& sensor = run.sensors[0];
+        EXPECT_EQ(sensor.record.sensorSize.w, step.expected->sensorSize.w);
+        EXPECT_EQ(sensor.record.sensorSize.h, step.expected->sensorSize.h);
+        ASSERT_TRUE(sensor.row.has_value());
+        EXPECT_EQ(sensor.row->file, step.expected->rowFile);
     }
     // A simulator that ends does not stop the row-read record of the others on its host.
     { custsim::Simulator shortLived(*before.host); }
+    beforeRuns.setTrace(true);
     const custsim::SessionRun run = beforeRuns.run(session);
-    ASSERT_FALSE(run.sensors.empty());
-    EXPECT_FALSE(run.sensors[0].settingRowReads.empty());
-    EXPECT_TRUE(run.sensors[0].match.has_value());
+    ASSERT_FALSE(run.traces.empty());
+    EXPECT_FALSE(run.traces[0].settingRowReads.empty());
+    EXPECT_TRUE(run.sensors[0].row.has_value());
 }
 
 }  // namespace

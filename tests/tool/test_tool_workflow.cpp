@@ -54,4 +54,48 @@ TEST(ToolWorkflow, RecordedExpectationsPassAndKeepTheFile) {
     EXPECT_NE(tool.stdoutText.find("0 files rewritten"), std::string::npos) << tool.stdoutText;
 }
 
+// A device whose common table names scenario 7, which its only sensor lacks, for system-camera
+// video; stills go to the feature chip.
+const char kUnfilledDevice[] = R"(name = "unfilled"
+config = "tables.config"
+[[sensor]]
+index = 0
+pixel_array = [4000, 3000]
+[sensor.capability]
+new_setting_policy = false
+new_rrzo_policy = false
+[[sensor.mode]]
+scenario = 0
+fps = 30
+size = [2000, 1500]
+)";
+const char kUnfilledTables[] = "[CommonSensorSettingMap]\nMode[0] = 0x8028, 0, 7\n";
+std::string unfilledSession(const char* operationMode) {
+    return std::string("description = \"x\"\noperation_mode = ") + operationMode +
+           "\n[app]\nsystem = true\n[[stream]]\nformat = \"YCbCr_420_888\"\nsize = [1920, "
+           "1080]\n";
+}
+
+TEST(ToolWorkflow, RecordRefusesANamedButUnfilledScenarioAndWritesNothing) {
+    ToolRun tool;
+    const std::string device = tool.write("device.toml", kUnfilledDevice);
+    tool.write("tables.config", kUnfilledTables);
+    // The good session comes first: it is not written either.
+    const std::string good = tool.write("a-good.toml", unfilledSession("0"));
+    const std::string bad = tool.write("b-bad.toml", unfilledSession("0x8028"));
+    EXPECT_EQ(tool.run({"check", "--record", device, good, bad}), custsim::kExitFindings);
+    EXPECT_NE(tool.stderrText.find(
+                  bad + ":1: sensor 0: scenario 7 named by CommonSensorSettingMap Mode[0]"),
+              std::string::npos)
+        << tool.stderrText;
+    for (const std::string& file : {good, bad}) {
+        std::ostringstream text;
+        text << std::ifstream(file).rdbuf();
+        EXPECT_EQ(text.str().find("[[expect]]"), std::string::npos) << file;
+    }
+    // Without the bad session the good one is recorded, and passes.
+    ASSERT_EQ(tool.run({"check", "--record", device, good}), kExitOk) << tool.stderrText;
+    EXPECT_EQ(tool.run({"check", device, good}), kExitOk) << tool.stdoutText;
+}
+
 }  // namespace

@@ -4,22 +4,38 @@
 #include <string>
 #include <vector>
 
-#include "outcome.h"
+#include "decision.h"
 #include "session_file.h"
 
 // A session's [[expect]] tables against what its run gave: the check of `check`, and the tables
 // that `check --record` writes.
 namespace custsim {
 
+// A value an expectation names, or the run gave, as the check compares it; the check report
+// prints it (as text and as JSON).
+struct CheckValue {
+    enum class Kind {
+        Absent,          // no value: the fps or size of no chosen mode, no deciding row
+        NoDecision,      // the scenario "none"
+        NamedNotFilled,  // a scenario named but not filled: `number` is the scenario
+        Number,
+        Hex,  // a bit set (seamless flags)
+        Size,
+        Text,
+    };
+    Kind kind = Kind::Absent;
+    int64_t number = 0;
+    MSize size;
+    std::string text;
+};
+
 // One expectation that the run did not meet.
 struct UnmetExpectation {
     uint32_t line = 0;  // of the expectation's key in the session file
     int32_t sensor = 0;
     std::string key;  // "scenario", "fps", "sensor_size", ...
-    std::string expected;
-    std::string actual;
-    std::string expectedJson;
-    std::string actualJson;
+    CheckValue expected;
+    CheckValue actual;
 };
 
 struct ExpectationCheck {
@@ -29,9 +45,14 @@ struct ExpectationCheck {
 
 // Compares every expectation of the session with the outcome of its sensor.
 ExpectationCheck checkExpectations(const SessionSpec& session,
-                                   const std::vector<SensorOutcome>& outcomes);
+                                   const std::vector<Decision>& decisions);
 
-// The expectations that freeze these outcomes: every key for every sensor run.
-std::vector<Expectation> expectationsOf(const std::vector<SensorOutcome>& outcomes);
+// True when a decision can be frozen as an expectation: a scenario named but not filled is no
+// mode the sensor runs in, and is never recorded as one.
+bool recordable(const Decision& decision);
+
+// The expectations that freeze these decisions (every one recordable): every key for every sensor
+// run.
+std::vector<Expectation> expectationsOf(const std::vector<Decision>& decisions);
 
 }  // namespace custsim

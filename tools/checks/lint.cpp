@@ -9,6 +9,8 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "config_store.h"
+#include "custpolicy/cust_contract.h"
 #include "edit_distance.h"
 #include "host_config_parser.h"
 
@@ -42,49 +44,42 @@ struct TableRule {
     int32_t sensorColumn;    // the column that names the sensor index, or -1
 };
 
+// Each table's columns, as wide as the library's reader reads its rows.
+using C = Column;
+constexpr Column kCommonColumns[] = {C::Equal, C::Equal, C::Scenario};
+constexpr Column kSystemCamColumns[] = {C::Equal, C::Equal, C::Equal,    C::AtLeastInput, C::Equal,
+                                        C::Equal, C::Equal, C::Scenario, C::Seamless};
+constexpr Column kThirdCamColumns[] = {C::Equal,      C::Equal,        C::Equal, C::BelowInputU32,
+                                       C::BelowInput, C::AtLeastInput, C::Value, C::Scenario};
+constexpr Column kByActivityColumns[] = {C::Equal,        C::Equal,         C::Equal,
+                                         C::Equal,        C::BelowInputU32, C::BelowInput,
+                                         C::AtLeastInput, C::Value,         C::Scenario};
+constexpr Column kByThermalColumns[] = {C::Equal, C::Threshold, C::Scenario};
+constexpr Column kCustomSizeColumns[] = {C::Equal, C::Equal, C::Equal, C::Value, C::Value};
+static_assert(std::size(kCommonColumns) == custpolicy::kWidthCommonSensorSettingMap);
+static_assert(std::size(kSystemCamColumns) == custpolicy::kWidthSystemCamSensorSettingMap);
+static_assert(std::size(kThirdCamColumns) == custpolicy::kWidthThirdCamSensorSettingMap);
+static_assert(std::size(kByActivityColumns) == custpolicy::kWidthThirdCamByActivity);
+static_assert(std::size(kByThermalColumns) == custpolicy::kWidthThirdCamByThermal);
+static_assert(std::size(kCustomSizeColumns) == custpolicy::kWidthCustomSize);
+
+template <size_t kWidth>
+std::vector<Column> columnsOf(const Column (&columns)[kWidth]) {
+    return std::vector<Column>(std::begin(columns), std::end(columns));
+}
+
 const std::vector<TableRule>& tableRules() {
-    using C = Column;
     static const std::vector<TableRule> kRules = {
-        {"CommonSensorSettingMap", {C::Equal, C::Equal, C::Scenario}, true, true, false, 1},
-        {"SystemCamSensorSettingMap",
-         {C::Equal, C::Equal, C::Equal, C::AtLeastInput, C::Equal, C::Equal, C::Equal, C::Scenario,
-          C::Seamless},
-         true,
-         true,
-         false,
-         2},
-        {"ThirdCamSensorSettingMap",
-         {C::Equal, C::Equal, C::Equal, C::BelowInputU32, C::BelowInput, C::AtLeastInput, C::Value,
-          C::Scenario},
-         false,
-         false,
-         false,
+        {custpolicy::kTableCommonSensorSettingMap, columnsOf(kCommonColumns), true, true, false, 1},
+        {custpolicy::kTableSystemCamSensorSettingMap, columnsOf(kSystemCamColumns), true, true,
+         false, 2},
+        {custpolicy::kTableThirdCamSensorSettingMap, columnsOf(kThirdCamColumns), false, false,
+         false, 0},
+        {custpolicy::kTableThirdCamByActivity, columnsOf(kByActivityColumns), false, false, false,
          0},
-        {"ThirdCamSensorSettingMapByActivity",
-         {C::Equal, C::Equal, C::Equal, C::Equal, C::BelowInputU32, C::BelowInput, C::AtLeastInput,
-          C::Value, C::Scenario},
-         false,
-         false,
-         false,
-         0},
-        {"ThirdCamSensorSettingMapByThermal",
-         {C::Equal, C::Threshold, C::Scenario},
-         false,
-         true,
-         true,
-         0},
-        {"CameraCustomSensorSize",
-         {C::Equal, C::Equal, C::Equal, C::Value, C::Value},
-         false,
-         false,
-         true,
-         -1},
-        {"CameraCustomRrzoSize",
-         {C::Equal, C::Equal, C::Equal, C::Value, C::Value},
-         false,
-         false,
-         true,
-         -1},
+        {custpolicy::kTableThirdCamByThermal, columnsOf(kByThermalColumns), false, true, true, 0},
+        {custpolicy::kTableCustomSensorSize, columnsOf(kCustomSizeColumns), false, false, true, -1},
+        {custpolicy::kTableCustomRrzoSize, columnsOf(kCustomSizeColumns), false, false, true, -1},
     };
     return kRules;
 }
@@ -95,8 +90,8 @@ constexpr char kLocaleMode[] = "Mode";
 // Seamless codes the system-camera reader acts on, and the flag values they stand for.
 constexpr int32_t kSeamlessCode5 = 5;
 constexpr int32_t kSeamlessCode4 = 4;
-constexpr int32_t kSeamlessFlags5 = 0x801;
-constexpr int32_t kSeamlessFlags4 = 0x101;
+constexpr auto kSeamlessFlags5 = static_cast<int32_t>(custpolicy::kSeamlessFlagsScenario5);
+constexpr auto kSeamlessFlags4 = static_cast<int32_t>(custpolicy::kSeamlessFlagsScenario4);
 // A table name is compared with the known ones only when it is at most this much longer than
 // the longest of them: a suggestion is for a typo, and the comparison grows with the length.
 constexpr size_t kMaxSuggestionDistance = 4;
@@ -125,44 +120,44 @@ constexpr uint32_t kRrzoSizeMaskBits = 0x1 | 0x2 | 0x20 | 0x40;
 
 const std::vector<PathCondition>& pathConditions() {
     static const std::vector<PathCondition> kConditions = {
-        {"third-party-operation-mode",
+        {kLintThirdPartyOperationMode,
          "ThirdCamSensorSettingMap",
          2,
          {0},
          0,
          "the third-party path runs only for operation mode 0"},
-        {"third-party-operation-mode",
+        {kLintThirdPartyOperationMode,
          "ThirdCamSensorSettingMapByActivity",
          3,
          {0},
          0,
          "the third-party path runs only for operation mode 0"},
-        {"video-flag-value", "ThirdCamSensorSettingMap", 1, {0, 1}, 0, "the video flag is 0 or 1"},
-        {"video-flag-value",
+        {kLintVideoFlagValue, "ThirdCamSensorSettingMap", 1, {0, 1}, 0, "the video flag is 0 or 1"},
+        {kLintVideoFlagValue,
          "ThirdCamSensorSettingMapByActivity",
          2,
          {0, 1},
          0,
          "the video flag is 0 or 1"},
-        {"outside-caller-value",
+        {kLintOutsideCallerValue,
          "SystemCamSensorSettingMap",
          1,
          {0, 1},
          0,
          "the outside-caller flag is 0 or 1"},
-        {"camera-mode-class-value",
+        {kLintCameraModeClassValue,
          "SystemCamSensorSettingMap",
          5,
          {0, 1, 2},
          0,
          "the camera-mode class is 0, 1 or 2 (-1 for any other mode, which only -1 matches)"},
-        {"feature-mask-bits",
+        {kLintFeatureMaskBits,
          "CameraCustomSensorSize",
          2,
          {},
          kSensorSizeMaskBits,
          "this table's feature mask has only the bits 0x1 and 0x2"},
-        {"feature-mask-bits",
+        {kLintFeatureMaskBits,
          "CameraCustomRrzoSize",
          2,
          {},
@@ -476,7 +471,7 @@ public:
 
     void run() {
         if (mConfig.tables.empty()) {
-            add(Severity::Warning, 1, "",
+            add(kLintNoTables, Severity::Warning, 1, "",
                 "no tables: the file holds no [TableName] section, so every policy finds its "
                 "tables absent");
         }
@@ -505,8 +500,9 @@ private:
         return nullptr;
     }
 
-    void add(Severity severity, uint32_t line, std::string where, std::string message) {
-        mFindings.push_back({severity, line, std::move(where), std::move(message)});
+    void add(const char* code, Severity severity, uint32_t line, std::string where,
+             std::string message) {
+        mFindings.push_back({severity, line, std::move(where), std::move(message), code});
     }
 
     std::string written(const Row& row, size_t column) const {
@@ -527,7 +523,7 @@ private:
         std::string message = "unknown table: no policy reads it";
         if (const TableRule* best = suggestTable(name))
             message += " (did you mean \"" + std::string(best->name) + "\"?)";
-        add(Severity::Error, static_cast<uint32_t>(table.line),
+        add(kLintUnknownTable, Severity::Error, static_cast<uint32_t>(table.line),
             "[" + hostconfig::detail::printableName(name) + "]", std::move(message));
     }
 
@@ -542,7 +538,7 @@ private:
         for (const auto& [key, entry] : group.keys) {
             int32_t index = 0;
             if (!isCanonicalKey(key, index) || index >= count) {
-                add(Severity::Error, lineOf(entry),
+                add(kLintKeyNeverRead, Severity::Error, lineOf(entry),
                     where + hostconfig::detail::printableName(entryName(locale, key)),
                     "row key is never read: rows are read as keys 0 to " +
                         std::to_string(count - 1) + " in decimal");
@@ -570,7 +566,7 @@ private:
             while (next < rows.size() && rows[next].index < index) ++next;
             if (next < rows.size() && rows[next].index == index) continue;
             const bool before = next < rows.size();
-            add(Severity::Error, before ? lineOf(*rows[next].entry) : lastLine,
+            add(kLintRowMissing, Severity::Error, before ? lineOf(*rows[next].entry) : lastLine,
                 where + hostconfig::detail::printableName(entryName(locale, std::to_string(index))),
                 std::string("row is missing: its read fails, ") +
                     (rule.readErrorSkipsRow ? "and the row is skipped" : "which ends the lookup"));
@@ -582,7 +578,7 @@ private:
         for (const auto& [locale, group] : table.locales) {
             if (rule.modeLocale && locale != kLocaleMode) {
                 for (const auto& [key, entry] : group.keys) {
-                    add(Severity::Error, lineOf(entry),
+                    add(kLintLocaleNotRead, Severity::Error, lineOf(entry),
                         where + hostconfig::detail::printableName(entryName(locale, key)),
                         "only locale \"Mode\" is read, but this entry still counts as a row, so "
                         "the read of a Mode row past the last one fails");
@@ -603,7 +599,7 @@ private:
             for (const auto& [key, entry] : group.keys) {
                 if (firstLine == 0 || lineOf(entry) < firstLine) firstLine = lineOf(entry);
             }
-            add(Severity::Error, firstLine,
+            add(kLintNoRowZero, Severity::Error, firstLine,
                 where + hostconfig::detail::printableName(entryName(locale, "0")),
                 "there is no row 0, whose width the reader checks first: the whole " +
                     std::string(scope) + " is ignored");
@@ -611,7 +607,7 @@ private:
         }
         const Row& first = rows.front();
         if (first.entry->width != width) {
-            add(Severity::Error, lineOf(*first.entry), where + shownName(first),
+            add(kLintGroupIgnored, Severity::Error, lineOf(*first.entry), where + shownName(first),
                 "row 0 has " + std::to_string(first.entry->width) +
                     " integers, the reader expects " + std::to_string(width) + ": the whole " +
                     scope + " is ignored");
@@ -620,7 +616,7 @@ private:
         ShadowIndex shadows(rule, rows);
         for (const Row& row : rows) {
             if (row.entry->width != width) {
-                add(Severity::Error, lineOf(*row.entry), where + shownName(row),
+                add(kLintRowWidth, Severity::Error, lineOf(*row.entry), where + shownName(row),
                     "row has " + std::to_string(row.entry->width) + " integers, not " +
                         std::to_string(width) + ": its read fails" +
                         (rule.readErrorSkipsRow ? " and the row is skipped"
@@ -629,26 +625,27 @@ private:
             }
             lintRow(rule, row, where);
             if (mDevice != nullptr) lintRowAgainstDevice(rule, row, where);
-            const std::string path = unreachableByPath(rule, row);
+            const char* pathCode = "";
+            const std::string path = unreachableByPath(rule, row, pathCode);
             if (!path.empty()) {
-                add(Severity::Error, lineOf(*row.entry), where + shownName(row),
-                    "row can never match " + path);
+                add(pathCode, Severity::Error, lineOf(*row.entry), where + shownName(row),
+                    "row can never match: " + path);
                 continue;
             }
             const std::string never = neverMatches(rule, row);
             if (!never.empty()) {
-                add(Severity::Error, lineOf(*row.entry), where + shownName(row),
-                    "row can never match: " + never);
+                add(kLintRowNeverMatches, Severity::Error, lineOf(*row.entry),
+                    where + shownName(row), "row can never match: " + never);
                 continue;
             }
             if (const Row* cover = shadows.coverOf(row)) {
                 // A thermal row behind another of its group and sensor is pre-empted whatever
                 // the temperature: the earlier row's threshold is reached first.
                 const bool thermal = rule.columns[1] == Column::Threshold;
-                add(Severity::Error, lineOf(*row.entry), where + shownName(row),
-                    std::string("row can never match") +
-                        (thermal ? " [thermal-pre-empted]: " : ": ") + shownName(*cover) +
-                        " (line " + std::to_string(cover->entry->line) + ": " + writtenRow(*cover) +
+                add(thermal ? kLintThermalPreEmpted : kLintRowNeverMatches, Severity::Error,
+                    lineOf(*row.entry), where + shownName(row),
+                    "row can never match: " + shownName(*cover) + " (line " +
+                        std::to_string(cover->entry->line) + ": " + writtenRow(*cover) +
                         ") matches everything it matches");
             }
         }
@@ -658,7 +655,8 @@ private:
         for (size_t c = 0; c < rule.columns.size(); ++c) {
             const int32_t v = row.values[c];
             if (rule.columns[c] == Column::Scenario && (v < 0 || v > kScenarioMax)) {
-                add(Severity::Error, lineOf(*row.entry), where + shownName(row),
+                add(kLintScenarioOutOfRange, Severity::Error, lineOf(*row.entry),
+                    where + shownName(row),
                     "scenario " + written(row, c) + " in column " + std::to_string(c) +
                         " is outside 0..255");
             }
@@ -668,15 +666,15 @@ private:
                                       " is neither 5 nor 4, so the row fixes no seamless scenario";
                 if (v == kSeamlessFlags5) message += " (0x801 are the flags of code 5: write 5)";
                 if (v == kSeamlessFlags4) message += " (0x101 are the flags of code 4: write 4)";
-                add(Severity::Warning, lineOf(*row.entry), where + shownName(row),
-                    std::move(message));
+                add(kLintSeamlessCode, Severity::Warning, lineOf(*row.entry),
+                    where + shownName(row), std::move(message));
             }
         }
     }
 
     // Why the policy's own order or conditions keep a row from ever being reached, as
-    // "[code]: reason", or "" when they do not. The codes are stable (docs/simulator.md).
-    std::string unreachableByPath(const TableRule& rule, const Row& row) const {
+    // a reason with its finding's `code`, or "" when they do not.
+    std::string unreachableByPath(const TableRule& rule, const Row& row, const char*& code) const {
         const std::string_view table = rule.name;
         for (const PathCondition& condition : pathConditions()) {
             if (table != condition.table) continue;
@@ -687,9 +685,9 @@ private:
                 continue;
             if (condition.maskBits != 0 && (static_cast<uint32_t>(v) & ~condition.maskBits) == 0)
                 continue;
-            return std::string("[") + condition.code + "]: column " +
-                   std::to_string(condition.column) + " is " + written(row, condition.column) +
-                   ", but " + condition.reason;
+            code = condition.code;
+            return "column " + std::to_string(condition.column) + " is " +
+                   written(row, condition.column) + ", but " + condition.reason;
         }
         return "";
     }
@@ -762,7 +760,7 @@ private:
         const auto sensorColumn = static_cast<size_t>(rule.sensorColumn);
         const int32_t sensor = row.values[sensorColumn];
         if (sensor != kWildcard && mDevice->findSensor(sensor) == nullptr) {
-            add(Severity::Error, lineOf(*row.entry), where + shownName(row),
+            add(kLintSensorNotOnDevice, Severity::Error, lineOf(*row.entry), where + shownName(row),
                 "sensor " + written(row, sensorColumn) + " in column " +
                     std::to_string(sensorColumn) + " names no sensor of device " +
                     hostconfig::detail::printableName(mDevice->name) + " (sensors " +
@@ -775,7 +773,8 @@ private:
                 continue;
             for (const SensorSpec* profile : sensorsOf(sensor)) {
                 if (profile->modes.count(scenario) != 0) continue;
-                add(Severity::Error, lineOf(*row.entry), where + shownName(row),
+                add(kLintScenarioNotAMode, Severity::Error, lineOf(*row.entry),
+                    where + shownName(row),
                     "scenario " + written(row, c) + " in column " + std::to_string(c) + ": " +
                         sensorLabel(*profile) + " has no mode " + std::to_string(scenario) +
                         " (its modes: " + modeList(*profile) + ")");
@@ -861,6 +860,18 @@ std::string formatSummary(const std::string& file, const LintResult& result) {
     if (result.findings.empty()) return summary + "no findings";
     return summary + counted(result.errorCount(), "error") + ", " +
            counted(result.warningCount(), "warning");
+}
+
+bool lintCodeNeverMatches(std::string_view code) {
+    static const char* const kNeverMatches[] = {
+        kLintRowNeverMatches, kLintThermalPreEmpted,   kLintThirdPartyOperationMode,
+        kLintVideoFlagValue,  kLintOutsideCallerValue, kLintCameraModeClassValue,
+        kLintFeatureMaskBits,
+    };
+    for (const char* known : kNeverMatches) {
+        if (code == known) return true;
+    }
+    return false;
 }
 
 }  // namespace custsim

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "device_profile.h"
@@ -20,7 +21,35 @@ struct LintFinding {
     uint32_t line = 0;
     std::string where;  // "[Table] Locale[key]" or "[Table]"
     std::string message;
+    const char* code = "";  // stable, one per kind of finding (below; docs/simulator.md lists them)
 };
+
+// The codes of lint's findings.
+inline constexpr char kLintNoTables[] = "no-tables";
+inline constexpr char kLintUnknownTable[] = "unknown-table";
+inline constexpr char kLintKeyNeverRead[] = "key-never-read";
+inline constexpr char kLintRowMissing[] = "row-missing";
+inline constexpr char kLintLocaleNotRead[] = "locale-not-read";
+inline constexpr char kLintNoRowZero[] = "no-row-zero";
+inline constexpr char kLintGroupIgnored[] = "group-ignored";
+inline constexpr char kLintRowWidth[] = "row-width";
+inline constexpr char kLintRowNeverMatches[] = "row-never-matches";
+// Rows the policy's own order or conditions never reach (lintCodeNeverMatches tells them).
+inline constexpr char kLintThermalPreEmpted[] = "thermal-pre-empted";
+inline constexpr char kLintThirdPartyOperationMode[] = "third-party-operation-mode";
+inline constexpr char kLintVideoFlagValue[] = "video-flag-value";
+inline constexpr char kLintOutsideCallerValue[] = "outside-caller-value";
+inline constexpr char kLintCameraModeClassValue[] = "camera-mode-class-value";
+inline constexpr char kLintFeatureMaskBits[] = "feature-mask-bits";
+inline constexpr char kLintScenarioOutOfRange[] = "scenario-out-of-range";
+inline constexpr char kLintSeamlessCode[] = "seamless-code";
+inline constexpr char kLintSensorNotOnDevice[] = "sensor-not-on-device";
+inline constexpr char kLintScenarioNotAMode[] = "scenario-not-a-mode";
+// Not lint's own: the file could not be read for lint.
+inline constexpr char kLintUnreadable[] = "unreadable";
+
+// Whether a finding of this code says that its row can never match.
+bool lintCodeNeverMatches(std::string_view code);
 
 struct LintResult {
     bool loaded = false;

@@ -11,8 +11,8 @@
 #include "commands.h"
 #include "expect_tables.h"
 #include "expectations.h"
-#include "outcome.h"
 #include "runner.h"
+#include "text_escape.h"
 #include "workflow_report.h"
 
 // check: run sessions and compare them with their [[expect]] tables; --record writes the tables.
@@ -28,7 +28,8 @@ const CommandLine kCheckLine = {
     "and key of the row that decided; each is optional. Every unmet expectation is printed as\n"
     "FILE:LINE: sensor N: KEY expected X, got Y, then a summary, which also names the sessions\n"
     "that carry no expectations. With --record it writes the tables instead.\n",
-    "Exit codes: 0 every expectation met (or recorded), 1 an expectation unmet or a wrong\n"
+    "Exit codes: 0 every expectation met (or recorded), 1 an expectation unmet, a corpus with\n"
+    "no expectation at all (unless --allow-empty), a result --record refuses, or a wrong\n"
     "command line, 2 an unreadable or invalid input (nothing is checked or written).\n"};
 
 std::vector<Option> checkOptions(WorkflowOptions& options) {
@@ -37,9 +38,10 @@ std::vector<Option> checkOptions(WorkflowOptions& options) {
         flagOption("--record",
                    "write each session's [[expect]] tables from today's results instead,\n"
                    "replacing the old ones; the rest of the file (comments, key order) is\n"
-                   "kept byte for byte",
+                   "kept byte for byte. A scenario named but not filled is never recorded:\n"
+                   "such a result is listed (FILE:LINE) and no file is written",
                    options.record),
-        flagOption("--allow-empty", "accept a corpus that carries no expectation at all",
+        flagOption("--allow-empty", "pass a corpus that carries no expectation at all",
                    options.allowEmpty),
         configOption(options.configFile),
     };
@@ -54,14 +56,8 @@ std::string checkHelp() {
 
 namespace {
 
-std::vector<SensorOutcome> outcomesOf(const SessionRun& run, const ConfigIndex* index) {
-    std::vector<SensorOutcome> outcomes;
-    for (const SensorRun& sensor : run.sensors) outcomes.push_back(outcomeOf(sensor, index));
-    return outcomes;
-}
-
-int check(HostSession& host, const ConfigIndex* index, const std::vector<SessionInput>& files,
-          Diagnostics diagnostics, bool json, std::ostream& out, std::ostream& err) {
+int check(HostSession& host, const std::vector<SessionInput>& files, Diagnostics diagnostics,
+          bool json, bool allowEmpty, std::ostream& out, std::ostream& err) {
     const DeviceProfile& device = host.device();
     // The report is held until every session has been read: an invalid one means no report.
     std::ostringstream report;
@@ -69,7 +65,7 @@ int check(HostSession& host, const ConfigIndex* index, const std::vector<Session
     Simulator simulator(host);
     forEachSession(files, device, diagnostics, [&](const SessionInput&, const SessionSpec& s) {
         const SessionRun run = simulator.run(s);
-        checkReport.session(s, checkExpectations(s, outcomesOf(run, index)));
+        checkReport.session(s, checkExpectations(s, run.sensors));
     });
     if (!diagnostics.empty()) {
         printDiagnostics(diagnostics, err);
@@ -77,7 +73,16 @@ int check(HostSession& host, const ConfigIndex* index, const std::vector<Session
     }
     checkReport.finish();
     out << report.str();
-    return checkReport.totals().unmet > 0 ? kExitFindings : kExitOk;
+    if (checkReport.totals().unmet > 0) return kExitFindings;
+    // A gate that checks nothing is no gate.
+    if (checkReport.totals().expectations == 0 && !allowEmpty) {
+        if (!json) {
+            out << "check: the corpus carries no expectation at all: nothing was checked "
+                   "(--allow-empty accepts that)\n";
+        }
+        return kExitFindings;
+    }
+    return kExitOk;
 }
 
 bool readFile(const std::string& path, std::string& text) {
@@ -123,43 +128,73 @@ bool replaceFile(const std::string& path, const std::string& text, const DeviceP
     return true;
 }
 
-int record(HostSession& host, const ConfigIndex* index, const std::vector<SessionInput>& files,
-           Diagnostics diagnostics, std::ostream& out, std::ostream& err) {
-    const DeviceProfile& device = host.device();
-    // Every session is read before any file is written: a bad corpus is left untouched.
-    forEachSession(files, device, diagnostics, [](const SessionInput&, const SessionSpec&) {});
-    if (!diagnostics.empty()) {
-        printDiagnostics(diagnostics, err);
-        return kExitInputError;
+// The line a refusal cites: the sensor's [[expect]] table if the session has one, else the top.
+uint32_t expectationLine(const SessionSpec& session, int32_t sensor) {
+    for (const Expectation& e : session.expectations) {
+        if (e.sensor == sensor) return e.line;
     }
+    return 1;
+}
+
+// Why a sensor's result cannot be recorded: a scenario named but not filled is no decision to
+// freeze, and recording the record the policy left would freeze a mode the sensor never runs in.
+std::string refusal(const SessionSpec& session, const Decision& d) {
+    std::string text = terminalText(session.file) + ":" +
+                       std::to_string(expectationLine(session, d.sensorIdx)) + ": sensor " +
+                       std::to_string(d.sensorIdx);
+    if (!d.sensorName.empty()) text += " (" + terminalText(d.sensorName) + ")";
+    text += ": scenario " + std::to_string(d.namedScenario.value_or(0)) + " named";
+    if (d.row) text += " by " + terminalText(rowText(*d.row));
+    return text + ", but " + d.notFilledReason + ": not recorded";
+}
+
+// Every session is read and run before any file is written: a bad corpus, or a result that cannot
+// be recorded, leaves every file untouched.
+int record(HostSession& host, const std::vector<SessionInput>& files, Diagnostics diagnostics,
+           std::ostream& out, std::ostream& err) {
+    const DeviceProfile& device = host.device();
     Simulator simulator(host);
-    int32_t rewritten = 0;
-    int32_t sessions = 0;
-    int exitCode = kExitOk;
-    forEachSession(files, device, diagnostics, [&](const SessionInput& file, const SessionSpec& s) {
-        ++sessions;
+    std::vector<std::string> tables;
+    std::vector<std::string> refusals;
+    forEachSession(files, device, diagnostics, [&](const SessionInput&, const SessionSpec& s) {
         const SessionRun run = simulator.run(s);
-        const std::string tables = expectTablesText(expectationsOf(outcomesOf(run, index)));
-        std::string text;
-        std::string error;
-        if (!readFile(file.path, text)) {
-            error = file.display + ": cannot read the file";
-        } else {
-            const std::string recorded = replaceExpectTables(text, tables);
-            if (recorded == text) return;
-            if (replaceFile(file.path, recorded, device, error)) {
-                ++rewritten;
-                out << file.display << ": expectations recorded\n";
-                return;
-            }
+        for (const Decision& d : run.sensors) {
+            if (!recordable(d)) refusals.push_back(refusal(s, d));
         }
-        err << "custpolicy: " << error << "\n";
-        exitCode = kExitInputError;
+        tables.push_back(expectTablesText(expectationsOf(run.sensors)));
     });
     if (!diagnostics.empty()) {
         printDiagnostics(diagnostics, err);
         return kExitInputError;
     }
+    if (!refusals.empty()) {
+        for (const std::string& line : refusals) err << line << "\n";
+        err << "check --record: " << refusals.size() << " sensor result"
+            << (refusals.size() == 1 ? "" : "s")
+            << " named a scenario the sensor could not describe; no file was written\n";
+        return kExitFindings;
+    }
+    int32_t rewritten = 0;
+    int exitCode = kExitOk;
+    for (size_t i = 0; i < files.size(); ++i) {
+        const SessionInput& file = files[i];
+        std::string text;
+        std::string error;
+        if (!readFile(file.path, text)) {
+            error = file.display + ": cannot read the file";
+        } else {
+            const std::string recorded = replaceExpectTables(text, tables[i]);
+            if (recorded == text) continue;
+            if (replaceFile(file.path, recorded, device, error)) {
+                ++rewritten;
+                out << file.display << ": expectations recorded\n";
+                continue;
+            }
+        }
+        err << "custpolicy: " << error << "\n";
+        exitCode = kExitInputError;
+    }
+    const size_t sessions = files.size();
     out << "check --record: " << sessions << " session" << (sessions == 1 ? "" : "s") << ", "
         << rewritten << " file" << (rewritten == 1 ? "" : "s") << " rewritten\n";
     return exitCode;
@@ -184,9 +219,9 @@ int checkCommand(const std::vector<std::string>& args, std::ostream& out, std::o
     CorpusInputs inputs;
     if (!openCorpus(files, options.configFile, Findings::Skip, inputs, err)) return kExitInputError;
     HostSession& host = *inputs.device.host;
-    const ConfigIndex* index = inputs.device.index.get();
-    if (options.record) return record(host, index, inputs.files, inputs.corpusProblems, out, err);
-    return check(host, index, inputs.files, inputs.corpusProblems, options.json, out, err);
+    if (options.record) return record(host, inputs.files, inputs.corpusProblems, out, err);
+    return check(host, inputs.files, inputs.corpusProblems, options.json, options.allowEmpty, out,
+                 err);
 }
 
 }  // namespace custsim

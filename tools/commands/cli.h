@@ -12,6 +12,7 @@ constexpr int kExitOk = 0;          // decided: every session ran / lint found n
 constexpr int kExitFindings = 1;    // lint found errors, or the command line was wrong
 constexpr int kExitInputError = 2;  // an input file is unreadable or invalid; nothing was run
 constexpr int kExitStrict = 3;      // --strict: a configuration error or a decision warning
+constexpr int kExitMovedOnly = 4;   // diff: nothing changed, but deciding rows moved
 
 // The environment variable that points the demo at another examples directory.
 inline constexpr char kExamplesEnvVar[] = "CUSTPOLICY_EXAMPLES";

@@ -137,10 +137,11 @@ bool openCorpus(const std::vector<std::string>& files, const std::string& config
 
 void forEachSession(const std::vector<SessionInput>& files, const DeviceProfile& device,
                     Diagnostics& diagnostics,
-                    const std::function<void(const SessionInput&, const SessionSpec&)>& visit) {
+                    const std::function<void(const SessionInput&, const SessionSpec&)>& visit,
+                    SessionUse use) {
     for (const SessionInput& file : files) {
         const size_t before = diagnostics.size();
-        SessionSpec session = loadSession(file.path, device, diagnostics);
+        SessionSpec session = loadSession(file.path, device, diagnostics, use);
         if (diagnostics.size() != before) continue;
         session.file = file.display;
         visit(file, session);

@@ -107,6 +107,7 @@ struct WorkflowOptions {
 // problems adds them to `diagnostics` and is not visited.
 void forEachSession(const std::vector<SessionInput>& files, const DeviceProfile& device,
                     Diagnostics& diagnostics,
-                    const std::function<void(const SessionInput&, const SessionSpec&)>& visit);
+                    const std::function<void(const SessionInput&, const SessionSpec&)>& visit,
+                    SessionUse use = SessionUse::Run);
 
 }  // namespace custsim

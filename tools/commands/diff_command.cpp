@@ -1,9 +1,10 @@
 #include <memory>
+#include <optional>
 #include <sstream>
 
 #include "cli.h"
 #include "commands.h"
-#include "outcome.h"
+#include "lint.h"
 #include "runner.h"
 #include "workflow_report.h"
 
@@ -16,15 +17,19 @@ const CommandLine kDiffLine = {
     "diff", "BEFORE AFTER SESSION|DIR...",
     "Runs every session (a directory stands for every *.toml below it, in name order) on\n"
     "BEFORE and on AFTER and prints, per session and sensor, only what changed: the decision\n"
-    "(or no decision), scenario, fps, sensor size, raw format type, seamless flags and\n"
-    "recorded seamless scenario, RRZO size; with what decided on each side (the matched\n"
-    "table row with file:line, or the deciding message). A summary counts the sessions\n"
-    "unchanged, changed and newly without a decision.\n"
+    "(a chosen mode, a scenario named but not filled, or no decision), scenario, fps, sensor\n"
+    "size, raw format type, seamless flags and recorded seamless scenario, RRZO size, the\n"
+    "warnings; with what decided on each side (the matched table row with file:line, or the\n"
+    "deciding message). A deciding row that moved (same decision, another row or key) is\n"
+    "listed apart. The header gives each side's configuration findings and the sensors only\n"
+    "one device has (not compared). [[expect]] tables are not used. A summary counts the\n"
+    "sessions unchanged, changed, with moved rows only, and newly without a chosen mode.\n"
     "\n"
     "BEFORE and AFTER are device profiles (*.toml), or configuration files, whose device is\n"
     "then the profile given with --device (its own configuration file is not used).\n",
     "Exit codes: 0 nothing changed, 1 something changed (or a wrong command line), 2 an\n"
-    "unreadable or invalid input (nothing is reported).\n"};
+    "unreadable or invalid input (nothing is reported), 4 nothing changed but deciding rows\n"
+    "moved.\n"};
 
 std::vector<Option> diffOptions(WorkflowOptions& options) {
     return {
@@ -76,15 +81,32 @@ bool loadSide(const std::string& argument, const std::string& deviceProfile, Sid
     return true;
 }
 
-std::vector<SensorOutcome> outcomesOf(const SessionRun& run, const ConfigIndex* index) {
-    std::vector<SensorOutcome> outcomes;
-    for (const SensorRun& sensor : run.sensors) outcomes.push_back(outcomeOf(sensor, index));
-    return outcomes;
+std::vector<Decision> runSide(Simulator& simulator, const SessionSpec& session) {
+    return simulator.run(session).sensors;
 }
 
-std::vector<SensorOutcome> runSide(Simulator& simulator, const SessionSpec& session,
-                                   const Side& side) {
-    return outcomesOf(simulator.run(session), side.opened.index.get());
+// The header's view of a side: its title and its configuration's lint findings.
+DiffSide reportSide(const Side& side) {
+    DiffSide report;
+    report.title = side.title;
+    report.configName = side.device().configFile;
+    report.findings = side.opened.findings;
+    return report;
+}
+
+// The sensors one device has and the other has not.
+std::vector<UncomparedSensor> uncomparedSensors(const DeviceProfile& before,
+                                                const DeviceProfile& after) {
+    std::vector<UncomparedSensor> sensors;
+    for (const SensorSpec& sensor : before.sensors) {
+        if (after.findSensor(sensor.index) == nullptr)
+            sensors.push_back({sensor.index, sensor.name, true});
+    }
+    for (const SensorSpec& sensor : after.sensors) {
+        if (before.findSensor(sensor.index) == nullptr)
+            sensors.push_back({sensor.index, sensor.name, false});
+    }
+    return sensors;
 }
 
 // Every session runs on BEFORE and then on AFTER before the next is read, each side on its own
@@ -97,24 +119,32 @@ int diff(Side& before, Side& after, bool sameDevice, const std::vector<SessionIn
     Simulator beforeRuns(*before.opened.host);
     Simulator afterRuns(*after.opened.host);
     std::ostringstream text;
-    DiffReport report(text, json, after.device().name, before.title, after.title);
-    forEachSession(files, before.device(), diagnostics,
-                   [&](const SessionInput& file, const SessionSpec& session) {
-                       // The session must be valid on both devices; its content is the same.
-                       const size_t problems = diagnostics.size();
-                       if (!sameDevice) loadSession(file.path, after.device(), diagnostics);
-                       if (diagnostics.size() != problems) return;
-                       const auto was = runSide(beforeRuns, session, before);
-                       const auto now = runSide(afterRuns, session, after);
-                       report.session(session.file, was, now);
-                   });
+    DiffReport report(text, json, after.device().name, reportSide(before), reportSide(after),
+                      uncomparedSensors(before.device(), after.device()));
+    forEachSession(
+        files, before.device(), diagnostics,
+        [&](const SessionInput& file, const SessionSpec& session) {
+            // The session must be valid on both devices; on AFTER it runs the sensors AFTER has.
+            const size_t problems = diagnostics.size();
+            std::optional<SessionSpec> onAfter;
+            if (!sameDevice) {
+                onAfter = loadSession(file.path, after.device(), diagnostics, SessionUse::Compare);
+                onAfter->file = session.file;
+            }
+            if (diagnostics.size() != problems) return;
+            const auto was = runSide(beforeRuns, session);
+            const auto now = runSide(afterRuns, onAfter ? *onAfter : session);
+            report.session(session.file, was, now);
+        },
+        SessionUse::Compare);
     if (!diagnostics.empty()) {
         printDiagnostics(diagnostics, err);
         return kExitInputError;
     }
     report.finish();
     out << text.str();
-    return report.totals().changed > 0 ? kExitFindings : kExitOk;
+    if (report.totals().changed > 0) return kExitFindings;
+    return report.totals().moved > 0 ? kExitMovedOnly : kExitOk;
 }
 
 }  // namespace

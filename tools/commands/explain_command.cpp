@@ -4,7 +4,7 @@
 
 #include "cli.h"
 #include "commands.h"
-#include "outcome.h"
+#include "library_messages.h"
 #include "session_file.h"
 #include "text_escape.h"
 
@@ -26,11 +26,8 @@ const CommandLine kExplainLine = {
     "The trace applies the tables' column rules to the facts the library computed, and checks\n"
     "itself against the store's record of the rows the library read: the same rows, in the\n"
     "same order, and the same deciding row. A difference is printed as SELF-CHECK FAILED.\n",
-    "Exit codes: 0 explained, 1 command-line error, 2 invalid input, 4 the trace contradicts\n"
+    "Exit codes: 0 explained, 1 command-line error, 2 invalid input, 5 the trace contradicts\n"
     "the library's record (a fault of the simulator: please report it).\n"};
-
-// The message in which the feature chip's matching logs the inputs it selects by.
-constexpr char kSelectionInputsMarker[] = "[getSettingSelectInfo]";
 
 struct ExplainOptions {
     bool json = false;
@@ -84,13 +81,15 @@ int explain(const ExplainOptions& options, const std::vector<std::string>& files
         return kExitFindings;
     }
     Simulator simulator(*opened.host);
+    simulator.setTrace(true);
     const SessionRun run = simulator.run(session);
     ExplainDocument document;
     document.session = files[1];
     document.configFile = device.configFile;
-    for (const SensorRun& sensor : run.sensors) {
-        if (options.sensor && *options.sensor != sensor.sensorIdx) continue;
-        document.sensors.push_back(explainSensor(session, device, sensor, opened.index.get()));
+    for (size_t i = 0; i < run.sensors.size(); ++i) {
+        if (options.sensor && *options.sensor != run.sensors[i].sensorIdx) continue;
+        document.sensors.push_back(
+            explainSensor(session, device, run.sensors[i], run.traces[i], opened.index.get()));
     }
     if (options.sensor && document.sensors.empty()) {
         err << "custpolicy: " << files[1] << " does not run sensor " << *options.sensor << '\n';
@@ -110,42 +109,44 @@ int explain(const ExplainOptions& options, const std::vector<std::string>& files
 }  // namespace
 
 ExplainedSensor explainSensor(const SessionSpec& session, const DeviceProfile& device,
-                              const SensorRun& run, const ConfigIndex* index) {
+                              const Decision& decision, const SensorTrace& trace,
+                              const ConfigIndex* index) {
     ExplainedSensor explained;
-    explained.sensorIdx = run.sensorIdx;
-    explained.sensorName = run.sensorName;
-    explained.decided = run.decided;
-    if (run.decided) explained.scenario = static_cast<int32_t>(run.setting.sensorMode);
-    if (run.decided && run.namedScenario) explained.scenario = run.namedScenario;
-    explained.decidedBy = outcomeOf(run, index).explanation;
+    explained.sensorIdx = decision.sensorIdx;
+    explained.sensorName = decision.sensorName;
+    // The library answered true whenever it named a scenario, filled or not.
+    explained.decided = !decision.halFallback();
+    if (decision.chosen()) explained.scenario = static_cast<int32_t>(decision.record.sensorMode);
+    if (explained.decided && decision.namedScenario) explained.scenario = decision.namedScenario;
+    explained.decidedBy = decision.explanation;
     // The feature chip's matching (the new policy, or the normal path) logs its selection inputs
     // first; the notes then give the service's answer and its reasoning.
-    for (const LogLine& line : run.settingLog) {
-        if (line.text.find(kSelectionInputsMarker) != std::string::npos)
+    for (const LogLine& line : trace.settingLog) {
+        if (isSelectionInputs(line))
             explained.serviceNotes.push_back("selection inputs: " + withoutErrorTail(line.text));
     }
-    explained.serviceNotes.insert(explained.serviceNotes.end(), run.notes.begin(), run.notes.end());
+    explained.serviceNotes.insert(explained.serviceNotes.end(), trace.notes.begin(),
+                                  trace.notes.end());
     ObservedRun observed;
-    observed.decided = run.decided;
-    observed.settingMatch = run.match;
-    observed.rrzoMatch = run.rrzoMatch;
-    observed.settingRowReads = &run.settingRowReads;
-    observed.rrzoRowReads = &run.rrzoRowReads;
-    explained.trace = buildExplainTrace(session, device, run.sensorIdx, run.facts, observed, index);
+    observed.decided = explained.decided;
+    observed.settingMatch = decision.row;
+    observed.rrzoMatch = decision.rrzoRow;
+    observed.settingRowReads = &trace.settingRowReads;
+    observed.rrzoRowReads = &trace.rrzoRowReads;
+    explained.trace =
+        buildExplainTrace(session, device, decision.sensorIdx, trace.facts, observed, index);
     return explained;
 }
 
-void writeSimulateTraces(std::ostream& out, const DeviceProfile& device,
-                         const std::vector<SessionRun>& runs, const std::string& configName,
-                         const ConfigIndex* index) {
-    for (const SessionRun& run : runs) {
-        out << "\ntrace of " << terminalText(run.session->file) << '\n';
-        for (const SensorRun& sensor : run.sensors) {
-            const ExplainedSensor explained = explainSensor(*run.session, device, sensor, index);
-            out << "sensor " << sensor.sensorIdx << " (" << terminalText(sensor.sensorName)
-                << ")\n";
-            writeTraceText(out, explained.trace, configName, "  ");
-        }
+void writeSessionTraces(std::ostream& out, const DeviceProfile& device, const SessionRun& run,
+                        const std::string& configName, const ConfigIndex* index) {
+    out << "\ntrace of " << terminalText(run.session->file) << '\n';
+    for (size_t i = 0; i < run.sensors.size() && i < run.traces.size(); ++i) {
+        const Decision& sensor = run.sensors[i];
+        const ExplainedSensor explained =
+            explainSensor(*run.session, device, sensor, run.traces[i], index);
+        out << "sensor " << sensor.sensorIdx << " (" << terminalText(sensor.sensorName) << ")\n";
+        writeTraceText(out, explained.trace, configName, "  ");
     }
 }
 

@@ -14,17 +14,17 @@
 namespace custsim {
 
 // The exit code of a trace that contradicts the store's record of the library's row reads.
-constexpr int kExitTraceContradicts = 4;
+constexpr int kExitTraceContradicts = 5;
 
 std::string explainHelp();
 int explainCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
 
 ExplainedSensor explainSensor(const SessionSpec& session, const DeviceProfile& device,
-                              const SensorRun& run, const ConfigIndex* index);
+                              const Decision& decision, const SensorTrace& trace,
+                              const ConfigIndex* index);
 
-// simulate --trace: each session's sensors' traces, after the text report.
-void writeSimulateTraces(std::ostream& out, const DeviceProfile& device,
-                         const std::vector<SessionRun>& runs, const std::string& configName,
-                         const ConfigIndex* index);
+// simulate --trace: the traces of a session's sensors, after its text report.
+void writeSessionTraces(std::ostream& out, const DeviceProfile& device, const SessionRun& run,
+                        const std::string& configName, const ConfigIndex* index);
 
 }  // namespace custsim

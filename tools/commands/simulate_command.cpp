@@ -80,12 +80,10 @@ std::string configDisplayName(const DeviceProfile& device, const InputFile& devi
     return directoryOf(deviceFile.display) + device.configFile.substr(real.size());
 }
 
-bool anyWarning(const std::vector<SessionRun>& runs) {
-    for (const SessionRun& run : runs) {
-        if (!run.warnings.empty()) return true;
-        for (const SensorRun& sensor : run.sensors) {
-            if (!sensor.warnings.empty()) return true;
-        }
+bool anyWarning(const SessionRun& run) {
+    if (!run.warnings.empty()) return true;
+    for (const Decision& sensor : run.sensors) {
+        if (!sensor.warnings.empty()) return true;
     }
     return false;
 }
@@ -97,16 +95,16 @@ bool anyError(const std::vector<LintFinding>& findings) {
     return false;
 }
 
+// Every session is read and checked before any runs (nothing runs unless every input is valid);
+// then each is read again, run and reported before the next, so that memory stays flat in the
+// number of sessions.
 int simulate(const InputFile& deviceFile, const std::vector<InputFile>& sessionFiles,
              const RunOptions& options, std::ostream& out, std::ostream& err) {
     Diagnostics diagnostics;
     OpenDevice opened;
-    std::vector<SessionSpec> sessions;
     if (openDevice(deviceFile.path, options.configFile, Findings::Lint, opened, diagnostics)) {
-        for (const InputFile& file : sessionFiles) {
-            sessions.push_back(loadSession(file.path, opened.device(), diagnostics));
-            sessions.back().file = file.display;
-        }
+        forEachSession(sessionFiles, opened.device(), diagnostics,
+                       [](const SessionInput&, const SessionSpec&) {});
     }
     if (!diagnostics.empty()) {
         printDiagnostics(diagnostics, err);
@@ -121,16 +119,28 @@ int simulate(const InputFile& deviceFile, const std::vector<InputFile>& sessionF
     report.configFindings = opened.findings;
     Simulator simulator(*opened.host);
     simulator.setConfigName(report.configName);
-    std::vector<SessionRun> runs;
-    for (const SessionSpec& session : sessions) runs.push_back(simulator.run(session));
+    simulator.setTrace(true);
+    std::optional<JsonReport> json;
     if (options.json) {
-        writeJsonReport(out, device, runs, report);
+        json.emplace(out, device, report);
     } else {
-        writeTextReport(out, device, runs, report);
-        if (options.trace)
-            writeSimulateTraces(out, device, runs, report.configName, opened.index.get());
+        writeTextHeader(out, device, report);
     }
-    if (options.strict && (anyError(report.configFindings) || anyWarning(runs))) return kExitStrict;
+    bool warned = false;
+    forEachSession(
+        sessionFiles, device, diagnostics, [&](const SessionInput&, const SessionSpec& session) {
+            const SessionRun run = simulator.run(session);
+            warned = warned || anyWarning(run);
+            if (json) {
+                json->session(run);
+            } else {
+                writeTextSession(out, run, report);
+                if (options.trace)
+                    writeSessionTraces(out, device, run, report.configName, opened.index.get());
+            }
+        });
+    if (json) json->finish();
+    if (options.strict && (anyError(report.configFindings) || warned)) return kExitStrict;
     return kExitOk;
 }
 

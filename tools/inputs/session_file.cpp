@@ -208,9 +208,11 @@ bool runsSensor(const SessionSpec& session, int32_t sensor) {
            session.sensors.end();
 }
 
-void readExpectations(TomlTable& root, const DeviceProfile& device, SessionSpec& session) {
+void readExpectations(TomlTable& root, const DeviceProfile& device, SessionSpec& session,
+                      SessionUse use) {
     for (TomlTable& table : root.tables("expect", Need::Optional)) {
         Expectation expect = readExpectation(table);
+        if (use == SessionUse::Compare) continue;
         if (device.findSensor(expect.sensor) == nullptr) {
             table.error("sensor", "the device has no sensor " + std::to_string(expect.sensor));
             continue;
@@ -252,24 +254,26 @@ bool isVideoStream(const StreamSpec& stream) {
 }
 
 SessionSpec loadSession(const std::string& path, const DeviceProfile& device,
-                        Diagnostics& diagnostics) {
+                        Diagnostics& diagnostics, SessionUse use) {
     SessionSpec session;
     session.file = path;
     session.name = stemOf(path);
     auto document = parseTomlFile(path, diagnostics);
     if (!document) return session;
     TomlTable root(*document, path, "", diagnostics);
-    readSession(root, device, session);
+    readSession(root, device, session, use);
     return session;
 }
 
-void readSession(TomlTable& root, const DeviceProfile& device, SessionSpec& session) {
+void readSession(TomlTable& root, const DeviceProfile& device, SessionSpec& session,
+                 SessionUse use) {
     session.description = root.string("description", Need::Required).value_or("");
     if (auto sensors = root.integerArray("sensors", Need::Optional, 0, kMaxSensorIndex)) {
         if (sensors->empty())
             root.error("sensors", "lists no sensor (leave it out to run every sensor)");
         for (int64_t index : *sensors) {
             const auto sensor = static_cast<int32_t>(index);
+            if (use == SessionUse::Compare && device.findSensor(sensor) == nullptr) continue;
             if (device.findSensor(sensor) == nullptr) {
                 root.error("sensors", "the device has no sensor " + std::to_string(index));
             } else if (std::find(session.sensors.begin(), session.sensors.end(), sensor) !=
@@ -278,6 +282,8 @@ void readSession(TomlTable& root, const DeviceProfile& device, SessionSpec& sess
             }
             session.sensors.push_back(sensor);
         }
+        if (!sensors->empty() && session.sensors.empty())
+            root.error("sensors", "the device has none of the sensors listed");
     }
     session.operationMode =
         static_cast<uint32_t>(root.integerOrNames("operation_mode", Need::Optional,
@@ -303,7 +309,7 @@ void readSession(TomlTable& root, const DeviceProfile& device, SessionSpec& sess
         nextId = stream.id + 1;
         session.streams.push_back(stream);
     }
-    readExpectations(root, device, session);
+    readExpectations(root, device, session, use);
     root.finish();
 }
 

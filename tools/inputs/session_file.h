@@ -122,13 +122,20 @@ struct SessionSpec {
     std::vector<Expectation> expectations;  // at most one per sensor, each a sensor it runs
 };
 
+// What a session is read for. To compare two devices (diff), its [[expect]] tables are not used
+// (they are read, unchecked, and dropped) and a listed sensor the device lacks is left out of the
+// run rather than refused, so that two devices with different sensor sets compare the sensors both
+// have.
+enum class SessionUse { Run, Compare };
+
 // Reads and checks a session against the device it is to run on.
 SessionSpec loadSession(const std::string& path, const DeviceProfile& device,
-                        Diagnostics& diagnostics);
+                        Diagnostics& diagnostics, SessionUse use = SessionUse::Run);
 
 // Reads a session's keys from a table (a session file's root, or a table inside another file);
 // every key of the table must be a session key.
-void readSession(TomlTable& root, const DeviceProfile& device, SessionSpec& session);
+void readSession(TomlTable& root, const DeviceProfile& device, SessionSpec& session,
+                 SessionUse use = SessionUse::Run);
 
 // Stream classes the derived stream information uses.
 bool isRawFormat(int32_t format);

@@ -1,5 +1,7 @@
 #include "json_text.h"
+#include "number_text.h"
 #include "report.h"
+#include "text_escape.h"
 #include "workflow_report.h"
 
 namespace custsim {
@@ -7,6 +9,44 @@ namespace custsim {
 namespace {
 
 constexpr int kJsonSchemaVersion = 1;
+
+// How an expected or actual value prints: in text, and in JSON with the type of its key ("none"
+// for no decision's scenario, null for an absent value).
+std::string valueText(const CheckValue& v) {
+    switch (v.kind) {
+        case CheckValue::Kind::Absent:
+        case CheckValue::Kind::NoDecision:
+            return "none";
+        case CheckValue::Kind::NamedNotFilled:
+            return std::to_string(v.number) + " named, not filled";
+        case CheckValue::Kind::Number:
+            return std::to_string(v.number);
+        case CheckValue::Kind::Hex:
+            return hexText(static_cast<uint32_t>(v.number));
+        case CheckValue::Kind::Size:
+            return sizeText(v.size);
+        case CheckValue::Kind::Text:
+            return v.text;
+    }
+    return {};
+}
+
+std::string valueJson(const CheckValue& v) {
+    switch (v.kind) {
+        case CheckValue::Kind::Absent:
+            return "null";
+        case CheckValue::Kind::NoDecision:
+        case CheckValue::Kind::NamedNotFilled:
+        case CheckValue::Kind::Text:
+            return jsonString(valueText(v));
+        case CheckValue::Kind::Number:
+        case CheckValue::Kind::Hex:
+            return std::to_string(v.number);
+        case CheckValue::Kind::Size:
+            return jsonSizeArray(v.size);
+    }
+    return {};
+}
 
 std::string plural(int32_t count, const char* noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
@@ -34,15 +74,18 @@ void CheckReport::session(const SessionSpec& session, const ExpectationCheck& ch
         if (mJson) {
             mOut << (mFirstUnmet ? "\n" : ",\n") << "  {\"file\": " << jsonString(session.file)
                  << ", \"line\": " << u.line << ", \"sensor\": " << u.sensor
-                 << ", \"key\": " << jsonString(u.key) << ", \"expected\": " << u.expectedJson
-                 << ", \"actual\": " << u.actualJson << "}";
+                 << ", \"key\": " << jsonString(u.key)
+                 << ", \"expected\": " << valueJson(u.expected)
+                 << ", \"actual\": " << valueJson(u.actual) << "}";
             mFirstUnmet = false;
             continue;
         }
         const SensorSpec* sensor = mDevice.findSensor(u.sensor);
-        mOut << session.file << ":" << u.line << ": sensor " << u.sensor;
-        if (sensor != nullptr && !sensor->name.empty()) mOut << " (" << sensor->name << ")";
-        mOut << ": " << u.key << " expected " << u.expected << ", got " << u.actual << "\n";
+        mOut << terminalText(session.file) << ":" << u.line << ": sensor " << u.sensor;
+        if (sensor != nullptr && !sensor->name.empty())
+            mOut << " (" << terminalText(sensor->name) << ")";
+        mOut << ": " << u.key << " expected " << terminalText(valueText(u.expected)) << ", got "
+             << terminalText(valueText(u.actual)) << "\n";
     }
 }
 
@@ -68,7 +111,7 @@ void CheckReport::finish() {
     mOut << "check: " << plural(t.withoutExpectations, "session")
          << (t.withoutExpectations == 1 ? " carries" : " carry")
          << " no expectations (freeze them with check --record):\n";
-    for (const std::string& file : mWithout) mOut << "  " << file << "\n";
+    for (const std::string& file : mWithout) mOut << "  " << terminalText(file) << "\n";
 }
 
 }  // namespace custsim

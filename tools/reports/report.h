@@ -7,8 +7,10 @@
 #include <vector>
 
 #include "device_profile.h"
+#include "json_text.h"
 #include "lint.h"
 #include "runner.h"
+#include "text_escape.h"
 
 // The simulator's two output forms: a text report for people and a JSON document for scripts.
 // Both print only integers and strings, so that they read the same whatever C++ runtime built the
@@ -26,12 +28,22 @@ struct ReportOptions {
 // "FILE:LINE" of a matched row.
 std::string rowLocation(const MatchedRow& row);
 
-void writeTextReport(std::ostream& out, const DeviceProfile& device,
-                     const std::vector<SessionRun>& runs, const ReportOptions& options);
-// A JSON string literal: quoted, with the characters JSON reserves escaped.
-std::string jsonString(const std::string& text);
+// The text report, written as the sessions run: the device and its configuration's findings, then
+// each session.
+void writeTextHeader(std::ostream& out, const DeviceProfile& device, const ReportOptions& options);
+void writeTextSession(std::ostream& out, const SessionRun& run, const ReportOptions& options);
 
-void writeJsonReport(std::ostream& out, const DeviceProfile& device,
-                     const std::vector<SessionRun>& runs, const ReportOptions& options);
+// The JSON report, written as the sessions run.
+class JsonReport {
+public:
+    JsonReport(std::ostream& out, const DeviceProfile& device, const ReportOptions& options);
+    void session(const SessionRun& run);
+    void finish();
+
+private:
+    std::ostream& mOut;
+    const ReportOptions& mOptions;
+    bool mFirst = true;
+};
 
 }  // namespace custsim

@@ -6,39 +6,6 @@
 
 namespace custsim {
 
-std::string jsonString(const std::string& text) {
-    std::string out = "\"";
-    for (const char c : text) {
-        switch (c) {
-            case '"':
-                out += "\\\"";
-                break;
-            case '\\':
-                out += "\\\\";
-                break;
-            case '\n':
-                out += "\\n";
-                break;
-            case '\r':
-                out += "\\r";
-                break;
-            case '\t':
-                out += "\\t";
-                break;
-            default:
-                if (static_cast<unsigned char>(c) < 0x20) {
-                    char escaped[8];
-                    std::snprintf(escaped, sizeof(escaped), "\\u%04x",
-                                  static_cast<unsigned char>(c));
-                    out += escaped;
-                } else {
-                    out += c;
-                }
-        }
-    }
-    return out + "\"";
-}
-
 namespace {
 
 // Version of the JSON document's layout; raised when a field changes meaning or goes away.
@@ -50,10 +17,9 @@ std::string jsonSize(MSize size) {
 
 std::string jsonBool(bool value) { return value ? "true" : "false"; }
 
-std::string jsonLogLine(const LogLine& line, bool withTail) {
+std::string jsonLogLine(const LogLine& line) {
     return "{\"priority\": " + jsonString(std::string(1, priorityLetter(line.priority))) +
-           ", \"tag\": " + jsonString(line.tag) +
-           ", \"text\": " + jsonString(withTail ? line.text : withoutErrorTail(line.text)) + "}";
+           ", \"tag\": " + jsonString(line.tag) + ", \"text\": " + jsonString(line.text) + "}";
 }
 
 std::string jsonArray(const std::vector<std::string>& items, const std::string& indent) {
@@ -73,7 +39,7 @@ std::string jsonStrings(const std::vector<std::string>& items, const std::string
 std::string jsonLog(const std::vector<LogLine>& log, int32_t level, const std::string& indent) {
     std::vector<std::string> lines;
     for (const LogLine& line : log) {
-        if (shownAtDetailLevel(line.priority, level)) lines.push_back(jsonLogLine(line, true));
+        if (shownAtDetailLevel(line.priority, level)) lines.push_back(jsonLogLine(line));
     }
     return jsonArray(lines, indent);
 }
@@ -96,12 +62,12 @@ std::string jsonFacts(const MatchFacts& f) {
            ", \"max_fps\": " + std::to_string(f.maxFps) +
            ", \"camera_mode_class\": " + std::to_string(f.cameraModeClass) +
            ", \"temperature\": " + std::to_string(f.temperature) +
-           ", \"operation_mode\": " + std::to_string(f.operationMode) +
-           jsonApplicationFacts(f) + "}";
+           ", \"operation_mode\": " + std::to_string(f.operationMode) + jsonApplicationFacts(f) +
+           "}";
 }
 
 // The session's warnings first, then the sensor's: each result stands on its own for scripts.
-std::string jsonWarnings(const SessionRun& sessionRun, const SensorRun& run,
+std::string jsonWarnings(const SessionRun& sessionRun, const Decision& run,
                          const std::string& indent) {
     std::vector<std::string> items;
     for (const auto* list : {&sessionRun.warnings, &run.warnings}) {
@@ -115,7 +81,7 @@ std::string jsonWarnings(const SessionRun& sessionRun, const SensorRun& run,
 
 std::string jsonErrors(const std::vector<LogLine>& errors, const std::string& indent) {
     std::vector<std::string> items;
-    for (const LogLine& line : errors) items.push_back(jsonLogLine(line, false));
+    for (const LogLine& line : errors) items.push_back(jsonLogLine(line));
     return jsonArray(items, indent);
 }
 
@@ -126,14 +92,25 @@ std::string jsonFindings(const ReportOptions& options) {
         items.push_back("{\"file\": " + jsonString(options.configName) +
                         ", \"line\": " + std::to_string(f.line) +
                         ", \"severity\": " + jsonString(error ? "error" : "warning") +
-                        ", \"where\": " + jsonString(f.where) +
-                        ", \"message\": " + jsonString(f.message) + "}");
+                        ", \"code\": " + jsonString(f.code) + ", \"where\": " +
+                        jsonString(f.where) + ", \"message\": " + jsonString(f.message) + "}");
     }
     return jsonArray(items, "");
 }
 
-void writeSensor(std::ostream& out, const SessionRun& sessionRun, const SensorRun& run,
-                 const ReportOptions& options, bool last) {
+std::string jsonOverridden(const std::vector<OverriddenRow>& rows, const std::string& indent) {
+    std::vector<std::string> items;
+    for (const OverriddenRow& row : rows) {
+        items.push_back("{\"row\": " + jsonMatch(row.row) +
+                        ", \"by\": " + jsonString(pathName(row.by)) + "}");
+    }
+    return jsonArray(items, indent);
+}
+
+const SensorTrace kNoTrace;
+
+void writeSensor(std::ostream& out, const SessionRun& sessionRun, const Decision& run,
+                 const SensorTrace& trace, const ReportOptions& options) {
     const SessionSpec& session = *sessionRun.session;
     const std::string in = "    ";
     out << "  {\n";
@@ -145,74 +122,76 @@ void writeSensor(std::ostream& out, const SessionRun& sessionRun, const SensorRu
     out << in << "\"setting_policy\": " << jsonString(run.newSettingPolicy ? "new" : "legacy")
         << ",\n";
     out << in << "\"rrzo_policy\": " << jsonString(run.newRrzoPolicy ? "new" : "legacy") << ",\n";
-    out << in << "\"decided\": " << jsonBool(run.decided) << ",\n";
+    out << in << "\"result\": " << jsonString(resultName(run.result)) << ",\n";
+    out << in << "\"path\": " << jsonString(pathName(run.path)) << ",\n";
+    out << in << "\"decided\": " << jsonBool(!run.halFallback()) << ",\n";
     out << in << "\"engineer_traversal\": " << jsonBool(run.byEngineerTraversal) << ",\n";
-    if (run.decided) {
-        out << in << "\"setting\": {\"scenario\": " << run.setting.sensorMode
-            << ", \"fps\": " << run.setting.sensorFps
-            << ", \"sensor_size\": " << jsonSize(run.setting.sensorSize)
-            << ", \"raw_format_type\": " << run.setting.rawFmtType << "},\n";
+    if (!run.halFallback()) {
+        out << in << "\"setting\": {\"scenario\": " << run.record.sensorMode
+            << ", \"fps\": " << run.record.sensorFps
+            << ", \"sensor_size\": " << jsonSize(run.record.sensorSize)
+            << ", \"raw_format_type\": " << run.record.rawFmtType << "},\n";
     } else {
         out << in << "\"setting\": null,\n";
     }
     out << in << "\"named_scenario\": " << jsonOptional(run.namedScenario) << ",\n";
-    out << in << "\"filled\": " << jsonBool(run.filled) << ",\n";
+    out << in << "\"filled\": " << jsonBool(run.chosen() && run.namedScenario) << ",\n";
     out << in << "\"seamless_flags_before\": " << run.seamlessFlagsBefore << ",\n";
     out << in << "\"seamless_flags\": " << run.seamlessFlags << ",\n";
     out << in << "\"seamless_scenario\": "
         << (run.seamlessScenario ? std::to_string(*run.seamlessScenario) : std::string("null"))
         << ",\n";
     out << in << "\"decided_by\": "
-        << (run.decidedBy && !run.decidedByIsLastMessage ? jsonLogLine(*run.decidedBy, false)
-                                                         : "null")
-        << ",\n";
+        << (run.message && !run.messageIsLast ? jsonLogLine(*run.message) : "null") << ",\n";
     out << in << "\"last_message\": "
-        << (run.decidedBy && run.decidedByIsLastMessage ? jsonLogLine(*run.decidedBy, false)
-                                                        : "null")
-        << ",\n";
-    out << in << "\"match\": " << jsonMatch(run.match) << ",\n";
+        << (run.message && run.messageIsLast ? jsonLogLine(*run.message) : "null") << ",\n";
+    out << in << "\"match\": " << jsonMatch(run.row) << ",\n";
+    out << in << "\"overridden\": " << jsonOverridden(run.overridden, in) << ",\n";
     out << in << "\"rrzo\": {\"requested\": " << jsonSize(run.rrzoRequested)
         << ", \"sensor_size\": " << jsonSize(run.rrzoSensorSize) << ", \"hal_fallback_scenario\": "
-        << (run.halFallback && run.fallbackScenario ? std::to_string(*run.fallbackScenario)
-                                                    : "null")
+        << (run.halFallback() && run.fallbackScenario ? std::to_string(*run.fallbackScenario)
+                                                      : "null")
         << ", \"size\": " << jsonSize(run.rrzoSize) << "},\n";
-    out << in << "\"rrzo_decided_by\": "
-        << (run.rrzoDecidedBy ? jsonLogLine(*run.rrzoDecidedBy, false) : "null") << ",\n";
-    out << in << "\"rrzo_match\": " << jsonMatch(run.rrzoMatch) << ",\n";
-    out << in << "\"service_notes\": " << jsonStrings(run.notes, in) << ",\n";
-    out << in << "\"rrzo_service_notes\": " << jsonStrings(run.rrzoNotes, in) << ",\n";
-    out << in << "\"facts\": " << jsonFacts(run.facts) << ",\n";
-    out << in << "\"errors\": " << jsonErrors(run.errors, in) << ",\n";
+    out << in
+        << "\"rrzo_decided_by\": " << (run.rrzoMessage ? jsonLogLine(*run.rrzoMessage) : "null")
+        << ",\n";
+    out << in << "\"rrzo_match\": " << jsonMatch(run.rrzoRow) << ",\n";
+    out << in << "\"service_notes\": " << jsonStrings(trace.notes, in) << ",\n";
+    out << in << "\"rrzo_service_notes\": " << jsonStrings(trace.rrzoNotes, in) << ",\n";
+    out << in << "\"facts\": " << jsonFacts(trace.facts) << ",\n";
+    out << in << "\"errors\": " << jsonErrors(trace.errors, in) << ",\n";
     out << in << "\"warnings\": " << jsonWarnings(sessionRun, run, in);
     if (options.logDetailLevel) {
         out << ",\n"
-            << in << "\"setting_log\": " << jsonLog(run.settingLog, *options.logDetailLevel, in);
-        out << ",\n" << in << "\"rrzo_log\": " << jsonLog(run.rrzoLog, *options.logDetailLevel, in);
+            << in << "\"setting_log\": " << jsonLog(trace.settingLog, *options.logDetailLevel, in);
+        out << ",\n"
+            << in << "\"rrzo_log\": " << jsonLog(trace.rrzoLog, *options.logDetailLevel, in);
     }
-    out << "\n  }" << (last ? "\n" : ",\n");
+    out << "\n  }";
 }
 
 }  // namespace
 
-void writeJsonReport(std::ostream& out, const DeviceProfile& device,
-                     const std::vector<SessionRun>& runs, const ReportOptions& options) {
-    out << "{\n";
-    out << "\"schema\": " << kJsonSchemaVersion << ",\n";
-    out << "\"device\": " << jsonString(device.name) << ",\n";
-    out << "\"log_detail_level\": "
-        << (options.logDetailLevel ? std::to_string(*options.logDetailLevel) : "null") << ",\n";
-    out << "\"config_findings\": " << jsonFindings(options) << ",\n";
-    out << "\"results\": [\n";
-    size_t total = 0;
-    for (const SessionRun& run : runs) total += run.sensors.size();
-    size_t written = 0;
-    for (const SessionRun& run : runs) {
-        for (const SensorRun& sensor : run.sensors) {
-            ++written;
-            writeSensor(out, run, sensor, options, written == total);
-        }
-    }
-    out << "]\n}\n";
+JsonReport::JsonReport(std::ostream& out, const DeviceProfile& device, const ReportOptions& options)
+    : mOut(out), mOptions(options) {
+    mOut << "{\n";
+    mOut << "\"schema\": " << kJsonSchemaVersion << ",\n";
+    mOut << "\"device\": " << jsonString(device.name) << ",\n";
+    mOut << "\"log_detail_level\": "
+         << (options.logDetailLevel ? std::to_string(*options.logDetailLevel) : "null") << ",\n";
+    mOut << "\"config_findings\": " << jsonFindings(options) << ",\n";
+    mOut << "\"results\": [\n";
 }
+
+void JsonReport::session(const SessionRun& run) {
+    for (size_t i = 0; i < run.sensors.size(); ++i) {
+        if (!mFirst) mOut << ",\n";
+        mFirst = false;
+        writeSensor(mOut, run, run.sensors[i], i < run.traces.size() ? run.traces[i] : kNoTrace,
+                    mOptions);
+    }
+}
+
+void JsonReport::finish() { mOut << (mFirst ? "" : "\n") << "]\n}\n"; }
 
 }  // namespace custsim

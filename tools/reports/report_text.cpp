@@ -11,8 +11,6 @@ namespace custsim {
 namespace {
 
 constexpr int kLabelWidth = 14;
-// The seamless scenario a system-camera row records when it fixes none.
-constexpr uint32_t kNoSeamlessScenario = 0;
 
 void writeField(std::ostream& out, const char* label, const std::string& value) {
     std::string padded = label;
@@ -28,56 +26,61 @@ std::string settingText(const SensorSetting& s) {
            std::to_string(s.rawFmtType);
 }
 
-std::string entryName(const MatchedRow& row) { return row.locale + "[" + row.key + "]"; }
+std::string entryText(const MatchedRow& row) { return terminalText(entryName(row)); }
 
 // A policy that named a scenario the helper could not describe still reports a decision; the
 // record it leaves is whatever it held before, and is shown as that, never as a choice.
-std::string unfilledText(const SensorRun& run) {
-    std::string text = "scenario " + std::to_string(*run.namedScenario) + " named";
-    if (run.match) text += " by " + run.match->table + " " + entryName(*run.match);
-    return text + ", but " + run.notFilledReason + ": SensorSetting left as it was (" +
-           settingText(run.setting) + ")";
+std::string unfilledText(const Decision& d) {
+    std::string text = "scenario " + std::to_string(*d.namedScenario) + " named";
+    if (d.row) text += " by " + terminalText(d.row->table) + " " + entryText(*d.row);
+    return text + ", but " + d.notFilledReason + ": SensorSetting left as it was (" +
+           settingText(d.record) + ")";
 }
 
-std::string decisionText(const SensorRun& run) {
-    if (!run.decided) return "no decision";
+std::string decisionText(const Decision& d) {
+    if (d.halFallback()) return "no decision";
     std::string text =
-        run.namedScenario && !run.filled ? unfilledText(run) : settingText(run.setting);
-    if (run.byEngineerTraversal) text += " (engineering traversal)";
+        d.result == DecisionResult::NamedNotFilled ? unfilledText(d) : settingText(d.record);
+    if (d.byEngineerTraversal) text += " (engineering traversal)";
     return text;
 }
+
+std::string locationText(const MatchedRow& row) { return terminalText(rowLocation(row)); }
 
 // The thermal table's message names no row, so its row is named here.
 std::string matchSuffix(const std::optional<MatchedRow>& match) {
     if (!match) return {};
     const MatchedRow& row = *match;
     if (row.table == custpolicy::kTableThirdCamByThermal)
-        return " (" + entryName(row) + ", " + rowLocation(row) + ")";
-    return " (" + rowLocation(row) + ")";
+        return " (" + entryText(row) + ", " + locationText(row) + ")";
+    return " (" + locationText(row) + ")";
 }
 
-std::string seamlessText(const SensorRun& run) {
-    std::string text = "flags " + hexText(run.seamlessFlags);
-    if (run.seamlessFlags == run.seamlessFlagsBefore)
+std::string seamlessText(const Decision& d) {
+    std::string text = "flags " + hexText(d.seamlessFlags);
+    if (d.seamlessFlags == d.seamlessFlagsBefore)
         text += " (unchanged)";
     else
-        text += " (was " + hexText(run.seamlessFlagsBefore) + ")";
-    text += ", recorded scenario ";
-    if (!run.seamlessScenario) return text + "none";
-    // A matched system-camera row always records one; 0 is its way of fixing none.
-    if (*run.seamlessScenario == kNoSeamlessScenario) return text + "0 (the row fixes none)";
-    return text + std::to_string(*run.seamlessScenario);
+        text += " (was " + hexText(d.seamlessFlagsBefore) + ")";
+    return text + ", recorded scenario " + seamlessScenarioText(d.seamlessScenario);
 }
 
-std::string rrzoText(const SensorRun& run) {
-    std::string text = sizeText(run.rrzoSize) + " (requested " + sizeText(run.rrzoRequested) +
-                       ", sensor " + sizeText(run.rrzoSensorSize);
-    if (run.halFallback) {
-        text += run.fallbackScenario
-                    ? " of the HAL's fallback scenario " + std::to_string(*run.fallbackScenario)
+std::string rrzoText(const Decision& d) {
+    std::string text = sizeText(d.rrzoSize) + " (requested " + sizeText(d.rrzoRequested) +
+                       ", sensor " + sizeText(d.rrzoSensorSize);
+    if (d.halFallback()) {
+        text += d.fallbackScenario
+                    ? " of the HAL's fallback scenario " + std::to_string(*d.fallbackScenario)
                     : " (no fallback scenario)";
     }
     return text + ")";
+}
+
+std::string messageText(const LogLine& line) { return logcatLine(line); }
+
+std::string overriddenText(const OverriddenRow& overridden) {
+    return terminalText(overridden.row.table) + " " + entryText(overridden.row) + " (" +
+           locationText(overridden.row) + "), replaced by " + pathText(overridden.by);
 }
 
 void writeLog(std::ostream& out, const char* title, const std::vector<LogLine>& log,
@@ -105,11 +108,11 @@ void writeConfigFindings(std::ostream& out, const ReportOptions& options) {
     if (options.configName.empty()) return;
     // Said even when clean, so that a reader knows the file was checked before the sessions ran.
     if (options.configFindings.empty()) {
-        out << "configuration " << options.configName << ": checked, no findings\n";
+        out << "configuration " << terminalText(options.configName) << ": checked, no findings\n";
         return;
     }
-    out << "configuration " << options.configName << ": " << findingsSummary(options.configFindings)
-        << '\n';
+    out << "configuration " << terminalText(options.configName) << ": "
+        << findingsSummary(options.configFindings) << '\n';
     for (const LintFinding& finding : options.configFindings)
         out << "  " << formatFinding(options.configName, finding) << '\n';
 }
@@ -119,54 +122,58 @@ void writeWarnings(std::ostream& out, const std::vector<Warning>& warnings) {
         writeField(out, "warning", warning.code + ": " + warning.message);
 }
 
+void writeSensorText(std::ostream& out, const Decision& d, const SensorTrace* trace,
+                     const ReportOptions& options) {
+    out << "sensor " << d.sensorIdx;
+    if (!d.sensorName.empty()) out << " (" << terminalText(d.sensorName) << ")";
+    out << ": setting policy " << policyName(d.newSettingPolicy) << ", RRZO policy "
+        << policyName(d.newRrzoPolicy) << '\n';
+    writeField(out, "decision", decisionText(d));
+    writeField(out, "seamless", seamlessText(d));
+    writeField(out, "RRZO", rrzoText(d));
+    // The values the legacy tables were matched against, each with where it comes from.
+    if (trace != nullptr && (!d.newSettingPolicy || !d.newRrzoPolicy)) {
+        for (const std::string& line : factsInWords(trace->facts)) writeField(out, "facts", line);
+    }
+    if (d.message) {
+        writeField(out, d.messageIsLast ? "last message" : "decided by",
+                   messageText(*d.message) + matchSuffix(d.row));
+    }
+    for (const OverriddenRow& overridden : d.overridden)
+        writeField(out, "overridden", overriddenText(overridden));
+    if (d.rrzoMessage)
+        writeField(out, "RRZO by", messageText(*d.rrzoMessage) + matchSuffix(d.rrzoRow));
+    if (trace != nullptr) {
+        for (const std::string& note : trace->notes) writeField(out, "service", note);
+        for (const std::string& note : trace->rrzoNotes) writeField(out, "service", note);
+        for (const LogLine& error : trace->errors) writeField(out, "error", logcatLine(error));
+    }
+    writeWarnings(out, d.warnings);
+    if (options.logDetailLevel && trace != nullptr) {
+        writeLog(out, "log of selectSensorSetting", trace->settingLog, *options.logDetailLevel);
+        writeLog(out, "log of calculateTargetSize and selectTargetSize", trace->rrzoLog,
+                 *options.logDetailLevel);
+    }
+}
+
 }  // namespace
 
 std::string rowLocation(const MatchedRow& row) { return row.file + ":" + std::to_string(row.line); }
 
-void writeTextReport(std::ostream& out, const DeviceProfile& device,
-                     const std::vector<SessionRun>& runs, const ReportOptions& options) {
-    out << "device " << device.name << ": " << device.sensors.size() << " sensor"
+void writeTextHeader(std::ostream& out, const DeviceProfile& device, const ReportOptions& options) {
+    out << "device " << terminalText(device.name) << ": " << device.sensors.size() << " sensor"
         << (device.sensors.size() == 1 ? "" : "s") << '\n';
     writeConfigFindings(out, options);
-    for (const SessionRun& sessionRun : runs) {
-        const SessionSpec& session = *sessionRun.session;
-        out << "\nsession " << session.name << ": " << session.description << '\n';
-        writeWarnings(out, sessionRun.warnings);
-        for (const SensorRun& run : sessionRun.sensors) {
-            out << "sensor " << run.sensorIdx;
-            if (!run.sensorName.empty()) out << " (" << run.sensorName << ")";
-            out << ": setting policy " << policyName(run.newSettingPolicy) << ", RRZO policy "
-                << policyName(run.newRrzoPolicy) << '\n';
-            writeField(out, "decision", decisionText(run));
-            writeField(out, "seamless", seamlessText(run));
-            writeField(out, "RRZO", rrzoText(run));
-            if (!run.newSettingPolicy || !run.newRrzoPolicy) {
-                for (const std::string& line : factsInWords(run.facts))
-                    writeField(out, "facts", line);
-            }
-            if (run.decidedBy) {
-                writeField(out, run.decidedByIsLastMessage ? "last message" : "decided by",
-                           logcatLine({run.decidedBy->priority, run.decidedBy->tag,
-                                       withoutErrorTail(run.decidedBy->text)}) +
-                               matchSuffix(run.match));
-            }
-            if (run.rrzoDecidedBy) {
-                writeField(out, "RRZO by",
-                           logcatLine({run.rrzoDecidedBy->priority, run.rrzoDecidedBy->tag,
-                                       withoutErrorTail(run.rrzoDecidedBy->text)}) +
-                               matchSuffix(run.rrzoMatch));
-            }
-            for (const std::string& note : run.notes) writeField(out, "service", note);
-            for (const std::string& note : run.rrzoNotes) writeField(out, "service", note);
-            for (const LogLine& error : run.errors) writeField(out, "error", logcatLine(error));
-            writeWarnings(out, run.warnings);
-            if (options.logDetailLevel) {
-                writeLog(out, "log of selectSensorSetting", run.settingLog,
-                         *options.logDetailLevel);
-                writeLog(out, "log of calculateTargetSize and selectTargetSize", run.rrzoLog,
-                         *options.logDetailLevel);
-            }
-        }
+}
+
+void writeTextSession(std::ostream& out, const SessionRun& sessionRun,
+                      const ReportOptions& options) {
+    const SessionSpec& session = *sessionRun.session;
+    out << "\nsession " << terminalText(session.name) << ": " << session.description << '\n';
+    writeWarnings(out, sessionRun.warnings);
+    for (size_t i = 0; i < sessionRun.sensors.size(); ++i) {
+        const SensorTrace* trace = i < sessionRun.traces.size() ? &sessionRun.traces[i] : nullptr;
+        writeSensorText(out, sessionRun.sensors[i], trace, options);
     }
 }
 

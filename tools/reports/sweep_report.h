@@ -72,16 +72,26 @@ std::unique_ptr<SweepOutput> makeSummaryWriter(std::ostream& out, const DevicePr
 // same.
 std::string shareOf(uint64_t count, uint64_t total);
 
-// Counts points per decided scenario (-1: no decision) for each sensor.
+// Counts points per decided scenario (-1: no decision) for each sensor; with `namedApart`, a
+// scenario named but not filled counts apart from no decision, under its own key.
 class ModeCounts {
 public:
-    void add(const SweepOutcome& outcome);
+    explicit ModeCounts(bool namedApart = false) : mNamedApart(namedApart) {}
+    void add(const Decision& outcome);
+    // The key a decision counts under.
+    int32_t keyOf(const Decision& outcome) const;
     // sensor index -> scenario -> points.
     const std::map<int32_t, std::map<int32_t, uint64_t>>& bySensor() const { return mCounts; }
     // How a mode is named in legends and tables: "scenario 2: 3840x2160, 30 fps".
     std::string modeName(const DeviceProfile& device, int32_t sensor, int32_t scenario) const;
+    // How the summary's list of changes names a mode: "scenario 2", "no decision".
+    std::string shortName(int32_t key) const;
 
 private:
+    // Keys at or below this are scenarios named but not filled: the key minus the scenario.
+    static constexpr int32_t kNamedNotFilledKey = -1000;
+
+    bool mNamedApart;
     std::map<int32_t, std::map<int32_t, uint64_t>> mCounts;
     // Size and rate of scenarios the profile does not list, as the decisions gave them.
     std::map<std::pair<int32_t, int32_t>, std::pair<MSize, uint32_t>> mSeen;

@@ -4,6 +4,7 @@
 #include "sweep_changes.h"
 #include "sweep_edit.h"
 #include "sweep_report.h"
+#include "workflow_report.h"
 
 // The map page: one self-contained HTML file (no network, no external script, style or font). The
 // legend and the summary are written here; the page's script draws the maps from the data it
@@ -70,7 +71,7 @@ std::string scriptJson(const std::string& text) {
 // A sensor's change key at a point the edit left as it was.
 constexpr int32_t kUnchanged = -4;
 
-// What the page shows of one sensor's outcome at one point. The one place that reads the outcome
+// What the page shows of one sensor's outcome at one point. The one place that reads the decision
 // for the page: the mode, the deciding row, the step of the policy that decided, the title's note
 // and the warning codes.
 struct CellFacts {
@@ -81,29 +82,44 @@ struct CellFacts {
     std::string warnings;  // the warning codes, separated by spaces
 };
 
-// The policy step a deciding table belongs to.
-std::string pathOfTable(const std::string& table) {
-    if (table.rfind("SystemCam", 0) == 0) return "system table";
-    if (table.rfind("Common", 0) == 0) return "common table";
-    if (table.find("ByThermal") != std::string::npos) return "thermal";
-    if (table.rfind("ThirdCam", 0) == 0) return "third-party step";
-    return table;
+// The policy step as the page's legend names it.
+const char* pathLabel(PolicyPath path) {
+    switch (path) {
+        case PolicyPath::SystemTable:
+            return "system table";
+        case PolicyPath::CommonTable:
+            return "common table";
+        case PolicyPath::ThirdPartyStep:
+            return "third-party step";
+        case PolicyPath::Thermal:
+            return "thermal";
+        case PolicyPath::FeatureChip:
+            return "feature chip";
+        case PolicyPath::CapabilityManager:
+            return "capability manager";
+        case PolicyPath::Engineering:
+            return "engineering";
+        case PolicyPath::HalFallback:
+            break;
+    }
+    return "no decision";
 }
 
-CellFacts cellFactsOf(const SweepOutcome& outcome) {
+CellFacts cellFactsOf(const SweepPoint& point, const Decision& outcome) {
     CellFacts facts;
-    facts.scenario = outcome.scenario;
-    if (outcome.match) {
-        const MatchedRow& row = *outcome.match;
+    facts.scenario = sweepMode(outcome);
+    facts.path = pathLabel(outcome.path);
+    if (outcome.row) {
+        const MatchedRow& row = *outcome.row;
         facts.row = "[" + row.table + "] " + row.locale + "[" + row.key + "]";
-        facts.path = pathOfTable(row.table);
         facts.note = "row " + facts.row + " at " + row.file + ":" + std::to_string(row.line);
     } else {
-        // No table row: the message says which step decided.
-        facts.path = outcome.decided ? "no table row" : "no decision";
-        facts.note = outcome.message;
+        facts.note = decisionMessage(outcome);
     }
-    for (const std::string& warning : outcome.warnings) {
+    // The map draws it as no mode; the note says what was named.
+    if (outcome.result == DecisionResult::NamedNotFilled)
+        facts.note = decisionSummary(outcome) + "\n" + facts.note;
+    for (const std::string& warning : pointWarnings(point, outcome)) {
         facts.note += "\nwarning: " + warning;
         // Warnings read "code: message".
         facts.warnings +=
@@ -496,7 +512,7 @@ public:
     }
 
     void point(const SweepPoint& point) override {
-        for (const SweepOutcome& outcome : point.sensors) {
+        for (const Decision& outcome : point.sensors) {
             mCounts.add(outcome);
             SensorCells& cells = mCells[outcome.sensorIdx];
             if (cells.mode.empty()) {
@@ -510,8 +526,8 @@ public:
                     cells.before.assign(mSweep.points, 0);
                 }
             }
-            if (mBaseline != nullptr) compare(point.index, outcome, cells);
-            const CellFacts facts = cellFactsOf(outcome);
+            if (mBaseline != nullptr) compare(point, outcome, cells);
+            const CellFacts facts = cellFactsOf(point, outcome);
             cells.mode[point.index] = facts.scenario;
             cells.note[point.index] = mNotes.indexOf(facts.note);
             cells.warn[point.index] = mWarnSets.indexOf(facts.warnings);
@@ -542,15 +558,16 @@ private:
     };
 
     // Whether the edit changed the sensor's outcome at the point, and from what.
-    void compare(uint64_t index, const SweepOutcome& outcome, SensorCells& cells) {
-        const SweepOutcome* before = mBaseline->at(index, outcome.sensorIdx);
+    void compare(const SweepPoint& point, const Decision& outcome, SensorCells& cells) {
+        const uint64_t index = point.index;
+        const Decision* before = mBaseline->at(index, outcome.sensorIdx);
         if (before == nullptr) return;
         mBeforeCounts.add(*before);
-        cells.before[index] =
-            mNotes.indexOf("before the edit: " +
-                           mBeforeCounts.modeName(mDevice, outcome.sensorIdx, before->scenario) +
-                           "\n" + cellFactsOf(*before).note);
-        const std::vector<std::string> fields = changedFields(*before, outcome);
+        cells.before[index] = mNotes.indexOf(
+            "before the edit: " +
+            mBeforeCounts.modeName(mDevice, outcome.sensorIdx, mBeforeCounts.keyOf(*before)) +
+            "\n" + cellFactsOf(point, *before).note);
+        const std::vector<std::string> fields = decisionChanges(*before, outcome);
         if (fields.empty()) return;
         cells.change[index] = mChanges.indexOf(changeText(*before, outcome, fields));
         ++mChanged[outcome.sensorIdx];

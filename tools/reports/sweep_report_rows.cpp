@@ -5,6 +5,7 @@
 #include "report.h"
 #include "sweep_edit.h"
 #include "sweep_report.h"
+#include "workflow_report.h"
 
 // The sweep's rows as CSV and as JSON, written as the points arrive.
 namespace custsim {
@@ -15,14 +16,23 @@ namespace {
 constexpr int kSweepJsonSchemaVersion = 1;
 
 // A CSV field: quoted when it holds a separator, a quote or a line break (RFC 4180).
-std::string csvField(const std::string& text) {
-    if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
-    std::string out = "\"";
+void appendCsvField(std::string& out, std::string_view text) {
+    if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
+        out += text;
+        return;
+    }
+    out += '"';
     for (const char c : text) {
         out += c;
         if (c == '"') out += '"';
     }
-    return out + "\"";
+    out += '"';
+}
+
+std::string csvField(std::string_view text) {
+    std::string out;
+    appendCsvField(out, text);
+    return out;
 }
 
 std::string joined(const std::vector<std::string>& items, const char* separator) {
@@ -31,37 +41,286 @@ std::string joined(const std::vector<std::string>& items, const char* separator)
     return out;
 }
 
-void appendFields(std::string& row, std::initializer_list<std::string> fields) {
-    for (const std::string& field : fields) {
-        row += ',';
-        row += field;
+std::string_view sensorName(const DeviceProfile& device, int32_t index) {
+    const SensorSpec* sensor = device.findSensor(index);
+    return sensor != nullptr ? std::string_view(sensor->name) : std::string_view();
+}
+
+// One value of a sweep result, as both row formats print it.
+struct Cell {
+    enum class Kind { Bool, Integer, Hex, Text, Size, Texts };
+    Kind kind = Kind::Integer;
+    bool present = true;  // false: empty in CSV, null in JSON
+    int64_t integer = 0;
+    std::string_view text;  // of a text, when it lives in the decision or the device
+    std::string owned;      // of a text made for the cell
+    MSize size;
+    std::vector<std::string> texts;
+
+    std::string_view textValue() const { return owned.empty() ? text : owned; }
+};
+
+Cell boolCell(bool value) {
+    Cell cell;
+    cell.kind = Cell::Kind::Bool;
+    cell.integer = value ? 1 : 0;
+    return cell;
+}
+Cell integerCell(int64_t value, bool present = true) {
+    Cell cell;
+    cell.integer = value;
+    cell.present = present;
+    return cell;
+}
+Cell textCell(std::string_view value) {
+    Cell cell;
+    cell.kind = Cell::Kind::Text;
+    cell.text = value;
+    return cell;
+}
+Cell ownedTextCell(std::string value) {
+    Cell cell;
+    cell.kind = Cell::Kind::Text;
+    cell.owned = std::move(value);
+    return cell;
+}
+Cell sizeCell(MSize value) {
+    Cell cell;
+    cell.kind = Cell::Kind::Size;
+    cell.size = value;
+    return cell;
+}
+
+// What a field reads: the point, the sensor's decision and the device (for names).
+struct RowSource {
+    const SweepPoint& point;
+    const Decision& decision;
+    const DeviceProfile& device;
+};
+
+// The group a field belongs to in JSON, which is null as a whole when absent; CSV leaves the
+// group's columns empty then.
+enum class Group { Top, Setting, Match };
+
+// One field of a sweep result: its JSON name (inside its group), its CSV columns (two for a size)
+// and its value. CSV and JSON print the same fields, from this one table.
+struct SweepField {
+    Group group;
+    const char* json;
+    const char* csv;
+    const char* csvSecond;  // the height column of a size; nullptr otherwise
+    Cell (*cell)(const RowSource&);
+};
+
+const char kSettingGroup[] = "setting";
+const char kMatchGroup[] = "match";
+
+const SweepField kSweepFields[] = {
+    {Group::Top, "sensor", "sensor", nullptr,
+     [](const RowSource& s) { return integerCell(s.decision.sensorIdx); }},
+    {Group::Top, "sensor_name", "sensor_name", nullptr,
+     [](const RowSource& s) { return textCell(sensorName(s.device, s.decision.sensorIdx)); }},
+    {Group::Top, "decided", "decided", nullptr,
+     [](const RowSource& s) { return boolCell(s.decision.chosen()); }},
+    {Group::Setting, "scenario", "scenario", nullptr,
+     [](const RowSource& s) { return integerCell(s.decision.record.sensorMode); }},
+    {Group::Setting, "fps", "fps", nullptr,
+     [](const RowSource& s) { return integerCell(s.decision.record.sensorFps); }},
+    {Group::Setting, "sensor_size", "sensor_width", "sensor_height",
+     [](const RowSource& s) { return sizeCell(s.decision.record.sensorSize); }},
+    {Group::Setting, "raw_format_type", "raw_format_type", nullptr,
+     [](const RowSource& s) { return integerCell(s.decision.record.rawFmtType); }},
+    {Group::Top, "rrzo", "rrzo_width", "rrzo_height",
+     [](const RowSource& s) { return sizeCell(s.decision.rrzoSize); }},
+    {Group::Top, "seamless_flags", "seamless_flags", nullptr,
+     [](const RowSource& s) {
+         Cell cell = integerCell(s.decision.seamlessFlags);
+         cell.kind = Cell::Kind::Hex;
+         return cell;
+     }},
+    {Group::Top, "seamless_scenario", "seamless_scenario", nullptr,
+     [](const RowSource& s) {
+         const auto& scenario = s.decision.seamlessScenario;
+         return integerCell(scenario.value_or(0), scenario.has_value());
+     }},
+    {Group::Match, "table", "match_table", nullptr,
+     [](const RowSource& s) { return textCell(s.decision.row->table); }},
+    {Group::Match, "locale", "match_locale", nullptr,
+     [](const RowSource& s) { return textCell(s.decision.row->locale); }},
+    {Group::Match, "key", "match_key", nullptr,
+     [](const RowSource& s) { return textCell(s.decision.row->key); }},
+    {Group::Match, "file", "match_file", nullptr,
+     [](const RowSource& s) { return textCell(s.decision.row->file); }},
+    {Group::Match, "line", "match_line", nullptr,
+     [](const RowSource& s) { return integerCell(s.decision.row->line); }},
+    {Group::Top, "message", "message", nullptr,
+     [](const RowSource& s) { return ownedTextCell(decisionMessage(s.decision)); }},
+    {Group::Top, "warnings", "warnings", nullptr,
+     [](const RowSource& s) {
+         Cell cell;
+         cell.kind = Cell::Kind::Texts;
+         cell.texts = pointWarnings(s.point, s.decision);
+         return cell;
+     }},
+    {Group::Top, "result", "result", nullptr,
+     [](const RowSource& s) { return textCell(resultName(s.decision.result)); }},
+    {Group::Top, "path", "path", nullptr,
+     [](const RowSource& s) { return textCell(pathName(s.decision.path)); }},
+};
+
+bool groupPresent(Group group, const Decision& decision) {
+    switch (group) {
+        case Group::Top:
+            return true;
+        case Group::Setting:
+            return decision.chosen();
+        case Group::Match:
+            return decision.row.has_value();
+    }
+    return true;
+}
+
+const char* groupName(Group group) {
+    return group == Group::Setting ? kSettingGroup : group == Group::Match ? kMatchGroup : "";
+}
+
+void appendCsvCell(std::string& out, const Cell& cell) {
+    switch (cell.kind) {
+        case Cell::Kind::Bool:
+            out += cell.integer != 0 ? "true" : "false";
+            return;
+        case Cell::Kind::Integer:
+            if (cell.present) out += std::to_string(cell.integer);
+            return;
+        case Cell::Kind::Hex:
+            out += hexText(static_cast<uint32_t>(cell.integer));
+            return;
+        case Cell::Kind::Text:
+            appendCsvField(out, cell.textValue());
+            return;
+        case Cell::Kind::Size:
+            out += std::to_string(cell.size.w);
+            out += ',';
+            out += std::to_string(cell.size.h);
+            return;
+        case Cell::Kind::Texts:
+            appendCsvField(out, joined(cell.texts, "; "));
+            return;
     }
 }
 
-std::string sensorName(const DeviceProfile& device, int32_t index) {
-    const SensorSpec* sensor = device.findSensor(index);
-    return sensor != nullptr ? sensor->name : "";
+std::string jsonCell(const Cell& cell) {
+    switch (cell.kind) {
+        case Cell::Kind::Bool:
+            return cell.integer != 0 ? "true" : "false";
+        case Cell::Kind::Integer:
+        case Cell::Kind::Hex:
+            return cell.present ? std::to_string(cell.integer) : "null";
+        case Cell::Kind::Text:
+            return jsonString(std::string(cell.textValue()));
+        case Cell::Kind::Size:
+            return "[" + std::to_string(cell.size.w) + ", " + std::to_string(cell.size.h) + "]";
+        case Cell::Kind::Texts: {
+            std::string out = "[";
+            for (size_t i = 0; i < cell.texts.size(); ++i)
+                out += (i == 0 ? "" : ", ") + jsonString(cell.texts[i]);
+            return out + "]";
+        }
+    }
+    return {};
 }
 
-// The sensor's outcome before the edit, for the map of an edit; null without one.
-const SweepOutcome* beforeOf(const SweepBaseline* baseline, uint64_t point, int32_t sensor) {
+std::string csvHeader() {
+    std::string header;
+    for (const SweepField& field : kSweepFields) {
+        header += std::string(",") + field.csv;
+        if (field.csvSecond != nullptr) header += std::string(",") + field.csvSecond;
+    }
+    return header;
+}
+
+void appendCsvFields(std::string& row, const RowSource& source) {
+    for (const SweepField& field : kSweepFields) {
+        row += ',';
+        if (groupPresent(field.group, source.decision)) {
+            appendCsvCell(row, field.cell(source));
+        } else if (field.csvSecond != nullptr) {
+            row += ',';
+        }
+    }
+}
+
+// The fields as JSON members, a group as one member holding an object (or null).
+void appendJsonFields(std::string& out, const RowSource& source) {
+    Group open = Group::Top;
+    bool skipping = false;
+    for (const SweepField& field : kSweepFields) {
+        if (field.group != open) {
+            if (open != Group::Top && !skipping) out += "}";
+            open = field.group;
+            skipping = false;
+            if (open != Group::Top) {
+                out += std::string(", \"") + groupName(open) + "\": ";
+                if (!groupPresent(open, source.decision)) {
+                    out += "null";
+                    skipping = true;
+                    continue;
+                }
+                out += "{";
+                out += std::string("\"") + field.json + "\": " + jsonCell(field.cell(source));
+                continue;
+            }
+        }
+        if (skipping) continue;
+        out += std::string(open == Group::Top ? ", \"" : ", \"") + field.json +
+               "\": " + jsonCell(field.cell(source));
+    }
+    if (open != Group::Top && !skipping) out += "}";
+}
+
+// The sensor's decision at the point before an edit; null without a baseline.
+const Decision* beforeOf(const SweepBaseline* baseline, uint64_t point, int32_t sensor) {
     return baseline != nullptr ? baseline->at(point, sensor) : nullptr;
 }
 
-// The edit's columns of a row: what changed, and the outcome and row before the edit.
-std::string csvBefore(const SweepOutcome& before, const SweepOutcome& after) {
-    std::string fields;
-    appendFields(fields, {csvField(joined(changedFields(before, after), " ")),
-                          before.decided ? "true" : "false",
-                          before.decided ? std::to_string(before.scenario) : "",
-                          before.decided ? std::to_string(before.fps) : ""});
-    if (before.match) {
-        appendFields(fields, {csvField(before.match->table), csvField(before.match->locale),
-                              csvField(before.match->key), std::to_string(before.match->line)});
+// The edit's columns: what changed, and the outcome and row before the edit.
+std::string csvBefore(const Decision& before, const Decision& after) {
+    std::string fields = ",";
+    appendCsvField(fields, joined(decisionChanges(before, after), " "));
+    fields += before.chosen() ? ",true," : ",false,";
+    if (before.chosen()) {
+        fields += std::to_string(before.record.sensorMode) + "," +
+                  std::to_string(before.record.sensorFps);
     } else {
-        fields += ",,,,";
+        fields += ",";
     }
-    return fields;
+    if (!before.row) return fields + ",,,,";
+    for (const std::string* text : {&before.row->table, &before.row->locale, &before.row->key}) {
+        fields += ',';
+        appendCsvField(fields, *text);
+    }
+    return fields + "," + std::to_string(before.row->line);
+}
+
+// "null", or the value as JSON.
+std::string jsonOrNull(bool present, const std::string& json) { return present ? json : "null"; }
+
+// The edit's members of a result: what changed, and the outcome and row before the edit.
+std::string jsonBefore(const Decision& before, const Decision& after) {
+    const std::vector<std::string> changed = decisionChanges(before, after);
+    std::string json = ", \"changed\": [";
+    for (size_t i = 0; i < changed.size(); ++i)
+        json += (i == 0 ? "" : ", ") + jsonString(changed[i]);
+    const bool chosen = before.chosen();
+    json += "], \"before\": {\"decided\": " + std::string(chosen ? "true" : "false") +
+            ", \"scenario\": " + jsonOrNull(chosen, std::to_string(before.record.sensorMode)) +
+            ", \"fps\": " + jsonOrNull(chosen, std::to_string(before.record.sensorFps)) +
+            ", \"match\": ";
+    if (!before.row) return json + "null}";
+    return json + "{\"table\": " + jsonString(before.row->table) +
+           ", \"locale\": " + jsonString(before.row->locale) +
+           ", \"key\": " + jsonString(before.row->key) +
+           ", \"line\": " + std::to_string(before.row->line) + "}}";
 }
 
 class CsvWriter : public SweepOutput {
@@ -71,9 +330,7 @@ public:
         : mOut(out), mDevice(device), mSweep(sweep), mBaseline(baseline) {
         mOut << "point";
         for (const SweepAxis& axis : mSweep.axes) mOut << ',' << axis.name;
-        mOut << ",sensor,sensor_name,decided,scenario,fps,sensor_width,sensor_height,"
-                "raw_format_type,rrzo_width,rrzo_height,seamless_flags,seamless_scenario,"
-                "match_table,match_locale,match_key,match_file,match_line,message,warnings";
+        mOut << csvHeader();
         if (mBaseline != nullptr)
             mOut << ",changed,before_decided,before_scenario,before_fps,before_match_table,"
                     "before_match_locale,before_match_key,before_match_line";
@@ -86,31 +343,11 @@ public:
         std::string axes = std::to_string(point.index);
         for (size_t i = 0; i < values.size(); ++i)
             axes += "," + csvField(mSweep.axes[i].label(values[i]));
-        for (const SweepOutcome& o : point.sensors) {
+        for (const Decision& decision : point.sensors) {
             rows += axes;
-            appendFields(rows,
-                         {std::to_string(o.sensorIdx), csvField(sensorName(mDevice, o.sensorIdx)),
-                          o.decided ? "true" : "false"});
-            if (o.decided) {
-                appendFields(rows, {std::to_string(o.scenario), std::to_string(o.fps),
-                                    std::to_string(o.sensorSize.w), std::to_string(o.sensorSize.h),
-                                    std::to_string(o.rawFormatType)});
-            } else {
-                rows += ",,,,,";
-            }
-            appendFields(rows, {std::to_string(o.rrzoSize.w), std::to_string(o.rrzoSize.h),
-                                hexText(o.seamlessFlags),
-                                o.seamlessScenario >= 0 ? std::to_string(o.seamlessScenario) : ""});
-            if (o.match) {
-                appendFields(rows, {csvField(o.match->table), csvField(o.match->locale),
-                                    csvField(o.match->key), csvField(o.match->file),
-                                    std::to_string(o.match->line)});
-            } else {
-                rows += ",,,,,";
-            }
-            appendFields(rows, {csvField(o.message), csvField(joined(o.warnings, "; "))});
-            if (const SweepOutcome* before = beforeOf(mBaseline, point.index, o.sensorIdx))
-                rows += csvBefore(*before, o);
+            appendCsvFields(rows, {point, decision, mDevice});
+            if (const Decision* before = beforeOf(mBaseline, point.index, decision.sensorIdx))
+                rows += csvBefore(*before, decision);
             rows += '\n';
         }
     }
@@ -128,26 +365,6 @@ private:
     const SweepSpec& mSweep;
     const SweepBaseline* mBaseline;
 };
-
-// "null", or the value as JSON.
-std::string jsonOrNull(bool present, const std::string& json) { return present ? json : "null"; }
-
-// The edit's members of a result: what changed, and the outcome and row before the edit.
-std::string jsonBefore(const SweepOutcome& before, const SweepOutcome& after) {
-    const std::vector<std::string> changed = changedFields(before, after);
-    std::string json = ", \"changed\": [";
-    for (size_t i = 0; i < changed.size(); ++i)
-        json += (i == 0 ? "" : ", ") + jsonString(changed[i]);
-    json += "], \"before\": {\"decided\": " + std::string(before.decided ? "true" : "false") +
-            ", \"scenario\": " + jsonOrNull(before.decided, std::to_string(before.scenario)) +
-            ", \"fps\": " + jsonOrNull(before.decided, std::to_string(before.fps)) +
-            ", \"match\": ";
-    if (!before.match) return json + "null}";
-    return json + "{\"table\": " + jsonString(before.match->table) +
-           ", \"locale\": " + jsonString(before.match->locale) +
-           ", \"key\": " + jsonString(before.match->key) +
-           ", \"line\": " + std::to_string(before.match->line) + "}}";
-}
 
 class JsonWriter : public SweepOutput {
 public:
@@ -179,40 +396,13 @@ public:
         }
         axes += "}";
         bool first = true;
-        for (const SweepOutcome& o : point.sensors) {
+        for (const Decision& decision : point.sensors) {
             results += first ? "" : ",\n";
             first = false;
-            results += "  {\"point\": " + std::to_string(point.index) + ", \"axes\": " + axes +
-                       ", \"sensor\": " + std::to_string(o.sensorIdx) +
-                       ", \"sensor_name\": " + jsonString(sensorName(mDevice, o.sensorIdx)) +
-                       ", \"decided\": " + (o.decided ? "true" : "false") + ", \"setting\": ";
-            results += jsonOrNull(
-                o.decided, "{\"scenario\": " + std::to_string(o.scenario) +
-                               ", \"fps\": " + std::to_string(o.fps) + ", \"sensor_size\": [" +
-                               std::to_string(o.sensorSize.w) + ", " +
-                               std::to_string(o.sensorSize.h) +
-                               "], \"raw_format_type\": " + std::to_string(o.rawFormatType) + "}");
-            results += ", \"rrzo\": [" + std::to_string(o.rrzoSize.w) + ", " +
-                       std::to_string(o.rrzoSize.h) +
-                       "], \"seamless_flags\": " + std::to_string(o.seamlessFlags) +
-                       ", \"seamless_scenario\": " +
-                       jsonOrNull(o.seamlessScenario >= 0, std::to_string(o.seamlessScenario)) +
-                       ", \"match\": ";
-            if (o.match) {
-                results += "{\"table\": " + jsonString(o.match->table) +
-                           ", \"locale\": " + jsonString(o.match->locale) +
-                           ", \"key\": " + jsonString(o.match->key) +
-                           ", \"file\": " + jsonString(o.match->file) +
-                           ", \"line\": " + std::to_string(o.match->line) + "}";
-            } else {
-                results += "null";
-            }
-            results += ", \"message\": " + jsonString(o.message) + ", \"warnings\": [";
-            for (size_t w = 0; w < o.warnings.size(); ++w)
-                results += (w == 0 ? "" : ", ") + jsonString(o.warnings[w]);
-            results += "]";
-            if (const SweepOutcome* before = beforeOf(mBaseline, point.index, o.sensorIdx))
-                results += jsonBefore(*before, o);
+            results += "  {\"point\": " + std::to_string(point.index) + ", \"axes\": " + axes;
+            appendJsonFields(results, {point, decision, mDevice});
+            if (const Decision* before = beforeOf(mBaseline, point.index, decision.sensorIdx))
+                results += jsonBefore(*before, decision);
             results += "}";
         }
     }

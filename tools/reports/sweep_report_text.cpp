@@ -4,6 +4,7 @@
 #include "sweep_edit.h"
 #include "sweep_report.h"
 #include "text_escape.h"
+#include "workflow_report.h"
 
 // The summary of a sweep: points per decided mode, per sensor, and where along the map's x axis
 // the mode changes.
@@ -17,24 +18,25 @@ constexpr int32_t kNotRun = -2;
 // Places where the mode changes listed per sensor; the rest are counted (the CSV has them all).
 constexpr size_t kMaxChangesShown = 40;
 
-std::string shortModeName(int32_t scenario) {
-    return scenario < 0 ? "no decision" : "scenario " + std::to_string(scenario);
-}
-
 class SummaryWriter : public PointOutput {
 public:
     SummaryWriter(std::ostream& out, const DeviceProfile& device, const SweepSpec& sweep,
                   int32_t alongAxis, const SweepBaseline* baseline)
-        : mOut(out), mDevice(device), mSweep(sweep), mAlong(alongAxis), mBaseline(baseline) {}
+        : mOut(out),
+          mDevice(device),
+          mSweep(sweep),
+          mAlong(alongAxis),
+          mCounts(true),
+          mBaseline(baseline) {}
 
     void point(const SweepPoint& point) override {
-        for (const SweepOutcome& outcome : point.sensors) {
+        for (const Decision& outcome : point.sensors) {
             mCounts.add(outcome);
             if (mBaseline != nullptr) compare(point.index, outcome);
             if (mAlong < 0) continue;
             std::vector<int32_t>& modes = mModes[outcome.sensorIdx];
             if (modes.empty()) modes.assign(mSweep.points, kNotRun);
-            modes[point.index] = outcome.scenario;
+            modes[point.index] = mCounts.keyOf(outcome);
         }
     }
 
@@ -63,10 +65,10 @@ public:
     }
 
 private:
-    void compare(uint64_t index, const SweepOutcome& outcome) {
-        const SweepOutcome* before = mBaseline->at(index, outcome.sensorIdx);
+    void compare(uint64_t index, const Decision& outcome) {
+        const Decision* before = mBaseline->at(index, outcome.sensorIdx);
         if (before == nullptr) return;
-        const std::vector<std::string> fields = changedFields(*before, outcome);
+        const std::vector<std::string> fields = decisionChanges(*before, outcome);
         if (!fields.empty()) ++mEdits[outcome.sensorIdx][changeText(*before, outcome, fields)];
     }
 
@@ -112,8 +114,8 @@ private:
         const bool oneLine = place.variants.size() == 1;
         for (const ChangeVariant& variant : place.variants) {
             const std::string lines = changeLinesText(mSweep, mAlong, place, variant);
-            mOut << (oneLine ? " " : "\n      ") << shortModeName(variant.before) << " -> "
-                 << shortModeName(variant.after) << (lines.empty() ? "" : " ")
+            mOut << (oneLine ? " " : "\n      ") << mCounts.shortName(variant.before) << " -> "
+                 << mCounts.shortName(variant.after) << (lines.empty() ? "" : " ")
                  << terminalText(lines);
         }
         mOut << "\n";
@@ -136,15 +138,30 @@ std::string shareOf(uint64_t count, uint64_t total) {
     return std::to_string(perMille / 10) + "." + std::to_string(perMille % 10) + "%";
 }
 
-void ModeCounts::add(const SweepOutcome& outcome) {
-    ++mCounts[outcome.sensorIdx][outcome.scenario];
-    if (outcome.decided)
-        mSeen.emplace(std::make_pair(outcome.sensorIdx, outcome.scenario),
-                      std::make_pair(outcome.sensorSize, outcome.fps));
+int32_t ModeCounts::keyOf(const Decision& outcome) const {
+    if (mNamedApart && outcome.result == DecisionResult::NamedNotFilled)
+        return kNamedNotFilledKey - outcome.namedScenario.value_or(0);
+    return sweepMode(outcome);
+}
+
+void ModeCounts::add(const Decision& outcome) {
+    const int32_t mode = keyOf(outcome);
+    ++mCounts[outcome.sensorIdx][mode];
+    if (outcome.chosen())
+        mSeen.emplace(std::make_pair(outcome.sensorIdx, mode),
+                      std::make_pair(outcome.record.sensorSize, outcome.record.sensorFps));
+}
+
+std::string ModeCounts::shortName(int32_t key) const {
+    if (key <= kNamedNotFilledKey)
+        return "scenario " + std::to_string(kNamedNotFilledKey - key) + " named, not filled";
+    return key < 0 ? "no decision" : "scenario " + std::to_string(key);
 }
 
 std::string ModeCounts::modeName(const DeviceProfile& device, int32_t sensor,
                                  int32_t scenario) const {
+    if (scenario <= kNamedNotFilledKey)
+        return "scenario " + std::to_string(kNamedNotFilledKey - scenario) + " named, not filled";
     if (scenario < 0) return "no decision";
     const std::string name = "scenario " + std::to_string(scenario) + ": ";
     const SensorSpec* profile = device.findSensor(sensor);

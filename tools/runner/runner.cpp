@@ -7,9 +7,11 @@
 #include "config_store.h"
 #include "cust_int32.h"
 #include "cust_setting_policy_legacy.h"
+#include "custpolicy/cust_contract.h"
 #include "device_metadata.h"
 #include "host_image_stream.h"
 #include "host_platform.h"
+#include "library_messages.h"
 #include "platform/PolicyTypes.h"
 #include "platform/SensorServices.h"
 #include "platform/ULogger.h"
@@ -27,63 +29,15 @@ using mcam::core::device::policy::featuresetting::ConfigurationOutputParams;
 using mcam::core::device::policy::featuresetting::StreamRecord;
 using NSCam::Utils::ULog::ULogger;
 
-// Session parameters the policies read.
-constexpr uint32_t kTagAeTargetFpsRange = 0x10005;
-constexpr uint32_t kTagVideoStabilizationMode = 0x10011;
-constexpr uint32_t kTagAovMode = 0x80150001;
-constexpr uint32_t kTagApiValue = 0x90040118;
-constexpr uint32_t kTagTemperature = 0x90040108;
-constexpr uint32_t kTagEngineerSensorModeSelect = 0x90040069;
 // The temperature is the int32 40 bytes into the entry's data block.
 constexpr size_t kTemperatureOffset = 40;
 constexpr size_t kTemperatureBlockSize = kTemperatureOffset + sizeof(int32_t);
 
-// The platform's log-mode bits that send the library's messages to the unified logger.
-constexpr uint32_t kUnifiedLogModes = 0xA;
-
-// The camera name the third-party capability manager sees under GSI.
-constexpr char kGsiCameraName[] = "android.camera.cts";
-// The third-party table's catch-all group, searched last.
-constexpr char kCatchAllGroup[] = "AllCamApp";
 // The only callers the system-camera table counts as outside callers.
 const char* const kOutsideCallers[] = {
     "com.google.android.youtube",
     "com.greenpoint.android.mc10086.activity",
 };
-
-// Android log priorities, and the detail level each needs before the library writes it.
-constexpr int32_t kPriorityDebug = 3;
-constexpr int32_t kPriorityInfo = 4;
-constexpr int32_t kPriorityWarning = 5;
-constexpr int32_t kDetailLevelWarning = 2;
-constexpr int32_t kDetailLevelInfo = 3;
-constexpr int32_t kDetailLevelDebug = 5;
-
-// Messages that say which table row, thermal row or engineering value chose the scenario; the last
-// of them before the final result explains the decision.
-const char* const kDecisionMarkers[] = {
-    "match setting(result)",
-    "by thermal",
-    "for engineer explorer test",
-};
-constexpr char kFinalResultMarker[] = "match setting(final result)";
-// The selection-input summary that the normal path (the feature chip's matching) logs first.
-constexpr char kNormalPathMarker[] = "[getSettingSelectInfo]";
-// The table named in a table's match message: "match setting(result):[Table],...".
-constexpr char kTableMatchMarker[] = "match setting(result):[";
-// The thermal table's pick, which names no row.
-constexpr char kThermalPickMarker[] = "by thermal";
-// Messages the library writes at error priority although nothing failed: a table's match report
-// (log tools look for it there) and the thermal table's per-row comparison.
-const char* const kErrorPriorityTraces[] = {
-    "match setting(result)",
-    "ThirdCamScenarioIdByThermal temperature:",
-};
-constexpr int32_t kPriorityError = 6;
-// The thermal table's width check also fires for an activity that simply has no thermal rows
-// (its row 0 then has no width): only a group that exists with the wrong width is a fault.
-constexpr char kThermalWidthMarker[] = "ThirdCamScenarioIdByThermal targetName:";
-
 // Camera-mode classes of the system-camera table, from the camera application's mode name; any
 // video session is class 0 whatever its name.
 constexpr int32_t kModeClassVideo = 0;
@@ -97,38 +51,29 @@ constexpr int32_t kHighestPlausibleTemperature = 150;
 constexpr size_t kFpsRangeLow = 0;
 constexpr size_t kFpsRangeHigh = 1;
 
-// Messages that explain the RRZO size, most telling first, with the table each reports a row of.
-struct RrzoMarker {
-    const char* text;
-    const char* table;  // "" when the message reports no table row
-};
-const RrzoMarker kRrzoMarkers[] = {
-    {"customized rrzo size", custpolicy::kTableCustomRrzoSize},
-    {"customized sensor size", custpolicy::kTableCustomSensorSize},
-    {"rrzo target size", ""},
-};
-
 NSCam::IMetadata sessionParamsOf(const SessionParamsSpec& params) {
     NSCam::IMetadata metadata;
     if (params.fpsRange) {
-        metadata.update(NSCam::IEntry::of<int32_t>(kTagAeTargetFpsRange,
+        metadata.update(NSCam::IEntry::of<int32_t>(custpolicy::kTagAeTargetFpsRange,
                                                    {static_cast<int32_t>((*params.fpsRange)[0]),
                                                     static_cast<int32_t>((*params.fpsRange)[1])}));
     }
     if (params.videoStabilization) {
-        metadata.update(
-            NSCam::IEntry::of<uint8_t>(kTagVideoStabilizationMode, {*params.videoStabilization}));
+        metadata.update(NSCam::IEntry::of<uint8_t>(custpolicy::kTagVideoStabilizationMode,
+                                                   {*params.videoStabilization}));
     }
-    if (params.aovMode) metadata.update(NSCam::IEntry::of<int32_t>(kTagAovMode, {*params.aovMode}));
-    if (params.api) metadata.update(NSCam::IEntry::of<int32_t>(kTagApiValue, {*params.api}));
+    if (params.aovMode)
+        metadata.update(NSCam::IEntry::of<int32_t>(custpolicy::kTagAovMode, {*params.aovMode}));
+    if (params.api)
+        metadata.update(NSCam::IEntry::of<int32_t>(custpolicy::kTagApiValue, {*params.api}));
     if (params.temperature) {
         uint8_t block[kTemperatureBlockSize] = {};
         std::memcpy(block + kTemperatureOffset, &*params.temperature, sizeof(int32_t));
-        metadata.update(NSCam::IEntry::ofBytes(kTagTemperature, block, sizeof(block)));
+        metadata.update(NSCam::IEntry::ofBytes(custpolicy::kTagTemperature, block, sizeof(block)));
     }
     if (params.engineerSensorMode) {
-        metadata.update(
-            NSCam::IEntry::of<uint8_t>(kTagEngineerSensorModeSelect, {*params.engineerSensorMode}));
+        metadata.update(NSCam::IEntry::of<uint8_t>(custpolicy::kTagEngineerSensorModeSel,
+                                                   {*params.engineerSensorMode}));
     }
     for (const MetadataEntrySpec& extra : params.extra) metadata.update(metadataEntry(extra));
     return metadata;
@@ -173,10 +118,6 @@ std::optional<bool> mipiTraversal(Policy&, std::shared_ptr<PolicyParsedAppConfig
     return std::nullopt;
 }
 
-bool contains(const std::string& text, const char* marker) {
-    return text.find(marker) != std::string::npos;
-}
-
 // The records from `from` on; their texts move out of the platform's record, which nothing else
 // reads.
 std::vector<LogLine> takeAndroidLog(size_t from) {
@@ -188,68 +129,19 @@ std::vector<LogLine> takeAndroidLog(size_t from) {
     return lines;
 }
 
-std::optional<LogLine> settingExplanation(const std::vector<LogLine>& log, bool& isLastMessage) {
-    isLastMessage = false;
-    std::optional<LogLine> finalResult;
-    std::optional<LogLine> explanation;
-    for (const LogLine& line : log) {
-        if (contains(line.text, kFinalResultMarker)) {
-            finalResult = line;
-            break;
-        }
-        // The normal path starts by gathering its inputs: a table match logged before it did not
-        // decide (its scenario was refused), the feature chip does.
-        if (contains(line.text, kNormalPathMarker)) explanation.reset();
-        for (const char* marker : kDecisionMarkers) {
-            if (contains(line.text, marker)) explanation = line;
-        }
+// Only the records that may explain the RRZO size: all a Decision reads of the RRZO calls' log.
+std::vector<LogLine> takeRrzoExplanations(size_t from) {
+    std::vector<LogLine> lines;
+    auto& log = hostplatform::state().recorded.androidLog;
+    for (size_t i = from; i < log.size(); ++i) {
+        if (mayExplainRrzo(log[i].text))
+            lines.push_back(
+                {log[i].priorityOrLevel, std::move(log[i].tag), std::move(log[i].text)});
     }
-    if (explanation) return explanation;
-    if (finalResult) return finalResult;
-    if (log.empty()) return std::nullopt;
-    isLastMessage = true;
-    return log.back();
-}
-
-// The message that explains the RRZO size, and the table whose row it reports ("" for none).
-std::optional<LogLine> rrzoExplanation(const std::vector<LogLine>& log, std::string& table) {
-    for (const RrzoMarker& marker : kRrzoMarkers) {
-        for (auto it = log.rbegin(); it != log.rend(); ++it) {
-            if (!contains(it->text, marker.text)) continue;
-            table = marker.table;
-            return *it;
-        }
-    }
-    return std::nullopt;
+    return lines;
 }
 
 }  // namespace
-
-char priorityLetter(int32_t priority) {
-    static const char kLetters[] = "??VDIWEF";
-    return priority >= 0 && priority < 8 ? kLetters[priority] : '?';
-}
-
-std::string logcatLine(const LogLine& line) {
-    return std::string(1, priorityLetter(line.priority)) + "/" + line.tag + ": " + line.text;
-}
-
-std::string withoutErrorTail(const std::string& text) {
-    // " (function){#line:path}" at the very end.
-    if (text.empty() || text.back() != '}') return text;
-    const size_t brace = text.rfind("){#");
-    if (brace == std::string::npos) return text;
-    const size_t open = text.rfind(" (", brace);
-    return open == std::string::npos ? text : text.substr(0, open);
-}
-
-bool shownAtDetailLevel(int32_t priority, int32_t detailLevel) {
-    if (priority > kPriorityWarning) return true;
-    if (priority == kPriorityWarning) return detailLevel >= kDetailLevelWarning;
-    if (priority == kPriorityInfo) return detailLevel >= kDetailLevelInfo;
-    if (priority == kPriorityDebug) return detailLevel >= kDetailLevelDebug;
-    return false;
-}
 
 struct BuiltConfiguration {
     std::shared_ptr<PolicyParsedAppConfiguration> appConfig;
@@ -311,9 +203,9 @@ std::vector<std::string> thirdCamGroups(const AppSpec& app) {
     if (!app.cameraAppName.empty()) {
         groups.push_back(app.cameraAppName);
     } else if (app.gsi) {
-        groups.push_back(kGsiCameraName);
+        groups.push_back(custpolicy::kLocaleGsi);
     }
-    groups.push_back(kCatchAllGroup);
+    groups.push_back(custpolicy::kLocaleAllCamApp);
     return groups;
 }
 
@@ -348,29 +240,6 @@ MatchFacts matchFacts(const SessionSpec& session, const BuiltConfiguration& conf
     facts.temperature = policy.getCurrentTemperature(&configuration.appConfig->sessionParams);
     addApplicationFacts(session, facts);
     return facts;
-}
-
-// The table whose match the explanation reports, or "" when no table decided.
-std::string decidingTable(const SensorRun& run) {
-    if (!run.decided || !run.decidedBy || run.decidedByIsLastMessage) return {};
-    const std::string& text = run.decidedBy->text;
-    if (contains(text, kThermalPickMarker)) return custpolicy::kTableThirdCamByThermal;
-    const size_t start = text.find(kTableMatchMarker);
-    if (start == std::string::npos) return {};
-    const size_t from = start + std::strlen(kTableMatchMarker);
-    const size_t end = text.find(']', from);
-    return end == std::string::npos ? std::string() : text.substr(from, end - from);
-}
-
-// A scan stops at its first match, so the table's last successful read is the row that decided.
-std::optional<MatchedRow> matchedRow(const std::string& table,
-                                     const std::vector<hostconfig::RowRead>& reads,
-                                     const std::string& file) {
-    for (auto it = reads.rbegin(); it != reads.rend(); ++it) {
-        if (it->table != table || it->status != hostconfig::kStatusOk) continue;
-        return MatchedRow{it->table, it->locale, it->key, file, it->line};
-    }
-    return std::nullopt;
 }
 
 // Why the helper could not describe `scenario`; "" when it answers every query.
@@ -412,22 +281,10 @@ std::vector<Warning> sessionWarnings(const SessionSpec& session) {
     return warnings;
 }
 
-// True for a message the library writes at error priority that reports a real fault; false for
-// the decision traces it also writes there.
-bool isLibraryError(const LogLine& line, const std::string& activity) {
-    if (line.priority < kPriorityError) return false;
-    for (const char* trace : kErrorPriorityTraces) {
-        if (contains(line.text, trace)) return false;
-    }
-    if (contains(line.text, kThermalWidthMarker))
-        return GetLocaleKeyCount(custpolicy::kTableThirdCamByThermal, activity.c_str()) > 0;
-    return true;
-}
-
-void collectErrors(const std::vector<LogLine>& log, const std::string& activity,
+void collectErrors(const std::vector<LogLine>& log, bool activityHasThermalRows,
                    std::vector<LogLine>& errors) {
     for (const LogLine& line : log) {
-        if (isLibraryError(line, activity))
+        if (isLibraryError(line, activityHasThermalRows))
             errors.push_back({line.priority, line.tag, withoutErrorTail(line.text)});
     }
 }
@@ -472,7 +329,7 @@ void Simulator::applySession(const SessionSpec& session) {
 }
 
 int32_t Simulator::thirdCapAnswer(const SessionSpec& session, int32_t sensorIdx) const {
-    const std::string camera = session.app.gsi ? kGsiCameraName : session.app.cameraAppName;
+    const std::string camera = session.app.gsi ? custpolicy::kLocaleGsi : session.app.cameraAppName;
     for (const ThirdCapAnswer& answer : mDevice->thirdCap.answers) {
         if (!answer.camera.empty() && answer.camera != camera) continue;
         if (!answer.activity.empty() && answer.activity != session.app.activity) continue;
@@ -482,112 +339,71 @@ int32_t Simulator::thirdCapAnswer(const SessionSpec& session, int32_t sensorIdx)
     return mDevice->thirdCap.defaultAnswer;
 }
 
-void Simulator::selectSetting(const SessionSpec& session, SensorRun& run,
+void Simulator::selectSetting(const SessionSpec& session, SensorCalls& calls, SensorTrace& trace,
                               const BuiltConfiguration& configuration) {
-    if (!mOutcomeOnly) run.facts = matchFacts(session, configuration, run.sensorIdx);
+    // The facts are asked of the library separately: only the trace shows them.
+    if (mTrace) trace.facts = matchFacts(session, configuration, calls.sensorIdx);
     hostplatform::State& state = hostplatform::state();
     const size_t logMark = state.recorded.androidLog.size();
     const size_t seamlessMark = state.recorded.seamless.size();
     const size_t thirdCapMark = state.recorded.thirdCap.size();
     const size_t sensorInfoMark = state.recorded.sensorInfo.size();
     mHost->takeRowReads();
-    state.thirdCap.answer = thirdCapAnswer(session, run.sensorIdx);
+    state.thirdCap.answer = thirdCapAnswer(session, calls.sensorIdx);
 
-    run.seamlessFlagsBefore = session.hal.seamlessFlags;
+    calls.seamlessFlagsBefore = session.hal.seamlessFlags;
     unsigned int seamlessFlags = session.hal.seamlessFlags;
     std::optional<bool> traversal;
-    if (session.hal.engineerTraversal && !run.newSettingPolicy) {
+    if (session.hal.engineerTraversal && !calls.newSettingPolicy) {
         CustSettingPolicyLegacy legacy;
-        traversal = mipiTraversal(legacy, configuration.appConfig, run.setting, run.sensorIdx, 0);
+        traversal =
+            mipiTraversal(legacy, configuration.appConfig, calls.record, calls.sensorIdx, 0);
         if (!traversal)
-            run.notes.push_back(
+            trace.notes.push_back(
                 "engineering traversal: not provided by this build of the legacy policy");
     }
     if (traversal.value_or(false)) {
-        run.decided = true;
-        run.byEngineerTraversal = true;
-        run.notes.push_back("engineering traversal chose the scenario; the adaptor was not asked");
+        calls.reportedDecision = true;
+        calls.byEngineerTraversal = true;
+        trace.notes.push_back(
+            "engineering traversal chose the scenario; the adaptor was not asked");
     } else {
-        run.decided = mSettingAdaptors.at(run.sensorIdx)
-                          ->selectSensorSetting(configuration.appConfig, configuration.streamInfo,
-                                                run.setting, run.sensorIdx, seamlessFlags,
-                                                configuration.userConfig, session.hal.floatParam0,
-                                                session.hal.floatParam1, session.hal.hdrMode);
+        calls.reportedDecision =
+            mSettingAdaptors.at(calls.sensorIdx)
+                ->selectSensorSetting(configuration.appConfig, configuration.streamInfo,
+                                      calls.record, calls.sensorIdx, seamlessFlags,
+                                      configuration.userConfig, session.hal.floatParam0,
+                                      session.hal.floatParam1, session.hal.hdrMode);
     }
-    run.seamlessFlags = seamlessFlags;
+    calls.seamlessFlags = seamlessFlags;
     for (size_t i = seamlessMark; i < state.recorded.seamless.size(); ++i) {
         const auto& call = state.recorded.seamless[i];
-        if (static_cast<int32_t>(call.sensorIdx) == run.sensorIdx)
-            run.seamlessScenario = call.scenario;
+        if (static_cast<int32_t>(call.sensorIdx) == calls.sensorIdx)
+            calls.seamlessScenario = call.scenario;
     }
-    for (size_t i = thirdCapMark; i < state.recorded.thirdCap.size() && !mOutcomeOnly; ++i) {
+    calls.capabilityManagerAsked = thirdCapMark < state.recorded.thirdCap.size();
+    for (size_t i = thirdCapMark; i < state.recorded.thirdCap.size() && mTrace; ++i) {
         const auto& call = state.recorded.thirdCap[i];
-        run.notes.push_back("third-party capability manager asked for camera \"" + call.camName +
-                            "\", activity \"" + call.activityName + "\": answered " +
-                            std::to_string(state.thirdCap.answer));
+        trace.notes.push_back("third-party capability manager asked for camera \"" + call.camName +
+                              "\", activity \"" + call.activityName + "\": answered " +
+                              std::to_string(state.thirdCap.answer));
     }
-    for (std::string& note : mEvaluator.takeNotes()) {
-        if (!mOutcomeOnly) run.notes.push_back(std::move(note));
-    }
-    run.settingLog = takeAndroidLog(logMark);
-    run.settingRowReads = mHost->takeRowReads();
-    run.decidedBy = settingExplanation(run.settingLog, run.decidedByIsLastMessage);
+    // The feature chip's notes explain a decision it made, traced or not.
+    for (std::string& note : mEvaluator.takeNotes()) trace.notes.push_back(std::move(note));
+    trace.settingLog = takeAndroidLog(logMark);
+    trace.settingRowReads = mHost->takeRowReads();
     for (size_t i = sensorInfoMark; i < state.recorded.sensorInfo.size(); ++i) {
         const auto& call = state.recorded.sensorInfo[i];
-        if (call.sensorIdx == run.sensorIdx) run.namedScenario = call.scenarioId;
+        if (call.sensorIdx == calls.sensorIdx) calls.namedScenario = call.scenarioId;
     }
-    explainSetting(run);
-}
-
-void Simulator::explainSetting(SensorRun& run) const {
-    const std::string table = decidingTable(run);
-    if (!table.empty()) {
-        run.match = matchedRow(table, run.settingRowReads, configName());
-    }
-    // A policy reports a decision once it has named a scenario, even when the sensor-info helper
-    // then failed and the record was left as it was.
-    if (run.decided && run.namedScenario) {
-        run.notFilledReason =
-            unansweredQuery(*mDevice->findSensor(run.sensorIdx), *run.namedScenario);
-        run.filled = run.notFilledReason.empty();
+    if (calls.reportedDecision && calls.namedScenario) {
+        const SensorSpec& sensor = *mDevice->findSensor(calls.sensorIdx);
+        calls.notFilledReason = unansweredQuery(sensor, *calls.namedScenario);
+        calls.namedScenarioIsAMode = sensor.modes.count(*calls.namedScenario) > 0;
     }
 }
 
-// The error lines of both calls, and the warnings about the decision and the RRZO size.
-void Simulator::reviewSensor(const SessionSpec& session, SensorRun& run) const {
-    if (!mOutcomeOnly) {
-        collectErrors(run.settingLog, session.app.activity, run.errors);
-        collectErrors(run.rrzoLog, session.app.activity, run.errors);
-    }
-    if (run.decided && !run.filled && run.namedScenario) {
-        const SensorSpec& sensor = *mDevice->findSensor(run.sensorIdx);
-        const bool noMode = sensor.modes.count(*run.namedScenario) == 0;
-        run.warnings.push_back({noMode ? "scenario-not-a-mode" : "sensor-query-failed",
-                                run.notFilledReason + ": SensorSetting left as it was"});
-    }
-    const auto& range = session.params.fpsRange;
-    if (run.filled && range &&
-        (*range)[kFpsRangeHigh] > static_cast<int64_t>(run.setting.sensorFps)) {
-        run.warnings.push_back(
-            {"fps-below-request", "scenario " + std::to_string(run.setting.sensorMode) +
-                                      " runs at " + std::to_string(run.setting.sensorFps) +
-                                      " fps, below the " + std::to_string((*range)[kFpsRangeHigh]) +
-                                      " fps the session asks for"});
-    }
-    const MSize rrzo = run.rrzoSize;
-    const MSize sensor = run.rrzoSensorSize;
-    // A size table replaces the RRZO as its row stands, so a side can even be negative.
-    if (rrzo.w <= 0 || rrzo.h <= 0) {
-        run.warnings.push_back(
-            {"rrzo-zero-side", "RRZO " + sizeText(rrzo) + " has a side of zero or less"});
-    } else if (sensor.w > 0 && sensor.h > 0 && (rrzo.w > sensor.w || rrzo.h > sensor.h)) {
-        run.warnings.push_back(
-            {"rrzo-exceeds-sensor",
-             "RRZO " + sizeText(rrzo) + " exceeds the sensor output " + sizeText(sensor)});
-    }
-}
-
-void Simulator::selectRrzo(const SessionSpec& session, SensorRun& run,
+void Simulator::selectRrzo(const SessionSpec& session, SensorCalls& calls, SensorTrace& trace,
                            const BuiltConfiguration& configuration) {
     hostplatform::State& state = hostplatform::state();
     const size_t logMark = state.recorded.androidLog.size();
@@ -602,82 +418,87 @@ void Simulator::selectRrzo(const SessionSpec& session, SensorRun& run,
     inParams.pParsedAppImageStreamInfo = configuration.streamInfo;
 
     mHost->takeRowReads();
-    CustRrzoAlgoAdaptor& adaptor = *mRrzoAdaptors.at(run.sensorIdx);
+    CustRrzoAlgoAdaptor& adaptor = *mRrzoAdaptors.at(calls.sensorIdx);
     MSize targetSize = session.hal.rrzoTarget.value_or(
-        defaultRrzoRequest(configuration.streamInfo->maxStreamSize, run.rrzoSensorSize));
-    run.rrzoRequested = targetSize;
-    adaptor.calculateTargetSize(run.sensorIdx, targetSize, session.hal.rrzoIntParam,
+        defaultRrzoRequest(configuration.streamInfo->maxStreamSize, calls.rrzoSensorSize));
+    calls.rrzoRequested = targetSize;
+    adaptor.calculateTargetSize(calls.sensorIdx, targetSize, session.hal.rrzoIntParam,
                                 mSettingsForRrzo, session.hal.rrzoFlagA, session.hal.rrzoFlagB,
                                 session.hal.rrzoUintParam, &outParams, &inParams);
-    MSize outSize = run.rrzoRequested;
-    adaptor.selectTargetSize(run.sensorIdx, run.rrzoSensorSize, outSize);
-    run.rrzoSize = outSize;
-    // Both records are emptied for the next call either way.
-    std::vector<std::string> notes = mEvaluator.takeNotes();
-    std::vector<hostconfig::RowRead> reads = mHost->takeRowReads();
-    if (mOutcomeOnly) return;
-    run.rrzoNotes = std::move(notes);
-    run.rrzoRowReads = std::move(reads);
-    run.rrzoLog = takeAndroidLog(logMark);
-    std::string table;
-    run.rrzoDecidedBy = rrzoExplanation(run.rrzoLog, table);
-    if (!table.empty()) run.rrzoMatch = matchedRow(table, run.rrzoRowReads, configName());
+    MSize outSize = calls.rrzoRequested;
+    adaptor.selectTargetSize(calls.sensorIdx, calls.rrzoSensorSize, outSize);
+    calls.rrzoSize = outSize;
+    trace.rrzoNotes = mEvaluator.takeNotes();
+    trace.rrzoRowReads = mHost->takeRowReads();
+    // Untraced, the Decision needs only the messages that may explain the size.
+    trace.rrzoLog = mTrace ? takeAndroidLog(logMark) : takeRrzoExplanations(logMark);
 }
 
 SessionRun Simulator::run(const SessionSpec& session) {
     // Every session starts from the device's answers alone: a configuration does not inherit the
     // previous one's facts, records or feature-chip state. The adaptors, like the HAL's, stay.
-    // The reports name the row that decided; the row-read record is cheap enough to keep on.
+    // Puts this device's tables in force and starts the row-read record: the decisions name the
+    // row that decided.
     beginRun();
-    if (!mUnifiedLog) ULogger::sMode &= ~kUnifiedLogModes;
+    if (!mUnifiedLog) ULogger::sMode &= ~custpolicy::kLogModeUnified;
     applySession(session);
     mEvaluator.resetRrzoState();
     const BuiltConfiguration configuration = buildConfiguration(session);
 
-    SessionRun result;
-    result.session = &session;
     std::vector<int32_t> indices = session.sensors;
     if (indices.empty()) {
         for (const SensorSpec& sensor : mDevice->sensors) indices.push_back(sensor.index);
     }
-    for (int32_t index : indices) {
-        const SensorSpec& profile = *mDevice->findSensor(index);
-        SensorRun run;
-        run.sensorIdx = index;
-        run.sensorName = profile.name;
-        run.newSettingPolicy = profile.newSettingPolicy;
-        run.newRrzoPolicy = profile.newRrzoPolicy;
-        selectSetting(session, run, configuration);
-        result.sensors.push_back(std::move(run));
+    std::vector<SensorCalls> calls(indices.size());
+    std::vector<SensorTrace> traces(indices.size());
+    for (size_t i = 0; i < indices.size(); ++i) {
+        const SensorSpec& profile = *mDevice->findSensor(indices[i]);
+        SensorCalls& sensor = calls[i];
+        sensor.sensorIdx = indices[i];
+        sensor.sensorName = profile.name;
+        sensor.newSettingPolicy = profile.newSettingPolicy;
+        sensor.newRrzoPolicy = profile.newRrzoPolicy;
+        sensor.configName = configName();
+        if (const auto& range = session.params.fpsRange)
+            sensor.requestedFps = (*range)[kFpsRangeHigh];
+        selectSetting(session, sensor, traces[i], configuration);
     }
 
     // The HAL hands the RRZO policy the settings of every sensor of the configuration. A sensor the
     // policy decided nothing for runs in the HAL's own fallback scenario.
     mSettingsForRrzo = std::make_shared<CustSensorSettingMap>();
-    for (SensorRun& run : result.sensors) {
-        SensorSetting effective = run.setting;
-        if (!run.decided) {
-            const SensorSpec& profile = *mDevice->findSensor(run.sensorIdx);
-            run.halFallback = true;
+    for (SensorCalls& sensor : calls) {
+        SensorSetting effective = sensor.record;
+        if (!sensor.reportedDecision) {
+            const SensorSpec& profile = *mDevice->findSensor(sensor.sensorIdx);
             if (profile.halFallbackScenario) {
-                run.fallbackScenario = profile.halFallbackScenario;
+                sensor.fallbackScenario = profile.halFallbackScenario;
             } else if (!profile.modes.empty()) {
-                run.fallbackScenario = profile.modes.begin()->first;
+                sensor.fallbackScenario = profile.modes.begin()->first;
             }
-            if (run.fallbackScenario) {
-                const ModeSpec& mode = profile.modes.at(*run.fallbackScenario);
+            if (sensor.fallbackScenario) {
+                const ModeSpec& mode = profile.modes.at(*sensor.fallbackScenario);
                 effective.sensorMode = static_cast<uint32_t>(mode.scenario);
                 effective.sensorFps = mode.fps;
                 effective.sensorSize = mode.size;
                 effective.rawFmtType = mode.rawFormatType;
             }
         }
-        run.rrzoSensorSize = effective.sensorSize;
-        (*mSettingsForRrzo)[static_cast<unsigned int>(run.sensorIdx)] = effective;
+        sensor.rrzoSensorSize = effective.sensorSize;
+        (*mSettingsForRrzo)[static_cast<unsigned int>(sensor.sensorIdx)] = effective;
     }
-    for (SensorRun& run : result.sensors) {
-        selectRrzo(session, run, configuration);
-        reviewSensor(session, run);
+    SessionRun result;
+    result.session = &session;
+    result.sensors.reserve(calls.size());
+    for (size_t i = 0; i < calls.size(); ++i) {
+        selectRrzo(session, calls[i], traces[i], configuration);
+        result.sensors.push_back(buildDecision(calls[i], traces[i]));
+        if (!mTrace) continue;
+        const bool thermalRows = GetLocaleKeyCount(custpolicy::kTableThirdCamByThermal,
+                                                   session.app.activity.c_str()) > 0;
+        collectErrors(traces[i].settingLog, thermalRows, traces[i].errors);
+        collectErrors(traces[i].rrzoLog, thermalRows, traces[i].errors);
+        result.traces.push_back(std::move(traces[i]));
     }
     mSettingsForRrzo.reset();
     result.warnings = sessionWarnings(session);

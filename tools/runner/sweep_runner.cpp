@@ -226,7 +226,9 @@ public:
         return true;
     }
 
-    bool next(unsigned worker, std::string_view& record) { return mWorkers[worker].reader.next(record); }
+    bool next(unsigned worker, std::string_view& record) {
+        return mWorkers[worker].reader.next(record);
+    }
 
     // Waits for every worker; false with `error` naming the first that did not end well.
     bool finish(std::string& error) {
@@ -293,119 +295,216 @@ void runInProcess(HostSession& host, const SweepSpec& sweep,
 
 }  // namespace
 
+namespace {
+
+void putRow(Encoder& out, const std::optional<MatchedRow>& row) {
+    out.put(row.has_value());
+    if (!row) return;
+    out.put(row->table);
+    out.put(row->locale);
+    out.put(row->key);
+    out.put(row->file);
+    out.put(row->line);
+}
+
+std::optional<MatchedRow> getRow(Decoder& in) {
+    if (!in.get<bool>()) return std::nullopt;
+    MatchedRow row;
+    row.table = in.text();
+    row.locale = in.text();
+    row.key = in.text();
+    row.file = in.text();
+    row.line = in.get<int32_t>();
+    return row;
+}
+
+void putSize(Encoder& out, MSize size) {
+    out.put(size.w);
+    out.put(size.h);
+}
+
+MSize getSize(Decoder& in) {
+    MSize size;
+    size.w = in.get<int32_t>();
+    size.h = in.get<int32_t>();
+    return size;
+}
+
+template <typename T>
+void putOptional(Encoder& out, const std::optional<T>& value) {
+    out.put(value.has_value());
+    if (value) out.put(*value);
+}
+
+template <typename T>
+std::optional<T> getOptional(Decoder& in) {
+    if (!in.get<bool>()) return std::nullopt;
+    return in.get<T>();
+}
+
+void putWarnings(Encoder& out, const std::vector<Warning>& warnings) {
+    out.put(static_cast<uint32_t>(warnings.size()));
+    for (const Warning& warning : warnings) {
+        out.put(warning.code);
+        out.put(warning.message);
+    }
+}
+
+void getWarnings(Decoder& in, std::vector<Warning>& warnings) {
+    const auto count = in.get<uint32_t>();
+    for (uint32_t i = 0; i < count && !in.bad(); ++i) {
+        Warning warning;
+        warning.code = in.text();
+        warning.message = in.text();
+        warnings.push_back(std::move(warning));
+    }
+}
+
+// Every field of a Decision but the RRZO message, which no sweep output reads.
+void putDecision(Encoder& out, const Decision& d) {
+    out.put(d.sensorIdx);
+    out.put(d.sensorName);
+    out.put(d.newSettingPolicy);
+    out.put(d.newRrzoPolicy);
+    out.put(static_cast<uint8_t>(d.result));
+    out.put(static_cast<uint8_t>(d.path));
+    out.put(d.byEngineerTraversal);
+    out.put(d.record.sensorMode);
+    out.put(d.record.sensorFps);
+    putSize(out, d.record.sensorSize);
+    out.put(d.record.rawFmtType);
+    putOptional(out, d.namedScenario);
+    out.put(d.notFilledReason);
+    out.put(d.seamlessFlagsBefore);
+    out.put(d.seamlessFlags);
+    putOptional(out, d.seamlessScenario);
+    putSize(out, d.rrzoRequested);
+    putSize(out, d.rrzoSensorSize);
+    putSize(out, d.rrzoSize);
+    putOptional(out, d.fallbackScenario);
+    putRow(out, d.row);
+    putRow(out, d.rrzoRow);
+    out.put(d.message.has_value());
+    if (d.message) {
+        out.put(d.message->priority);
+        out.put(d.message->tag);
+        out.put(d.message->text);
+    }
+    out.put(d.messageIsLast);
+    out.put(d.explanation);
+    putWarnings(out, d.warnings);
+    out.put(static_cast<uint32_t>(d.overridden.size()));
+    for (const OverriddenRow& overridden : d.overridden) {
+        putRow(out, overridden.row);
+        out.put(static_cast<uint8_t>(overridden.by));
+    }
+}
+
+// An enumerator sent as its number; false when the number is none of them.
+template <typename Enum>
+bool getEnum(Decoder& in, Enum last, Enum& value) {
+    const auto raw = in.get<uint8_t>();
+    value = static_cast<Enum>(raw);
+    return raw <= static_cast<uint8_t>(last);
+}
+
+bool getDecision(Decoder& in, Decision& d) {
+    d.sensorIdx = in.get<int32_t>();
+    d.sensorName = in.text();
+    d.newSettingPolicy = in.get<bool>();
+    d.newRrzoPolicy = in.get<bool>();
+    if (!getEnum(in, DecisionResult::None, d.result)) return false;
+    if (!getEnum(in, PolicyPath::HalFallback, d.path)) return false;
+    d.byEngineerTraversal = in.get<bool>();
+    d.record.sensorMode = in.get<uint32_t>();
+    d.record.sensorFps = in.get<uint32_t>();
+    d.record.sensorSize = getSize(in);
+    d.record.rawFmtType = in.get<uint32_t>();
+    d.namedScenario = getOptional<int32_t>(in);
+    d.notFilledReason = in.text();
+    d.seamlessFlagsBefore = in.get<uint32_t>();
+    d.seamlessFlags = in.get<uint32_t>();
+    d.seamlessScenario = getOptional<uint32_t>(in);
+    d.rrzoRequested = getSize(in);
+    d.rrzoSensorSize = getSize(in);
+    d.rrzoSize = getSize(in);
+    d.fallbackScenario = getOptional<int32_t>(in);
+    d.row = getRow(in);
+    d.rrzoRow = getRow(in);
+    if (in.get<bool>()) {
+        LogLine line;
+        line.priority = in.get<int32_t>();
+        line.tag = in.text();
+        line.text = in.text();
+        d.message = std::move(line);
+    }
+    d.messageIsLast = in.get<bool>();
+    d.explanation = in.text();
+    getWarnings(in, d.warnings);
+    const auto overridden = in.get<uint32_t>();
+    for (uint32_t i = 0; i < overridden && !in.bad(); ++i) {
+        OverriddenRow row;
+        row.row = getRow(in).value_or(MatchedRow());
+        if (!getEnum(in, PolicyPath::HalFallback, row.by)) return false;
+        d.overridden.push_back(std::move(row));
+    }
+    return !in.bad();
+}
+
+}  // namespace
+
 void encodePoint(const SweepPoint& point, std::string& bytes) {
     Encoder out(bytes);
     out.put(point.index);
+    putWarnings(out, point.sessionWarnings);
     out.put(static_cast<uint32_t>(point.sensors.size()));
-    for (const SweepOutcome& o : point.sensors) {
-        out.put(o.sensorIdx);
-        out.put(o.decided);
-        out.put(o.scenario);
-        out.put(o.fps);
-        out.put(o.sensorSize.w);
-        out.put(o.sensorSize.h);
-        out.put(o.rawFormatType);
-        out.put(o.rrzoSize.w);
-        out.put(o.rrzoSize.h);
-        out.put(o.seamlessFlags);
-        out.put(o.seamlessScenario);
-        out.put(o.match.has_value());
-        if (o.match) {
-            out.put(o.match->table);
-            out.put(o.match->locale);
-            out.put(o.match->key);
-            out.put(o.match->file);
-            out.put(o.match->line);
-        }
-        out.put(o.message);
-        out.put(static_cast<uint32_t>(o.warnings.size()));
-        for (const std::string& warning : o.warnings) out.put(warning);
-    }
+    for (const Decision& decision : point.sensors) putDecision(out, decision);
 }
 
 bool decodePoint(std::string_view bytes, SweepPoint& point) {
     Decoder in(bytes);
     point.index = in.get<uint64_t>();
+    point.sessionWarnings.clear();
+    getWarnings(in, point.sessionWarnings);
     const auto sensors = in.get<uint32_t>();
     point.sensors.clear();
     for (uint32_t i = 0; i < sensors && !in.bad(); ++i) {
-        SweepOutcome o;
-        o.sensorIdx = in.get<int32_t>();
-        o.decided = in.get<bool>();
-        o.scenario = in.get<int32_t>();
-        o.fps = in.get<uint32_t>();
-        o.sensorSize.w = in.get<int32_t>();
-        o.sensorSize.h = in.get<int32_t>();
-        o.rawFormatType = in.get<uint32_t>();
-        o.rrzoSize.w = in.get<int32_t>();
-        o.rrzoSize.h = in.get<int32_t>();
-        o.seamlessFlags = in.get<uint32_t>();
-        o.seamlessScenario = in.get<int64_t>();
-        if (in.get<bool>()) {
-            MatchedRow row;
-            row.table = in.text();
-            row.locale = in.text();
-            row.key = in.text();
-            row.file = in.text();
-            row.line = in.get<int32_t>();
-            o.match = std::move(row);
-        }
-        o.message = in.text();
-        const auto warnings = in.get<uint32_t>();
-        for (uint32_t w = 0; w < warnings && !in.bad(); ++w) o.warnings.push_back(in.text());
-        point.sensors.push_back(std::move(o));
+        Decision decision;
+        if (!getDecision(in, decision)) return false;
+        point.sensors.push_back(std::move(decision));
     }
     return in.ok();
 }
 
 void configureForSweep(Simulator& simulator) {
     simulator.setUnifiedLog(false);
-    simulator.setOutcomeOnly(true);
+    simulator.setTrace(false);
 }
 
-std::vector<std::string> decisionWarnings(const std::vector<Warning>& warnings) {
+int32_t sweepMode(const Decision& decision) {
+    return decision.chosen() ? static_cast<int32_t>(decision.record.sensorMode) : -1;
+}
+
+std::string decisionMessage(const Decision& decision) {
+    return decision.message ? logcatLine(*decision.message) : std::string();
+}
+
+std::vector<std::string> pointWarnings(const SweepPoint& point, const Decision& decision) {
     std::vector<std::string> texts;
-    for (const Warning& warning : warnings) texts.push_back(warning.code + ": " + warning.message);
+    for (const auto* list : {&point.sessionWarnings, &decision.warnings}) {
+        for (const Warning& warning : *list) texts.push_back(warning.code + ": " + warning.message);
+    }
     return texts;
 }
 
 SweepPoint runSweepPoint(Simulator& simulator, const SweepSpec& sweep, uint64_t index) {
     const SessionSpec session = sweep.sessionAt(index);
-    const SessionRun run = simulator.run(session);
+    SessionRun run = simulator.run(session);
     SweepPoint point;
     point.index = index;
-    const std::vector<std::string> sessionWarnings = decisionWarnings(run.warnings);
-    for (const SensorRun& sensor : run.sensors) {
-        point.sensors.push_back(outcomeOf(sensor));
-        auto& warnings = point.sensors.back().warnings;
-        warnings.insert(warnings.begin(), sessionWarnings.begin(), sessionWarnings.end());
-    }
+    point.sensors = std::move(run.sensors);
+    point.sessionWarnings = std::move(run.warnings);
     return point;
-}
-
-SweepOutcome outcomeOf(const SensorRun& run) {
-    SweepOutcome outcome;
-    outcome.sensorIdx = run.sensorIdx;
-    // A scenario named but not filled into the record is no mode the sensor runs in: the point
-    // counts as undecided, and its warning says what was named.
-    outcome.decided = run.decided && run.filled;
-    if (outcome.decided) {
-        outcome.scenario = static_cast<int32_t>(run.setting.sensorMode);
-        outcome.fps = run.setting.sensorFps;
-        outcome.sensorSize = run.setting.sensorSize;
-        outcome.rawFormatType = run.setting.rawFmtType;
-    }
-    outcome.rrzoSize = run.rrzoSize;
-    outcome.seamlessFlags = run.seamlessFlags;
-    if (run.seamlessScenario) outcome.seamlessScenario = *run.seamlessScenario;
-    outcome.match = run.match;
-    if (run.decidedBy) {
-        LogLine line = *run.decidedBy;
-        line.text = withoutErrorTail(line.text);
-        outcome.message = logcatLine(line);
-    }
-    outcome.warnings = decisionWarnings(run.warnings);
-    return outcome;
 }
 
 bool runSweep(HostSession& host, const SweepSpec& sweep, unsigned jobs,

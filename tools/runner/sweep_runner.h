@@ -17,41 +17,28 @@
 // workers.
 namespace custsim {
 
-// What a sweep keeps of one sensor's run at one point.
-struct SweepOutcome {
-    int32_t sensorIdx = 0;
-    bool decided = false;
-    int32_t scenario = -1;  // -1: no decision
-    uint32_t fps = 0;
-    MSize sensorSize;
-    uint32_t rawFormatType = 0;
-    MSize rrzoSize;
-    uint32_t seamlessFlags = 0;
-    int64_t seamlessScenario = -1;  // -1: none recorded
-    std::optional<MatchedRow> match;
-    // The message that explains the decision, or the call's last message when nothing was decided
-    // (logcat style, without the error tail).
-    std::string message;
-    std::vector<std::string> warnings;
-};
-
 struct SweepPoint {
     uint64_t index = 0;
-    std::vector<SweepOutcome> sensors;  // in the order the session runs them
+    std::vector<Decision> sensors;  // in the order the session runs them
+    std::vector<Warning> sessionWarnings;
 };
 
-// Sets a simulator up as a sweep runs it: the library's messages go to the Android log only, and a
-// run keeps only what the sweep reports. Neither changes what the sweep reports.
+// The scenario a sensor runs in at a point, as the sweep's outputs count it: -1 unless a mode was
+// chosen (a scenario named but not filled is no mode the sensor runs in; its result says so).
+int32_t sweepMode(const Decision& decision);
+// The message that explains the decision (or the call's last message), logcat style without the
+// error tail; "" for none.
+std::string decisionMessage(const Decision& decision);
+// The warnings of a sensor at a point as the sweep's outputs print them ("code: message"): the
+// session's first, then the sensor's.
+std::vector<std::string> pointWarnings(const SweepPoint& point, const Decision& decision);
+
+// Sets a simulator up as a sweep runs it: the library's messages go to the Android log only, and no
+// trace is kept. Neither changes what the sweep reports.
 void configureForSweep(Simulator& simulator);
 
 // Runs one point of the sweep on the simulator.
 SweepPoint runSweepPoint(Simulator& simulator, const SweepSpec& sweep, uint64_t index);
-
-// Reduces one sensor's run to what the sweep reports.
-SweepOutcome outcomeOf(const SensorRun& run);
-
-// Warnings as the sweep's outputs print them: "code: message".
-std::vector<std::string> decisionWarnings(const std::vector<Warning>& warnings);
 
 // What an output of a sweep makes of a point, in two halves, so that the formatting is spread over
 // the workers with the points: `encode` runs where the point ran (a worker process, or this one
