@@ -117,6 +117,10 @@ bool parseWorkflowOptions(const char* command, const std::vector<std::string>& a
             options.help = true;
         } else if (flags.record && arg == "--record") {
             options.record = true;
+        } else if (flags.record && arg == "--all-keys") {
+            options.allKeys = true;
+        } else if (flags.record && arg == "--force") {
+            options.force = true;
         } else if (flags.device && arg == "--device" && i + 1 < args.size()) {
             options.device = args[++i];
         } else if (flags.device && arg.rfind("--device=", 0) == 0) {

@@ -80,8 +80,10 @@ bool openCorpus(const std::vector<std::string>& files, CorpusInputs& inputs, std
 struct WorkflowOptions {
     bool json = false;
     bool help = false;
-    bool record = false;  // check --record
-    std::string device;   // diff --device DEVICE.toml
+    bool record = false;   // check --record
+    bool allKeys = false;  // check --record --all-keys: every key for every sensor
+    bool force = false;    // check --record --force: replace read-only and hard-linked sessions
+    std::string device;    // diff --device DEVICE.toml
     std::vector<std::string> files;
 };
 // Which options a workflow command takes beyond --json and --help.

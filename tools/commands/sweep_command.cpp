@@ -6,16 +6,18 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
-#include <fstream>
 #include <iostream>
+#include <new>
 
 #include "cli.h"
 #include "commands.h"
 #include "device_profile.h"
+#include "file_output.h"
 #include "host_config_store.h"
 #include "sweep_file.h"
 #include "sweep_report.h"
 #include "sweep_runner.h"
+#include "text_escape.h"
 
 // sweep: run the product of a sweep's axes and report every point, as CSV, JSON, a summary and a
 // map page.
@@ -35,7 +37,9 @@ const char kSweepHelp[] =
     "  --csv             print one CSV row per point and sensor\n"
     "  --json            print one JSON document with a result per point and sensor\n"
     "  --html FILE       write a self-contained page with a map per sensor: one cell per point,\n"
-    "                    coloured by the scenario chosen, with a legend and a summary\n"
+    "                    coloured by the scenario chosen, with a legend and a summary; the\n"
+    "                    file is replaced whole once the run succeeded, never an input\n"
+    "  --force           let --html replace a read-only or hard-linked file\n"
     "  --x AXIS, --y AXIS\n"
     "                    the axes the map draws across and down (default: the sweep's [map],\n"
     "                    else its two fastest-varying axes); the other axes get a selector\n"
@@ -62,6 +66,7 @@ struct SweepOptions {
     bool csv = false;
     bool json = false;
     bool help = false;
+    bool force = false;  // --force: the page may replace a read-only or hard-linked file
     std::string html;
     std::string x;
     std::string y;
@@ -146,6 +151,8 @@ bool parseSweepOptions(const std::vector<std::string>& args, SweepOptions& optio
             options.csv = true;
         } else if (arg == "--json") {
             options.json = true;
+        } else if (arg == "--force") {
+            options.force = true;
         } else if (arg == "-h" || arg == "--help") {
             options.help = true;
         } else {
@@ -230,45 +237,57 @@ private:
     bool mShown = false;
 };
 
+// Refuses, before anything runs, a page that could not be put in place or would replace one of
+// the run's inputs.
+bool checkPageTarget(const SweepOptions& options, const DeviceProfile& device, std::ostream& err) {
+    if (options.html.empty()) return true;
+    const std::string inputs[] = {options.files[0], options.files[1], device.configFile};
+    for (const std::string& input : inputs) {
+        if (input.empty() || !sameFile(options.html, input)) continue;
+        err << "custpolicy: --html " << terminalText(options.html) << " is the input "
+            << terminalText(input) << "; name another file for the page\n";
+        return false;
+    }
+    std::string error;
+    if (checkReplaceable(options.html, ReplaceOptions{options.force}, error)) return true;
+    err << "custpolicy: cannot write the page: " << terminalText(error) << "\n";
+    return false;
+}
+
 int runAndReport(const SweepOptions& options, const DeviceProfile& device, const SweepSpec& sweep,
                  MapAxes axes, std::ostream& out, std::ostream& err) {
-    const std::string partial = options.html + ".partial";
-    std::ofstream page;
-    if (!options.html.empty()) {
-        page.open(partial, std::ios::binary | std::ios::trunc);
-        if (!page) {
-            err << "custpolicy: cannot write " << options.html << ": " << std::strerror(errno)
-                << "\n";
-            return kExitInputError;
-        }
+    AtomicFile page;
+    std::string error;
+    if (!options.html.empty() && !page.open(options.html, ReplaceOptions{options.force}, error)) {
+        err << "custpolicy: cannot write the page: " << terminalText(error) << "\n";
+        return kExitInputError;
     }
+    const bool withPage = !options.html.empty();
     std::vector<std::unique_ptr<SweepOutput>> writers;
     if (options.csv) writers.push_back(makeCsvWriter(out, device, sweep));
     if (options.json) writers.push_back(makeJsonWriter(out, device, sweep));
     if (!options.csv && !options.json)
         writers.push_back(makeSummaryWriter(out, device, sweep, axes.x));
-    if (page.is_open()) writers.push_back(makeHtmlWriter(page, device, sweep, axes));
+    if (withPage) writers.push_back(makeHtmlWriter(page.stream(), device, sweep, axes));
     std::vector<SweepOutput*> outputs;
     for (auto& writer : writers) outputs.push_back(writer.get());
 
     Progress progress(&err == &std::cerr && isatty(STDERR_FILENO) == 1, sweep.points);
-    std::string error;
     const bool ok = runSweep(
         device, sweep, options.jobs != 0 ? options.jobs : defaultJobs(), outputs,
         [&](uint64_t done) { progress.update(done); }, error);
     if (!ok) {
-        if (page.is_open()) std::remove(partial.c_str());
-        err << "custpolicy: " << error << "; the output is incomplete\n";
+        err << "custpolicy: " << error << "; the output is incomplete"
+            << (withPage ? " and the page was not written" : "") << "\n";
         return kExitInputError;
     }
     for (auto& writer : writers) writer->finish();
-    if (page.is_open()) {
-        page.close();
-        if (!page || std::rename(partial.c_str(), options.html.c_str()) != 0) {
-            std::remove(partial.c_str());
-            err << "custpolicy: cannot write " << options.html << "\n";
-            return kExitInputError;
-        }
+    // Standard output that could not take the report (it reports why): the page of a run whose
+    // report was lost is not published either.
+    if (!out.flush()) return kExitInputError;
+    if (withPage && !page.commit(error)) {
+        err << "custpolicy: cannot write the page: " << terminalText(error) << "\n";
+        return kExitInputError;
     }
     return kExitOk;
 }
@@ -286,6 +305,7 @@ int sweep(const SweepOptions& options, std::ostream& out, std::ostream& err) {
     }
     MapAxes axes;
     if (!chooseMapAxes(options, plan, axes, err)) return kExitFindings;
+    if (!checkPageTarget(options, device, err)) return kExitInputError;
     return runAndReport(options, device, plan, axes, out, err);
 }
 
@@ -304,6 +324,10 @@ int sweepCommand(const std::vector<std::string>& args, std::ostream& out, std::o
     }
     try {
         return sweep(options, out, err);
+    } catch (const std::bad_alloc&) {
+        err << "custpolicy: sweep stopped: out of memory (fewer points, --max-points, or fewer"
+               " outputs need less)\n";
+        return kExitInputError;
     } catch (const std::exception& e) {
         err << "custpolicy: sweep stopped: " << e.what() << "\n";
         return kExitInputError;

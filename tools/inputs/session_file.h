@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "device_profile.h"
@@ -125,6 +126,9 @@ struct SessionSpec {
 // Reads and checks a session against the device it is to run on.
 SessionSpec loadSession(const std::string& path, const DeviceProfile& device,
                         Diagnostics& diagnostics);
+// The same from the text of a session file; `path` names it.
+SessionSpec loadSessionText(std::string_view text, const std::string& path,
+                            const DeviceProfile& device, Diagnostics& diagnostics);
 
 // Reads a session's keys from a table (a session file's root, or a table inside another file);
 // every key of the table must be a session key.

@@ -16,6 +16,99 @@ namespace {
 
 std::string inQuotes(std::string_view text) { return "'" + std::string(text) + "'"; }
 
+// Where a position of TOML text stands, as far as telling a table header from a value goes.
+enum class Lex { Normal, Basic, Literal, MultiLineBasic, MultiLineLiteral, Comment };
+
+bool isBareKeyCharacter(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' ||
+           c == '-';
+}
+
+// Column (1-based) at which the table header starting at `at` lacks a name, or 0 when it has
+// one. toml++ 3.3.0 asserts (or, built without assertions, assumes) that a header's name starts
+// with a key character or a quote, where a header such as "[" alone on a line breaks that.
+size_t headerWithoutName(std::string_view text, size_t at, size_t lineStart) {
+    size_t i = at + 1;
+    if (i < text.size() && text[i] == '[') ++i;
+    while (i < text.size() && (text[i] == ' ' || text[i] == '\t')) ++i;
+    if (i == text.size()) return 0;  // the end of the text: toml++ reports it
+    const char c = text[i];
+    if (isBareKeyCharacter(c) || c == '"' || c == '\'' || c == ']') return 0;
+    return i - lineStart + 1;
+}
+
+// The first table header without a name, before toml++ sees it: false with its line and column.
+// Headers are found by a light lexer over strings, comments, arrays and inline tables; what it
+// misreads in invalid text is refused by toml++ in any case.
+bool headersHaveNames(std::string_view text, uint32_t& line, uint32_t& column) {
+    Lex state = Lex::Normal;
+    int depth = 0;  // open '[' and '{' of values
+    uint32_t lineNumber = 1;
+    size_t lineStart = 0;
+    bool atLineStart = true;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (c == '\n') {
+            if (state != Lex::MultiLineBasic && state != Lex::MultiLineLiteral) state = Lex::Normal;
+            ++lineNumber;
+            lineStart = i + 1;
+            atLineStart = true;
+            continue;
+        }
+        const bool blank = c == ' ' || c == '\t' || c == '\r';
+        if (atLineStart && !blank && state == Lex::Normal && depth == 0 && c == '[') {
+            if (const size_t bad = headerWithoutName(text, i, lineStart); bad != 0) {
+                line = lineNumber;
+                column = static_cast<uint32_t>(bad);
+                return false;
+            }
+            state = Lex::Comment;  // the rest of a header line holds no value
+            continue;
+        }
+        if (!blank) atLineStart = false;
+        const std::string_view rest = text.substr(i);
+        switch (state) {
+            case Lex::Comment:
+                break;
+            case Lex::Basic:
+                if (c == '\\')
+                    ++i;
+                else if (c == '"')
+                    state = Lex::Normal;
+                break;
+            case Lex::Literal:
+                if (c == '\'') state = Lex::Normal;
+                break;
+            case Lex::MultiLineBasic:
+                if (c == '\\')
+                    ++i;
+                else if (rest.rfind("\"\"\"", 0) == 0)
+                    state = Lex::Normal, i += 2;
+                break;
+            case Lex::MultiLineLiteral:
+                if (rest.rfind("\'\'\'", 0) == 0) state = Lex::Normal, i += 2;
+                break;
+            case Lex::Normal:
+                if (c == '#')
+                    state = Lex::Comment;
+                else if (rest.rfind("\"\"\"", 0) == 0)
+                    state = Lex::MultiLineBasic, i += 2;
+                else if (rest.rfind("\'\'\'", 0) == 0)
+                    state = Lex::MultiLineLiteral, i += 2;
+                else if (c == '"')
+                    state = Lex::Basic;
+                else if (c == '\'')
+                    state = Lex::Literal;
+                else if (c == '[' || c == '{')
+                    ++depth;
+                else if ((c == ']' || c == '}') && depth > 0)
+                    --depth;
+                break;
+        }
+    }
+    return true;
+}
+
 }  // namespace
 
 std::string Diagnostic::format() const {
@@ -65,8 +158,20 @@ std::optional<toml::table> parseTomlFile(const std::string& path, Diagnostics& d
         diagnostics.push_back({path, 0, 0, "", message});
         return std::nullopt;
     }
+    return parseTomlText(text, path, diagnostics);
+}
+
+std::optional<toml::table> parseTomlText(std::string_view text, const std::string& path,
+                                         Diagnostics& diagnostics) {
+    uint32_t line = 0;
+    uint32_t column = 0;
+    if (!headersHaveNames(text, line, column)) {
+        diagnostics.push_back(
+            {path, line, column, "", "not valid TOML: a table header needs a name after '['"});
+        return std::nullopt;
+    }
     try {
-        return toml::parse(std::string_view(text), std::string_view(path));
+        return toml::parse(text, std::string_view(path));
     } catch (const toml::parse_error& e) {
         diagnostics.push_back({path, static_cast<uint32_t>(e.source().begin.line),
                                static_cast<uint32_t>(e.source().begin.column), "",

@@ -40,6 +40,9 @@ constexpr size_t kMaxTomlBytes = size_t{16} << 20;
 // Parses a TOML file. Null with a diagnostic when the file cannot be read (it is missing, not a
 // regular file, or larger than kMaxTomlBytes) or is not TOML.
 std::optional<toml::table> parseTomlFile(const std::string& path, Diagnostics& diagnostics);
+// Parses TOML text read from `path` (which names it in diagnostics).
+std::optional<toml::table> parseTomlText(std::string_view text, const std::string& path,
+                                         Diagnostics& diagnostics);
 
 // A view of one TOML table that reads its keys strictly.
 class TomlTable {
