@@ -6,6 +6,7 @@
 #include "lint.h"
 #include "outcome.h"
 #include "runner.h"
+#include "text_escape.h"
 #include "workflow_report.h"
 
 // coverage: which rows of the configuration the sessions matched, only read, or never reached.
@@ -88,7 +89,8 @@ int coverageCommand(const std::vector<std::string>& args, std::ostream& out, std
     CorpusInputs inputs;
     if (!openCorpus(options.files, inputs, err)) return kExitInputError;
     if (inputs.index == nullptr) {
-        err << options.files[0] << ": the device names no configuration file: no rows to cover\n";
+        err << terminalText(options.files[0])
+            << ": the device names no configuration file: no rows to cover\n";
         return kExitInputError;
     }
     const DeviceProfile& device = inputs.device;

@@ -190,17 +190,18 @@ bool chooseMapAxes(const SweepOptions& options, const SweepSpec& sweep, MapAxes&
         }
         axis = sweep.axisIndex(name);
         if (axis >= 0 && name != "sensor") return true;
-        err << "custpolicy: " << option << " '" << name << "' is not a map axis of " << sweep.file
-            << " (its axes:";
+        err << "custpolicy: " << option << " '" << terminalText(name) << "' is not a map axis of "
+            << terminalText(sweep.file) << " (its axes:";
         for (const SweepAxis& a : sweep.axes) {
-            if (a.kind != AxisKind::Sensor) err << ' ' << a.name;
+            if (a.kind != AxisKind::Sensor) err << ' ' << terminalText(a.name);
         }
         err << "; the sensor gets a map of its own)\n";
         return false;
     };
     if (!pick(x, "--x", axes.x) || !pick(y, "--y", axes.y)) return false;
     if (axes.x >= 0 && axes.x == axes.y) {
-        err << "custpolicy: the map needs two different axes, got " << x << " twice\n";
+        err << "custpolicy: the map needs two different axes, got " << terminalText(x)
+            << " twice\n";
         return false;
     }
     return true;

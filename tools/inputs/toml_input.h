@@ -25,6 +25,8 @@ struct Diagnostic {
     uint32_t column = 0;
     std::string keyPath;  // "sensor[1].mode[0].fps"; empty for syntax errors
     std::string message;
+    // > 0: this entry stands for that many problems of the file that are not listed one by one.
+    uint32_t unlisted = 0;
 
     // "file:line:column: keyPath: message" (parts that are unknown are left out).
     std::string format() const;

@@ -1,5 +1,7 @@
 #include <cstdio>
 #include <initializer_list>
+#include <iterator>
+#include <set>
 
 #include "number_text.h"
 #include "report.h"
@@ -13,8 +15,41 @@ namespace {
 // Version of the sweep JSON document's layout; raised when a field changes meaning or goes away.
 constexpr int kSweepJsonSchemaVersion = 1;
 
-// A CSV field: quoted when it holds a separator, a quote or a line break (RFC 4180).
-std::string csvField(const std::string& text) {
+// The columns every row has after the sweep's axes.
+const char* const kFixedColumns[] = {
+    "sensor",         "sensor_name",       "decided",         "scenario",     "fps",
+    "sensor_width",   "sensor_height",     "raw_format_type", "rrzo_width",   "rrzo_height",
+    "seamless_flags", "seamless_scenario", "match_table",     "match_locale", "match_key",
+    "match_file",     "match_line",        "message",         "warnings"};
+
+bool isNumber(const std::string& text) {
+    size_t i = text[0] == '-' || text[0] == '+' ? 1 : 0;
+    bool digits = false;
+    bool point = false;
+    for (; i < text.size(); ++i) {
+        if (text[i] >= '0' && text[i] <= '9') {
+            digits = true;
+        } else if (text[i] == '.' && !point) {
+            point = true;
+        } else {
+            return false;
+        }
+    }
+    return digits;
+}
+
+// A spreadsheet reads a cell that starts with = + - @ (or a tab or CR before them) as a formula:
+// such text from an input (an application, a sensor name, a locale) is written with a leading
+// apostrophe, which spreadsheets show as text. A number ("-5") stays a number.
+bool readAsFormula(const std::string& text) {
+    if (text.empty() || isNumber(text)) return false;
+    return std::string("=+-@\t\r").find(text[0]) != std::string::npos;
+}
+
+// A CSV field: neutralised when a spreadsheet would run it, and quoted when it holds a separator,
+// a quote or a line break (RFC 4180).
+std::string csvField(const std::string& cell) {
+    const std::string text = readAsFormula(cell) ? "'" + cell : cell;
     if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
     std::string out = "\"";
     for (const char c : text) {
@@ -46,11 +81,7 @@ class CsvWriter : public SweepOutput {
 public:
     CsvWriter(std::ostream& out, const DeviceProfile& device, const SweepSpec& sweep)
         : mOut(out), mDevice(device), mSweep(sweep) {
-        mOut << "point";
-        for (const SweepAxis& axis : mSweep.axes) mOut << ',' << axis.name;
-        mOut << ",sensor,sensor_name,decided,scenario,fps,sensor_width,sensor_height,"
-                "raw_format_type,rrzo_width,rrzo_height,seamless_flags,seamless_scenario,"
-                "match_table,match_locale,match_key,match_file,match_line,message,warnings\n";
+        mOut << joined(header(), ",") << '\n';
     }
 
     // The point's rows, one per sensor.
@@ -94,6 +125,24 @@ public:
     void finish() override { mOut.flush(); }
 
 private:
+    // The column names, each once: an axis named like another column (the sensor axis and the
+    // sensor column) is written axis_NAME, with _2, _3... should that be taken as well.
+    std::vector<std::string> header() const {
+        std::vector<std::string> names = {"point"};
+        std::set<std::string> taken(std::begin(kFixedColumns), std::end(kFixedColumns));
+        taken.insert("point");
+        for (const SweepAxis& axis : mSweep.axes) {
+            std::string name = axis.name;
+            if (taken.count(name) != 0) name = "axis_" + axis.name;
+            for (int n = 2; taken.count(name) != 0; ++n)
+                name = "axis_" + axis.name + "_" + std::to_string(n);
+            taken.insert(name);
+            names.push_back(csvField(name));
+        }
+        names.insert(names.end(), std::begin(kFixedColumns), std::end(kFixedColumns));
+        return names;
+    }
+
     std::ostream& mOut;
     const DeviceProfile& mDevice;
     const SweepSpec& mSweep;
@@ -138,13 +187,12 @@ public:
                        ", \"sensor\": " + std::to_string(o.sensorIdx) +
                        ", \"sensor_name\": " + jsonString(sensorName(mDevice, o.sensorIdx)) +
                        ", \"decided\": " + (o.decided ? "true" : "false") + ", \"setting\": ";
-            results += jsonOrNull(o.decided, "{\"scenario\": " + std::to_string(o.scenario) +
-                                                 ", \"fps\": " + std::to_string(o.fps) +
-                                                 ", \"sensor_size\": [" +
-                                                 std::to_string(o.sensorSize.w) + ", " +
-                                                 std::to_string(o.sensorSize.h) +
-                                                 "], \"raw_format_type\": " +
-                                                 std::to_string(o.rawFormatType) + "}");
+            results += jsonOrNull(
+                o.decided, "{\"scenario\": " + std::to_string(o.scenario) +
+                               ", \"fps\": " + std::to_string(o.fps) + ", \"sensor_size\": [" +
+                               std::to_string(o.sensorSize.w) + ", " +
+                               std::to_string(o.sensorSize.h) +
+                               "], \"raw_format_type\": " + std::to_string(o.rawFormatType) + "}");
             results += ", \"rrzo\": [" + std::to_string(o.rrzoSize.w) + ", " +
                        std::to_string(o.rrzoSize.h) +
                        "], \"seamless_flags\": " + std::to_string(o.seamlessFlags) +

@@ -1,6 +1,7 @@
 #include <iomanip>
 
 #include "sweep_report.h"
+#include "text_escape.h"
 
 // The summary of a sweep: points per decided mode, per sensor, and where along the map's x axis
 // the mode changes.
@@ -35,19 +36,21 @@ public:
     }
 
     void finish() override {
-        mOut << "sweep " << mSweep.file << ": " << mSweep.points << " points on device "
-             << mDevice.name << "\n";
+        mOut << "sweep " << terminalText(mSweep.file) << ": " << mSweep.points
+             << " points on device " << terminalText(mDevice.name) << "\n";
         for (const SweepAxis& axis : mSweep.axes) {
-            mOut << "  " << axis.name << ": " << axis.size() << " values, " << axis.label(0);
-            if (axis.size() > 1) mOut << " .. " << axis.label(axis.size() - 1);
+            mOut << "  " << terminalText(axis.name) << ": " << axis.size() << " values, "
+                 << terminalText(axis.label(0));
+            if (axis.size() > 1) mOut << " .. " << terminalText(axis.label(axis.size() - 1));
             mOut << "\n";
         }
         for (const auto& [sensor, modes] : mCounts.bySensor()) {
             const SensorSpec* profile = mDevice.findSensor(sensor);
             uint64_t total = 0;
             for (const auto& [scenario, count] : modes) total += count;
-            mOut << "\nsensor " << sensor << " (" << (profile != nullptr ? profile->name : "")
-                 << "): " << total << " points\n";
+            mOut << "\nsensor " << sensor << " ("
+                 << terminalText(profile != nullptr ? profile->name : "") << "): " << total
+                 << " points\n";
             for (const auto& [scenario, count] : modes) {
                 mOut << "  " << std::left << std::setw(40)
                      << mCounts.modeName(mDevice, sensor, scenario) << std::right << std::setw(9)
@@ -64,8 +67,8 @@ private:
         for (size_t i = 0; i < values.size(); ++i) {
             if (static_cast<int32_t>(i) == mAlong || mSweep.axes[i].kind == AxisKind::Sensor)
                 continue;
-            text += (text.empty() ? "" : ", ") + mSweep.axes[i].name + " " +
-                    mSweep.axes[i].label(values[i]);
+            text += (text.empty() ? "" : ", ") + terminalText(mSweep.axes[i].name) + " " +
+                    terminalText(mSweep.axes[i].label(values[i]));
         }
         return text;
     }
@@ -88,16 +91,16 @@ private:
             const int32_t before = modes[point - stride];
             const int32_t after = modes[point];
             if (before == after || before == kNotRun || after == kNotRun) continue;
-            if (changes++ == 0) mOut << "  changes along " << along.name << ":\n";
+            if (changes++ == 0) mOut << "  changes along " << terminalText(along.name) << ":\n";
             if (changes > kMaxChangesShown) continue;
             const std::string line = lineOf(values);
-            mOut << "    " << line << (line.empty() ? "" : ": ") << along.label(x - 1) << " -> "
-                 << along.label(x) << ": " << shortModeName(before) << " -> "
-                 << shortModeName(after) << "\n";
+            mOut << "    " << line << (line.empty() ? "" : ": ") << terminalText(along.label(x - 1))
+                 << " -> " << terminalText(along.label(x)) << ": " << shortModeName(before)
+                 << " -> " << shortModeName(after) << "\n";
         }
         if (changes > kMaxChangesShown)
             mOut << "    ... and " << changes - kMaxChangesShown << " more (see --csv)\n";
-        if (changes == 0) mOut << "  no change along " << along.name << "\n";
+        if (changes == 0) mOut << "  no change along " << terminalText(along.name) << "\n";
     }
 
     std::ostream& mOut;
