@@ -164,7 +164,8 @@ bool planRecordings(const DeviceProfile& device, const ConfigIndex* index,
         const ExpectationCheck held = checkExpectations(session, outcomes);
         const std::string recorded = recordedText(text, !session.expectations.empty(), held.unmet,
                                                   expectationsOf(outcomes), options.allKeys);
-        if (recorded == text) continue;
+        if (recorded == text && held.unmet.empty()) continue;
+        // Also when the text could not change: an unmet value that cannot be written is reported.
         if (!readsBack(recorded, file, device, outcomes, problems)) continue;
         std::string error;
         if (!checkReplaceable(file.path, ReplaceOptions{options.force}, error)) {

@@ -69,7 +69,9 @@ std::string replaceProblem(const struct stat& info, const std::string& path,
     if (info.st_nlink > 1)
         return "has " + std::to_string(info.st_nlink) +
                " hard links; replacing it would split them (--force replaces this name only)";
-    if (access(path.c_str(), W_OK) != 0 && errno == EACCES)
+    // No write bit at all is read-only even for root, who may write anyway.
+    const bool noWriteBit = (info.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
+    if (noWriteBit || (access(path.c_str(), W_OK) != 0 && errno == EACCES))
         return "is read-only (--force replaces it all the same)";
     return "";
 }
