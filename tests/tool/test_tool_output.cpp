@@ -173,7 +173,7 @@ TEST(ToolOutput, AtomicFileReplacesWholeOrRefuses) {
          [](const Scratch& s) { return s.path("missing/page.html"); },
          {},
          false,
-         "cannot write into its folder",
+         "in a folder that cannot be written",
          ""},
     };
     for (const WriterCase& c : cases) {

@@ -167,9 +167,9 @@ bool planRecordings(const DeviceProfile& device, const ConfigIndex* index,
         if (recorded == text && held.unmet.empty()) continue;
         // Also when the text could not change: an unmet value that cannot be written is reported.
         if (!readsBack(recorded, file, device, outcomes, problems)) continue;
-        std::string error;
-        if (!checkReplaceable(file.path, ReplaceOptions{options.force}, error)) {
-            problems.push_back({file.display, 0, 0, "", "cannot record: " + error});
+        const std::string why = whyNotReplaceable(file.path, ReplaceOptions{options.force});
+        if (!why.empty()) {
+            problems.push_back({file.display, 0, 0, "", "cannot record: the file " + why});
             continue;
         }
         plan.push_back({file, recorded});

@@ -126,24 +126,25 @@ std::streamsize CheckedFdBuf::xsputn(const char* data, std::streamsize size) {
 
 int CheckedFdBuf::sync() { return flushAll() ? 0 : -1; }
 
-bool checkReplaceable(const std::string& path, const ReplaceOptions& options, std::string& error) {
+std::string whyNotReplaceable(const std::string& path, const ReplaceOptions& options) {
     struct stat info {};
     if (lstat(path.c_str(), &info) == 0) {
         const std::string problem = replaceProblem(info, path, options);
-        if (!problem.empty()) {
-            error = path + ": " + problem;
-            return false;
-        }
+        if (!problem.empty()) return problem;
     } else if (errno != ENOENT) {
-        error = path + ": " + reason(errno);
-        return false;
+        return reason(errno);
     }
     const std::string folder = folderOf(path);
-    if (access(folder.c_str(), W_OK | X_OK) != 0) {
-        error = path + ": cannot write into its folder " + folder + ": " + reason(errno);
-        return false;
-    }
-    return true;
+    if (access(folder.c_str(), W_OK | X_OK) != 0)
+        return "is in a folder that cannot be written (" + folder + ": " + reason(errno) + ")";
+    return "";
+}
+
+bool checkReplaceable(const std::string& path, const ReplaceOptions& options, std::string& error) {
+    const std::string problem = whyNotReplaceable(path, options);
+    if (problem.empty()) return true;
+    error = path + ": " + problem;
+    return false;
 }
 
 bool sameFile(const std::string& a, const std::string& b) {

@@ -50,6 +50,8 @@ struct ReplaceOptions {
 // and the reason when it is a symbolic link, a directory or another non-regular file, read-only
 // or hard-linked (without force), or its folder cannot be written.
 bool checkReplaceable(const std::string& path, const ReplaceOptions& options, std::string& error);
+// The same reason without the path, or "" when `path` can be replaced.
+std::string whyNotReplaceable(const std::string& path, const ReplaceOptions& options);
 
 // True when `a` and `b` name the same existing file.
 bool sameFile(const std::string& a, const std::string& b);
