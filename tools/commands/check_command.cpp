@@ -186,8 +186,10 @@ int record(const DeviceProfile& device, const ConfigIndex* index,
     int32_t sessions = 0;
     if (!planRecordings(device, index, files, options, plan, sessions, diagnostics) ||
         !diagnostics.empty()) {
-        printDiagnostics(diagnostics, err);
-        err << "custpolicy: check --record wrote no file\n";
+        // In the order of the files: what was read, run and decided is named per session.
+        for (const Diagnostic& problem : diagnostics) err << terminalText(problem.format()) << '\n';
+        err << "custpolicy: " << diagnostics.size() << " problem"
+            << (diagnostics.size() == 1 ? "" : "s") << "; check --record wrote no file\n";
         return kExitInputError;
     }
     int32_t rewritten = 0;

@@ -37,15 +37,27 @@ size_t headerWithoutName(std::string_view text, size_t at, size_t lineStart) {
     return i - lineStart + 1;
 }
 
-// The first table header without a name, before toml++ sees it: false with its line and column.
-// Headers are found by a light lexer over strings, comments, arrays and inline tables; what it
-// misreads in invalid text is refused by toml++ in any case.
-bool headersHaveNames(std::string_view text, uint32_t& line, uint32_t& column) {
+// What toml++ 3.3.0 must not be handed, found before it sees the text: false with the line,
+// column and problem of the first. Two kinds of text reach its assertions (or, built without
+// them, its assumptions, which are undefined behaviour):
+//   - a table header without a name ("[" alone on a line): it asserts that a name starts there;
+//   - a character that is not ASCII outside strings and comments ("sensors = [é"): its check for
+//     Unicode whitespace reaches an unreachable branch for many such characters.
+// Both are invalid TOML in any case. A light lexer over strings, comments, arrays and inline
+// tables finds them; what it misreads in invalid text is refused by toml++ anyway.
+bool safeForToml(std::string_view text, uint32_t& line, uint32_t& column, std::string& problem) {
     Lex state = Lex::Normal;
     int depth = 0;  // open '[' and '{' of values
     uint32_t lineNumber = 1;
     size_t lineStart = 0;
     bool atLineStart = true;
+    bool inHeader = false;  // the rest of a table header's line: its brackets are no values
+    auto stop = [&](size_t at, const char* why) {
+        line = lineNumber;
+        column = static_cast<uint32_t>(at - lineStart + 1);
+        problem = why;
+        return false;
+    };
     for (size_t i = 0; i < text.size(); ++i) {
         const char c = text[i];
         if (c == '\n') {
@@ -53,16 +65,15 @@ bool headersHaveNames(std::string_view text, uint32_t& line, uint32_t& column) {
             ++lineNumber;
             lineStart = i + 1;
             atLineStart = true;
+            inHeader = false;
             continue;
         }
         const bool blank = c == ' ' || c == '\t' || c == '\r';
         if (atLineStart && !blank && state == Lex::Normal && depth == 0 && c == '[') {
-            if (const size_t bad = headerWithoutName(text, i, lineStart); bad != 0) {
-                line = lineNumber;
-                column = static_cast<uint32_t>(bad);
-                return false;
-            }
-            state = Lex::Comment;  // the rest of a header line holds no value
+            if (const size_t bad = headerWithoutName(text, i, lineStart); bad != 0)
+                return stop(lineStart + bad - 1, "a table header needs a name after '['");
+            atLineStart = false;
+            inHeader = true;
             continue;
         }
         if (!blank) atLineStart = false;
@@ -89,6 +100,8 @@ bool headersHaveNames(std::string_view text, uint32_t& line, uint32_t& column) {
                 if (rest.rfind("\'\'\'", 0) == 0) state = Lex::Normal, i += 2;
                 break;
             case Lex::Normal:
+                if (static_cast<unsigned char>(c) >= 0x80)
+                    return stop(i, "a character that is not ASCII outside a string or comment");
                 if (c == '#')
                     state = Lex::Comment;
                 else if (rest.rfind("\"\"\"", 0) == 0)
@@ -99,6 +112,8 @@ bool headersHaveNames(std::string_view text, uint32_t& line, uint32_t& column) {
                     state = Lex::Basic;
                 else if (c == '\'')
                     state = Lex::Literal;
+                else if (inHeader)
+                    break;
                 else if (c == '[' || c == '{')
                     ++depth;
                 else if ((c == ']' || c == '}') && depth > 0)
@@ -165,9 +180,9 @@ std::optional<toml::table> parseTomlText(std::string_view text, const std::strin
                                          Diagnostics& diagnostics) {
     uint32_t line = 0;
     uint32_t column = 0;
-    if (!headersHaveNames(text, line, column)) {
-        diagnostics.push_back(
-            {path, line, column, "", "not valid TOML: a table header needs a name after '['"});
+    std::string problem;
+    if (!safeForToml(text, line, column, problem)) {
+        diagnostics.push_back({path, line, column, "", "not valid TOML: " + problem});
         return std::nullopt;
     }
     try {
