@@ -307,6 +307,9 @@ TEST(ToolOutput, TomlHeadersWithoutANameAreRefusedBeforeTheParser) {
         {"CRLF line ends", "a = 1\r\n[t]\r\nb = 2\r\n", 0, 0},
         {"a letter that is not ASCII where a value starts", "sensors = [\xc7\xa2\n", 1, 12},
         {"after a header's name", "[a \xe3\x80\x81]\n", 1, 4},
+        {"a '}' where an array expects a value", "i = [1, # c\n}\n", 2, 1},
+        {"a ']' closing an inline table", "i = {a = 1]\n", 1, 11},
+        {"arrays of inline tables", "i = [{a = [1]}, {b = {c = 2}}]\n", 0, 0},
         {"not ASCII in strings, quoted names and comments",
          "# caf\xc3\xa9\n[\"\xc3\xa9\"]\na = \"\xc7\xa2\" # \xc7\xa2\nb = '"
          "''\n\xc7\xa2''"

@@ -42,12 +42,13 @@ size_t headerWithoutName(std::string_view text, size_t at, size_t lineStart) {
 // them, its assumptions, which are undefined behaviour):
 //   - a table header without a name ("[" alone on a line): it asserts that a name starts there;
 //   - a character that is not ASCII outside strings and comments ("sensors = [é"): its check for
-//     Unicode whitespace reaches an unreachable branch for many such characters.
+//     Unicode whitespace reaches an unreachable branch for many such characters;
+//   - a '}' where an array expects a value ("i = [}"): it asserts that a value starts there.
 // Both are invalid TOML in any case. A light lexer over strings, comments, arrays and inline
 // tables finds them; what it misreads in invalid text is refused by toml++ anyway.
 bool safeForToml(std::string_view text, uint32_t& line, uint32_t& column, std::string& problem) {
     Lex state = Lex::Normal;
-    int depth = 0;  // open '[' and '{' of values
+    std::string open;  // the '[' and '{' of values not closed yet, innermost last
     uint32_t lineNumber = 1;
     size_t lineStart = 0;
     bool atLineStart = true;
@@ -69,7 +70,7 @@ bool safeForToml(std::string_view text, uint32_t& line, uint32_t& column, std::s
             continue;
         }
         const bool blank = c == ' ' || c == '\t' || c == '\r';
-        if (atLineStart && !blank && state == Lex::Normal && depth == 0 && c == '[') {
+        if (atLineStart && !blank && state == Lex::Normal && open.empty() && c == '[') {
             if (const size_t bad = headerWithoutName(text, i, lineStart); bad != 0)
                 return stop(lineStart + bad - 1, "a table header needs a name after '['");
             atLineStart = false;
@@ -115,9 +116,14 @@ bool safeForToml(std::string_view text, uint32_t& line, uint32_t& column, std::s
                 else if (inHeader)
                     break;
                 else if (c == '[' || c == '{')
-                    ++depth;
-                else if ((c == ']' || c == '}') && depth > 0)
-                    --depth;
+                    open.push_back(c);
+                else if (c == ']' || c == '}') {
+                    if (open.empty()) break;  // toml++ reports it
+                    if (open.back() != (c == ']' ? '[' : '{'))
+                        return stop(i, c == '}' ? "a '}' where an array expects a value or ']'"
+                                                : "a ']' inside an inline table");
+                    open.pop_back();
+                }
                 break;
         }
     }
