@@ -310,6 +310,11 @@ TEST(ToolOutput, TomlHeadersWithoutANameAreRefusedBeforeTheParser) {
         {"a '}' where an array expects a value", "i = [1, # c\n}\n", 2, 1},
         {"a ']' closing an inline table", "i = {a = 1]\n", 1, 11},
         {"arrays of inline tables", "i = [{a = [1]}, {b = {c = 2}}]\n", 0, 0},
+        {"a quote right after a value", "a=0\"\xc8\x8c\n", 1, 4},
+        {"quoted keys, dotted and in headers",
+         "\"a\".'b' = {\"c\" = [\"d\", 'e']}\n[x.\"y\"]\n"
+         "[[\"z\"]]\n",
+         0, 0},
         {"not ASCII in strings, quoted names and comments",
          "# caf\xc3\xa9\n[\"\xc3\xa9\"]\na = \"\xc7\xa2\" # \xc7\xa2\nb = '"
          "''\n\xc7\xa2''"

@@ -43,9 +43,16 @@ size_t headerWithoutName(std::string_view text, size_t at, size_t lineStart) {
 //   - a table header without a name ("[" alone on a line): it asserts that a name starts there;
 //   - a character that is not ASCII outside strings and comments ("sensors = [é"): its check for
 //     Unicode whitespace reaches an unreachable branch for many such characters;
-//   - a '}' where an array expects a value ("i = [}"): it asserts that a value starts there.
+//   - a '}' where an array expects a value ("i = [}"): it asserts that a value starts there;
+//   - a quote right after a value ("a = 0\"..."): the text after it reaches that same check.
 // Both are invalid TOML in any case. A light lexer over strings, comments, arrays and inline
 // tables finds them; what it misreads in invalid text is refused by toml++ anyway.
+// Whether a quote after `previous` (the line's last character outside strings) can open a string
+// or a quoted key: at the start of a line, or after '=', '[', '{', ',' or '.'.
+bool opensString(char previous) {
+    return previous == '\0' || std::string_view("=[{,.").find(previous) != std::string_view::npos;
+}
+
 bool safeForToml(std::string_view text, uint32_t& line, uint32_t& column, std::string& problem) {
     Lex state = Lex::Normal;
     std::string open;  // the '[' and '{' of values not closed yet, innermost last
@@ -53,6 +60,7 @@ bool safeForToml(std::string_view text, uint32_t& line, uint32_t& column, std::s
     size_t lineStart = 0;
     bool atLineStart = true;
     bool inHeader = false;  // the rest of a table header's line: its brackets are no values
+    char previous = '\0';   // the last character of the line outside strings, '\0' for none
     auto stop = [&](size_t at, const char* why) {
         line = lineNumber;
         column = static_cast<uint32_t>(at - lineStart + 1);
@@ -67,6 +75,7 @@ bool safeForToml(std::string_view text, uint32_t& line, uint32_t& column, std::s
             lineStart = i + 1;
             atLineStart = true;
             inHeader = false;
+            previous = '\0';
             continue;
         }
         const bool blank = c == ' ' || c == '\t' || c == '\r';
@@ -75,6 +84,7 @@ bool safeForToml(std::string_view text, uint32_t& line, uint32_t& column, std::s
                 return stop(lineStart + bad - 1, "a table header needs a name after '['");
             atLineStart = false;
             inHeader = true;
+            previous = '[';
             continue;
         }
         if (!blank) atLineStart = false;
@@ -103,6 +113,9 @@ bool safeForToml(std::string_view text, uint32_t& line, uint32_t& column, std::s
             case Lex::Normal:
                 if (static_cast<unsigned char>(c) >= 0x80)
                     return stop(i, "a character that is not ASCII outside a string or comment");
+                if ((c == '"' || c == '\'') && !opensString(previous))
+                    return stop(i, "a quote where no string or quoted key can start");
+                if (!blank) previous = c;
                 if (c == '#')
                     state = Lex::Comment;
                 else if (rest.rfind("\"\"\"", 0) == 0)
