@@ -4,7 +4,8 @@
 # check of a target, or an input that runs longer than 10 s); the input that found it is kept in
 # build/fuzz/findings/<target>/.
 #
-#   scripts/fuzz.sh [target...]      targets: config_parser store_queries adaptors (default: all)
+#   scripts/fuzz.sh [target...]      targets: config_parser store_queries adaptors toml_inputs
+#                                    (default: all)
 #
 # To replay a finding: build/fuzz/fuzz/fuzz_<target> build/fuzz/findings/<target>/<file>
 #
@@ -26,7 +27,7 @@ jobs=${CUSTPOLICY_JOBS:-2}
 build=${CUSTPOLICY_FUZZ_BUILD:-build/fuzz}
 targets=("$@")
 if ((${#targets[@]} == 0)); then
-  targets=(config_parser store_queries adaptors)
+  targets=(config_parser store_queries adaptors toml_inputs)
 fi
 
 echo "==== fuzz: configure and build (${build})"
@@ -44,9 +45,13 @@ for target in "${targets[@]}"; do
   corpus=${build}/corpus/${target}
   findings=${build}/findings/${target}
   mkdir -p "${corpus}" "${findings}"
+  # A target with a dictionary of its own (fuzz/<target>.dict) uses it; the others the
+  # configuration format's.
+  dict=fuzz/${target}.dict
+  [[ -f "${dict}" ]] || dict=fuzz/config.dict
   echo "==== fuzz: ${target} for ${seconds} s"
   if ! "${build}/fuzz/fuzz_${target}" -max_total_time="${seconds}" -timeout=10 -max_len=16384 \
-      -dict=fuzz/config.dict -print_final_stats=1 -artifact_prefix="${findings}/" \
+      -dict="${dict}" -print_final_stats=1 -artifact_prefix="${findings}/" \
       "${corpus}" "${seeds}"; then
     echo "fuzz: ${target} found a fault; the input is in ${findings}/" >&2
     exit 1

@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # Runs the main job: builds the default (clang + libc++) preset's tool and runs it with the
-# arguments given. Build output goes to stderr, so stdout is the tool's alone.
+# arguments given. The package installation's and the build's output go to stderr, so stdout is
+# the tool's alone (on a fresh machine too).
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-bash scripts/setup.sh
+bash scripts/setup.sh >&2
 
 jobs=${CUSTPOLICY_JOBS:-2}
 {

@@ -4,7 +4,7 @@
 #include <sstream>
 #include <string>
 
-#include "expect_tables.h"
+#include "expect_writer.h"
 #include "tool_test_support.h"
 
 namespace {
@@ -96,6 +96,65 @@ TEST(ToolWorkflow, RecordRefusesANamedButUnfilledScenarioAndWritesNothing) {
     // Without the bad session the good one is recorded, and passes.
     ASSERT_EQ(tool.run({"check", "--record", device, good}), kExitOk) << tool.stderrText;
     EXPECT_EQ(tool.run({"check", device, good}), kExitOk) << tool.stdoutText;
+}
+
+struct RecordCase {
+    const char* why;
+    std::string expect;    // the session's expectation text after kMinimalSession
+    std::string recorded;  // what --record leaves there
+    bool atTop = false;    // an inline expect array goes before the session's tables
+};
+
+std::string sessionWith(const std::string& expect, bool atTop) {
+    return atTop ? expect + kMinimalSession : kMinimalSession + expect;
+}
+
+// Sensor 0 of the minimal device gets no decision; sensor 1 gets scenario 1 at 60 fps.
+TEST(ToolWorkflow, RecordChangesOnlyWhatItMust) {
+    const std::string held =
+        "\n[[expect]]  # main\nsensor = 0\nscenario = \"none\"   # no mode fits\n\n"
+        "[[expect]]\nsensor = 1\n# fps left out on purpose\nscenario = 1\n";
+    const RecordCase cases[] = {
+        {"expectations that hold: byte for byte", held, held},
+        {"an unmet value changes in place; comments, a left-out key and CRLF stay",
+         "\r\n[[expect]]\r\nsensor = 1  # front\r\nscenario = 0   # was\r\n# no fps\r\n"
+         "rrzo_size = [\r\n  1, 1]  # multi\r\n",
+         "\r\n[[expect]]\r\nsensor = 1  # front\r\nscenario = 1   # was\r\n# no fps\r\n"
+         "rrzo_size = [1920, 1080]  # multi\r\n"},
+        {"a key the run has no value for loses its line",
+         "\n[[expect]]\nsensor = 0\nfps = 30 # gone\nscenario = \"none\"\n",
+         "\n[[expect]]\nsensor = 0\nscenario = \"none\"\n"},
+        {"a value inside an inline table changes in place", "expect = [{sensor = 1, fps = 24}]\n",
+         "expect = [{sensor = 1, fps = 60}]\n", true},
+    };
+    for (const RecordCase& c : cases) {
+        SCOPED_TRACE(c.why);
+        ToolRun tool;
+        const std::string device = tool.write("device.toml", kMinimalDevice);
+        const std::string text = sessionWith(c.expect, c.atTop);
+        const std::string session = tool.write("s.toml", text);
+        ASSERT_EQ(tool.run({"check", "--record", device, session}), kExitOk) << tool.stderrText;
+        std::ostringstream after;
+        after << std::ifstream(session, std::ios::binary).rdbuf();
+        EXPECT_EQ(after.str(), sessionWith(c.recorded, c.atTop));
+        EXPECT_EQ(tool.run({"check", device, session}), kExitOk) << tool.stdoutText;
+    }
+}
+
+// A value that cannot be written back (a key to remove from an inline table) stops the whole
+// recording before any session is touched, and names the session.
+TEST(ToolWorkflow, RecordIsAllOrNothing) {
+    ToolRun tool;
+    const std::string device = tool.write("device.toml", kMinimalDevice);
+    const std::string fine = std::string(kMinimalSession) + "\n[[expect]]\nsensor = 1\nfps = 24\n";
+    const std::string stuck = sessionWith("expect = [{sensor = 0, fps = 30}]\n", true);
+    const std::string a = tool.write("a.toml", fine);
+    const std::string b = tool.write("b.toml", stuck);
+    EXPECT_EQ(tool.run({"check", "--record", device, a, b}), custsim::kExitInputError);
+    EXPECT_NE(tool.stderrText.find(b + ": cannot record"), std::string::npos) << tool.stderrText;
+    std::ostringstream afterA;
+    afterA << std::ifstream(a, std::ios::binary).rdbuf();
+    EXPECT_EQ(afterA.str(), fine);
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ const char kMainHelp[] =
     "  diff BEFORE AFTER SESSION|DIR...\n"
     "                              what changes between two configurations (or profiles)\n"
     "  check DEVICE SESSION|DIR... compare runs with the sessions' [[expect]] tables;\n"
-    "                              --record writes them\n"
+    "                              --record makes them hold\n"
     "  coverage DEVICE SESSION|DIR...\n"
     "                              which table rows the sessions match, read or never reach\n"
     "  explain DEVICE SESSION      why each table row did or did not match\n"

@@ -4,6 +4,8 @@
 #include "cli.h"
 #include "commands.h"
 #include "host_config_parser.h"
+#include "host_config_store.h"
+#include "text_escape.h"
 
 namespace custsim {
 
@@ -55,7 +57,8 @@ std::vector<Option> runOptionTable(RunOptions& options) {
 }
 
 void printDiagnostics(Diagnostics diagnostics, std::ostream& err) {
-    // Files rank in the order they were read; a corpus can bring thousands of them.
+    // Files rank in the order they were read; a corpus can bring thousands of them. Within a
+    // file, the count of problems not listed comes after those listed.
     std::unordered_map<std::string, size_t> fileRank;
     for (const Diagnostic& d : diagnostics) fileRank.emplace(d.file, fileRank.size());
     std::stable_sort(diagnostics.begin(), diagnostics.end(),
@@ -63,12 +66,17 @@ void printDiagnostics(Diagnostics diagnostics, std::ostream& err) {
                          const size_t rankA = fileRank.at(a.file);
                          const size_t rankB = fileRank.at(b.file);
                          if (rankA != rankB) return rankA < rankB;
+                         if ((a.unlisted > 0) != (b.unlisted > 0)) return b.unlisted > 0;
                          if (a.line != b.line) return a.line < b.line;
                          return a.column < b.column;
                      });
-    for (const Diagnostic& d : diagnostics) err << d.format() << '\n';
-    err << "custpolicy: " << diagnostics.size() << " problem"
-        << (diagnostics.size() == 1 ? "" : "s") << " in the inputs; nothing was run\n";
+    uint64_t total = 0;
+    for (const Diagnostic& d : diagnostics) {
+        err << terminalText(d.format()) << '\n';
+        total += d.unlisted > 0 ? d.unlisted : 1;
+    }
+    err << "custpolicy: " << total << " problem" << (total == 1 ? "" : "s")
+        << " in the inputs; nothing was run\n";
 }
 
 namespace {

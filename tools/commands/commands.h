@@ -96,6 +96,8 @@ bool openCorpus(const std::vector<std::string>& files, const std::string& config
 struct WorkflowOptions {
     bool json = false;
     bool record = false;        // check --record
+    bool allKeys = false;       // check --record --all-keys: every key for every sensor
+    bool force = false;         // check --record --force: replace read-only, hard-linked sessions
     bool allowEmpty = false;    // check --allow-empty: a corpus without expectations passes
     bool listSessions = false;  // coverage --sessions: the sessions each row decides
     std::string device;         // diff --device DEVICE.toml

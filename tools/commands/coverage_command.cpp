@@ -8,6 +8,7 @@
 #include "library_messages.h"
 #include "lint.h"
 #include "runner.h"
+#include "text_escape.h"
 #include "workflow_report.h"
 
 // coverage: which rows of the configuration the sessions matched, only read, or never reached.
@@ -147,7 +148,8 @@ int coverageCommand(const std::vector<std::string>& args, std::ostream& out, std
     CorpusInputs inputs;
     if (!openCorpus(files, options.configFile, Findings::Lint, inputs, err)) return kExitInputError;
     if (inputs.device.index == nullptr) {
-        err << files[0] << ": the device names no configuration file: no rows to cover\n";
+        err << terminalText(files[0])
+            << ": the device names no configuration file: no rows to cover\n";
         return kExitInputError;
     }
     const DeviceProfile& device = inputs.device.device();

@@ -9,6 +9,7 @@
 #include "report.h"
 #include "runner.h"
 #include "session_file.h"
+#include "text_escape.h"
 
 #ifndef CUSTPOLICY_EXAMPLES_DIR
 #define CUSTPOLICY_EXAMPLES_DIR "examples"
@@ -155,7 +156,7 @@ int demo(const RunOptions& options, std::ostream& out, std::ostream& err) {
     Diagnostics unread;
     const std::vector<InputFile> sessions = sessionsInDirectory(sessionsDir, "sessions", unread);
     if (sessions.empty()) {
-        err << sessionsDir << ": no sessions found (set " << kExamplesEnvVar
+        err << terminalText(sessionsDir) << ": no sessions found (set " << kExamplesEnvVar
             << " to the examples directory)\n";
         return kExitInputError;
     }

@@ -6,16 +6,18 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
-#include <fstream>
 #include <iostream>
+#include <new>
 
 #include "cli.h"
 #include "commands.h"
 #include "device_profile.h"
+#include "file_output.h"
 #include "sweep_edit.h"
 #include "sweep_file.h"
 #include "sweep_report.h"
 #include "sweep_runner.h"
+#include "text_escape.h"
 
 // sweep: run the product of a sweep's axes and report every point, as CSV, JSON, a summary and a
 // map page.
@@ -45,6 +47,7 @@ const CommandLine kSweepLine = {
 struct SweepOptions {
     bool csv = false;
     bool json = false;
+    bool force = false;  // --force: the page may replace a read-only or hard-linked file
     std::string html;
     std::string before;  // the configuration before an edit: the map of the edit
     std::string x;
@@ -88,8 +91,10 @@ std::vector<Option> sweepOptions(SweepOptions& options) {
                    options.json),
         textOption("--html", "FILE",
                    "write a self-contained page with a map per sensor: one cell per point,\n"
-                   "coloured by the scenario chosen, with a legend and a summary",
+                   "coloured by the scenario chosen, with a legend and a summary; the\n"
+                   "file is replaced whole once the run succeeded, never an input",
                    options.html),
+        flagOption("--force", "let --html replace a read-only or hard-linked file", options.force),
         textOption("--x", "AXIS",
                    "the axis the map draws across (default: the sweep's [map], else its\n"
                    "fastest-varying axis); the other axes get a selector",
@@ -136,17 +141,18 @@ bool chooseMapAxes(const SweepOptions& options, const SweepSpec& sweep, MapAxes&
         }
         axis = sweep.axisIndex(name);
         if (axis >= 0 && name != "sensor") return true;
-        err << "custpolicy: " << option << " '" << name << "' is not a map axis of " << sweep.file
-            << " (its axes:";
+        err << "custpolicy: " << option << " '" << terminalText(name) << "' is not a map axis of "
+            << terminalText(sweep.file) << " (its axes:";
         for (const SweepAxis& a : sweep.axes) {
-            if (a.kind != AxisKind::Sensor) err << ' ' << a.name;
+            if (a.kind != AxisKind::Sensor) err << ' ' << terminalText(a.name);
         }
         err << "; the sensor gets a map of its own)\n";
         return false;
     };
     if (!pick(x, "--x", axes.x) || !pick(y, "--y", axes.y)) return false;
     if (axes.x >= 0 && axes.x == axes.y) {
-        err << "custpolicy: the map needs two different axes, got " << x << " twice\n";
+        err << "custpolicy: the map needs two different axes, got " << terminalText(x)
+            << " twice\n";
         return false;
     }
     return true;
@@ -183,6 +189,24 @@ private:
     bool mShown = false;
 };
 
+// Refuses, before anything runs, a page that could not be put in place or would replace one of
+// the run's inputs.
+bool checkPageTarget(const SweepOptions& options, const std::vector<std::string>& files,
+                     const DeviceProfile& device, std::ostream& err) {
+    if (options.html.empty()) return true;
+    const std::string inputs[] = {files[0], files[1], device.configFile, options.before};
+    for (const std::string& input : inputs) {
+        if (input.empty() || !sameFile(options.html, input)) continue;
+        err << "custpolicy: --html " << terminalText(options.html) << " is the input "
+            << terminalText(input) << "; name another file for the page\n";
+        return false;
+    }
+    std::string error;
+    if (checkReplaceable(options.html, ReplaceOptions{options.force}, error)) return true;
+    err << "custpolicy: cannot write the page: " << terminalText(error) << "\n";
+    return false;
+}
+
 // Runs every point with the configuration before the edit into `baseline`. Its host session puts
 // its own tables in force for the run; the device's come back with the next run of `host`. False
 // after reporting a problem.
@@ -198,7 +222,7 @@ bool runBaseline(const SweepOptions& options, const std::string& profile, const 
     const bool ok = runSweep(
         *before.host, sweep, options.jobs != 0 ? options.jobs : defaultJobs(), {&baseline},
         [](uint64_t) {}, error);
-    if (!ok) err << "custpolicy: " << error << " (with " << options.before << ")\n";
+    if (!ok) err << "custpolicy: " << error << " (with " << terminalText(options.before) << ")\n";
     return ok;
 }
 
@@ -210,44 +234,39 @@ int runAndReport(const SweepOptions& options, const std::string& profile, HostSe
         baseline = std::make_unique<SweepBaseline>(sweep.points, options.before);
         if (!runBaseline(options, profile, sweep, *baseline, err)) return kExitInputError;
     }
-    const std::string partial = options.html + ".partial";
-    std::ofstream page;
-    if (!options.html.empty()) {
-        page.open(partial, std::ios::binary | std::ios::trunc);
-        if (!page) {
-            err << "custpolicy: cannot write " << options.html << ": " << std::strerror(errno)
-                << "\n";
-            return kExitInputError;
-        }
+    AtomicFile page;
+    std::string error;
+    if (!options.html.empty() && !page.open(options.html, ReplaceOptions{options.force}, error)) {
+        err << "custpolicy: cannot write the page: " << terminalText(error) << "\n";
+        return kExitInputError;
     }
+    const bool withPage = !options.html.empty();
     std::vector<std::unique_ptr<SweepOutput>> writers;
     if (options.csv) writers.push_back(makeCsvWriter(out, device, sweep, baseline.get()));
     if (options.json) writers.push_back(makeJsonWriter(out, device, sweep, baseline.get()));
     if (!options.csv && !options.json)
         writers.push_back(makeSummaryWriter(out, device, sweep, axes.x, baseline.get()));
-    if (page.is_open())
-        writers.push_back(makeHtmlWriter(page, device, sweep, axes, baseline.get()));
+    if (withPage)
+        writers.push_back(makeHtmlWriter(page.stream(), device, sweep, axes, baseline.get()));
     std::vector<SweepOutput*> outputs;
     for (auto& writer : writers) outputs.push_back(writer.get());
 
     Progress progress(&err == &std::cerr && isatty(STDERR_FILENO) == 1, sweep.points);
-    std::string error;
     const bool ok = runSweep(
         host, sweep, options.jobs != 0 ? options.jobs : defaultJobs(), outputs,
         [&](uint64_t done) { progress.update(done); }, error);
     if (!ok) {
-        if (page.is_open()) std::remove(partial.c_str());
-        err << "custpolicy: " << error << "; the output is incomplete\n";
+        err << "custpolicy: " << error << "; the output is incomplete"
+            << (withPage ? " and the page was not written" : "") << "\n";
         return kExitInputError;
     }
     for (auto& writer : writers) writer->finish();
-    if (page.is_open()) {
-        page.close();
-        if (!page || std::rename(partial.c_str(), options.html.c_str()) != 0) {
-            std::remove(partial.c_str());
-            err << "custpolicy: cannot write " << options.html << "\n";
-            return kExitInputError;
-        }
+    // Standard output that could not take the report (it reports why): the page of a run whose
+    // report was lost is not published either.
+    if (!out.flush()) return kExitInputError;
+    if (withPage && !page.commit(error)) {
+        err << "custpolicy: cannot write the page: " << terminalText(error) << "\n";
+        return kExitInputError;
     }
     return kExitOk;
 }
@@ -265,6 +284,7 @@ int sweep(const SweepOptions& options, const std::vector<std::string>& files, st
     }
     MapAxes axes;
     if (!chooseMapAxes(options, plan, axes, err)) return kExitFindings;
+    if (!checkPageTarget(options, files, opened.device(), err)) return kExitInputError;
     return runAndReport(options, files[0], *opened.host, plan, axes, out, err);
 }
 
@@ -291,6 +311,10 @@ int sweepCommand(const std::vector<std::string>& args, std::ostream& out, std::o
     }
     try {
         return sweep(options, files, out, err);
+    } catch (const std::bad_alloc&) {
+        err << "custpolicy: sweep stopped: out of memory (fewer points, --max-points, or fewer"
+               " outputs need less)\n";
+        return kExitInputError;
     } catch (const std::exception& e) {
         err << "custpolicy: sweep stopped: " << e.what() << "\n";
         return kExitInputError;

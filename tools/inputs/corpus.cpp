@@ -49,16 +49,14 @@ void collect(const std::string& directory, const std::string& display,
     for (const std::string& name : names) {
         const std::string path = joined(directory, name);
         struct stat linkInfo {};
-        if (lstat(path.c_str(), &linkInfo) != 0) continue;
-        if (S_ISDIR(linkInfo.st_mode)) {
+        if (lstat(path.c_str(), &linkInfo) == 0 && S_ISDIR(linkInfo.st_mode)) {
             collect(path, joined(display, name), out, diagnostics);
             continue;
         }
-        if (!isSessionName(name)) continue;
-        // A link to a file counts as that file; a link to a directory is not followed.
-        struct stat info {};
-        if (stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode))
-            out.push_back({path, joined(display, name)});
+        // Every other entry named *.toml is a session: one that is not a readable regular file
+        // (a dangling link, a pipe, a socket, a name too long) is refused by the session reader in
+        // its place, never skipped. A link to a directory is not followed.
+        if (isSessionName(name)) out.push_back({path, joined(display, name)});
     }
 }
 

@@ -152,9 +152,10 @@ Diagnostics configLoadDiagnostics(const DeviceProfile& profile,
                                static_cast<uint32_t>(problem.column), "", problem.message});
     }
     if (load.unlistedProblems > 0) {
-        diagnostics.push_back(
-            {load.source, 0, 0, "",
-             std::to_string(load.unlistedProblems) + " more problems not listed"});
+        diagnostics.push_back({load.source, 0, 0, "",
+                               std::to_string(load.unlistedProblems) + " more problem" +
+                                   (load.unlistedProblems == 1 ? "" : "s") + " not listed",
+                               static_cast<uint32_t>(load.unlistedProblems)});
     }
     return diagnostics;
 }

@@ -265,6 +265,18 @@ SessionSpec loadSession(const std::string& path, const DeviceProfile& device,
     return session;
 }
 
+SessionSpec loadSessionText(std::string_view text, const std::string& path,
+                            const DeviceProfile& device, Diagnostics& diagnostics, SessionUse use) {
+    SessionSpec session;
+    session.file = path;
+    session.name = stemOf(path);
+    auto document = parseTomlText(text, path, diagnostics);
+    if (!document) return session;
+    TomlTable root(*document, path, "", diagnostics);
+    readSession(root, device, session, use);
+    return session;
+}
+
 void readSession(TomlTable& root, const DeviceProfile& device, SessionSpec& session,
                  SessionUse use) {
     session.description = root.string("description", Need::Required).value_or("");

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "device_profile.h"
@@ -131,6 +132,10 @@ enum class SessionUse { Run, Compare };
 // Reads and checks a session against the device it is to run on.
 SessionSpec loadSession(const std::string& path, const DeviceProfile& device,
                         Diagnostics& diagnostics, SessionUse use = SessionUse::Run);
+// The same from the text of a session file; `path` names it.
+SessionSpec loadSessionText(std::string_view text, const std::string& path,
+                            const DeviceProfile& device, Diagnostics& diagnostics,
+                            SessionUse use = SessionUse::Run);
 
 // Reads a session's keys from a table (a session file's root, or a table inside another file);
 // every key of the table must be a session key.

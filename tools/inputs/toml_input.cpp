@@ -16,6 +16,133 @@ namespace {
 
 std::string inQuotes(std::string_view text) { return "'" + std::string(text) + "'"; }
 
+// Where a position of TOML text stands, as far as telling a table header from a value goes.
+enum class Lex { Normal, Basic, Literal, MultiLineBasic, MultiLineLiteral, Comment };
+
+bool isBareKeyCharacter(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' ||
+           c == '-';
+}
+
+// Column (1-based) at which the table header starting at `at` lacks a name, or 0 when it has
+// one. toml++ 3.3.0 asserts (or, built without assertions, assumes) that a header's name starts
+// with a key character or a quote, where a header such as "[" alone on a line breaks that.
+size_t headerWithoutName(std::string_view text, size_t at, size_t lineStart) {
+    size_t i = at + 1;
+    if (i < text.size() && text[i] == '[') ++i;
+    while (i < text.size() && (text[i] == ' ' || text[i] == '\t')) ++i;
+    if (i == text.size()) return 0;  // the end of the text: toml++ reports it
+    const char c = text[i];
+    if (isBareKeyCharacter(c) || c == '"' || c == '\'' || c == ']') return 0;
+    return i - lineStart + 1;
+}
+
+// What toml++ 3.3.0 must not be handed, found before it sees the text: false with the line,
+// column and problem of the first. Two kinds of text reach its assertions (or, built without
+// them, its assumptions, which are undefined behaviour):
+//   - a table header without a name ("[" alone on a line): it asserts that a name starts there;
+//   - a character that is not ASCII outside strings and comments ("sensors = [é"): its check for
+//     Unicode whitespace reaches an unreachable branch for many such characters;
+//   - a '}' where an array expects a value ("i = [}"): it asserts that a value starts there;
+//   - a quote right after a value ("a = 0\"..."): the text after it reaches that same check.
+// Both are invalid TOML in any case. A light lexer over strings, comments, arrays and inline
+// tables finds them; what it misreads in invalid text is refused by toml++ anyway.
+// Whether a quote after `previous` (the line's last character outside strings) can open a string
+// or a quoted key: at the start of a line, or after '=', '[', '{', ',' or '.'.
+bool opensString(char previous) {
+    return previous == '\0' || std::string_view("=[{,.").find(previous) != std::string_view::npos;
+}
+
+bool safeForToml(std::string_view text, uint32_t& line, uint32_t& column, std::string& problem) {
+    Lex state = Lex::Normal;
+    std::string open;  // the '[' and '{' of values not closed yet, innermost last
+    uint32_t lineNumber = 1;
+    size_t lineStart = 0;
+    bool atLineStart = true;
+    bool inHeader = false;  // the rest of a table header's line: its brackets are no values
+    char previous = '\0';   // the last character of the line outside strings, '\0' for none
+    auto stop = [&](size_t at, const char* why) {
+        line = lineNumber;
+        column = static_cast<uint32_t>(at - lineStart + 1);
+        problem = why;
+        return false;
+    };
+    for (size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (c == '\n') {
+            if (state != Lex::MultiLineBasic && state != Lex::MultiLineLiteral) state = Lex::Normal;
+            ++lineNumber;
+            lineStart = i + 1;
+            atLineStart = true;
+            inHeader = false;
+            previous = '\0';
+            continue;
+        }
+        const bool blank = c == ' ' || c == '\t' || c == '\r';
+        if (atLineStart && !blank && state == Lex::Normal && open.empty() && c == '[') {
+            if (const size_t bad = headerWithoutName(text, i, lineStart); bad != 0)
+                return stop(lineStart + bad - 1, "a table header needs a name after '['");
+            atLineStart = false;
+            inHeader = true;
+            previous = '[';
+            continue;
+        }
+        if (!blank) atLineStart = false;
+        const std::string_view rest = text.substr(i);
+        switch (state) {
+            case Lex::Comment:
+                break;
+            case Lex::Basic:
+                if (c == '\\')
+                    ++i;
+                else if (c == '"')
+                    state = Lex::Normal;
+                break;
+            case Lex::Literal:
+                if (c == '\'') state = Lex::Normal;
+                break;
+            case Lex::MultiLineBasic:
+                if (c == '\\')
+                    ++i;
+                else if (rest.rfind("\"\"\"", 0) == 0)
+                    state = Lex::Normal, i += 2;
+                break;
+            case Lex::MultiLineLiteral:
+                if (rest.rfind("\'\'\'", 0) == 0) state = Lex::Normal, i += 2;
+                break;
+            case Lex::Normal:
+                if (static_cast<unsigned char>(c) >= 0x80)
+                    return stop(i, "a character that is not ASCII outside a string or comment");
+                if ((c == '"' || c == '\'') && !opensString(previous))
+                    return stop(i, "a quote where no string or quoted key can start");
+                if (!blank) previous = c;
+                if (c == '#')
+                    state = Lex::Comment;
+                else if (rest.rfind("\"\"\"", 0) == 0)
+                    state = Lex::MultiLineBasic, i += 2;
+                else if (rest.rfind("\'\'\'", 0) == 0)
+                    state = Lex::MultiLineLiteral, i += 2;
+                else if (c == '"')
+                    state = Lex::Basic;
+                else if (c == '\'')
+                    state = Lex::Literal;
+                else if (inHeader)
+                    break;
+                else if (c == '[' || c == '{')
+                    open.push_back(c);
+                else if (c == ']' || c == '}') {
+                    if (open.empty()) break;  // toml++ reports it
+                    if (open.back() != (c == ']' ? '[' : '{'))
+                        return stop(i, c == '}' ? "a '}' where an array expects a value or ']'"
+                                                : "a ']' inside an inline table");
+                    open.pop_back();
+                }
+                break;
+        }
+    }
+    return true;
+}
+
 }  // namespace
 
 std::string Diagnostic::format() const {
@@ -65,8 +192,20 @@ std::optional<toml::table> parseTomlFile(const std::string& path, Diagnostics& d
         diagnostics.push_back({path, 0, 0, "", message});
         return std::nullopt;
     }
+    return parseTomlText(text, path, diagnostics);
+}
+
+std::optional<toml::table> parseTomlText(std::string_view text, const std::string& path,
+                                         Diagnostics& diagnostics) {
+    uint32_t line = 0;
+    uint32_t column = 0;
+    std::string problem;
+    if (!safeForToml(text, line, column, problem)) {
+        diagnostics.push_back({path, line, column, "", "not valid TOML: " + problem});
+        return std::nullopt;
+    }
     try {
-        return toml::parse(std::string_view(text), std::string_view(path));
+        return toml::parse(text, std::string_view(path));
     } catch (const toml::parse_error& e) {
         diagnostics.push_back({path, static_cast<uint32_t>(e.source().begin.line),
                                static_cast<uint32_t>(e.source().begin.column), "",

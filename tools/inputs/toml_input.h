@@ -25,6 +25,8 @@ struct Diagnostic {
     uint32_t column = 0;
     std::string keyPath;  // "sensor[1].mode[0].fps"; empty for syntax errors
     std::string message;
+    // > 0: this entry stands for that many problems of the file that are not listed one by one.
+    uint32_t unlisted = 0;
 
     // "file:line:column: keyPath: message" (parts that are unknown are left out).
     std::string format() const;
@@ -40,6 +42,9 @@ constexpr size_t kMaxTomlBytes = size_t{16} << 20;
 // Parses a TOML file. Null with a diagnostic when the file cannot be read (it is missing, not a
 // regular file, or larger than kMaxTomlBytes) or is not TOML.
 std::optional<toml::table> parseTomlFile(const std::string& path, Diagnostics& diagnostics);
+// Parses TOML text read from `path` (which names it in diagnostics).
+std::optional<toml::table> parseTomlText(std::string_view text, const std::string& path,
+                                         Diagnostics& diagnostics);
 
 // A view of one TOML table that reads its keys strictly.
 class TomlTable {

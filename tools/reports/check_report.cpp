@@ -10,8 +10,8 @@ namespace {
 
 constexpr int kJsonSchemaVersion = 1;
 
-// How an expected or actual value prints: in text, and in JSON with the type of its key ("none"
-// for no decision's scenario, null for an absent value).
+}  // namespace
+
 std::string valueText(const CheckValue& v) {
     switch (v.kind) {
         case CheckValue::Kind::Absent:
@@ -31,6 +31,10 @@ std::string valueText(const CheckValue& v) {
     return {};
 }
 
+namespace {
+
+// An expected or actual value in JSON, with the type of its key ("none" for no decision's
+// scenario, null for an absent value).
 std::string valueJson(const CheckValue& v) {
     switch (v.kind) {
         case CheckValue::Kind::Absent:

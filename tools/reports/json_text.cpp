@@ -2,11 +2,33 @@
 
 #include <cstdio>
 
+#include "text_escape.h"
+
 namespace custsim {
 
+// Text that is not UTF-8 (a file name in another encoding) cannot go into JSON as it is: each
+// byte outside a well-formed sequence is written as the four characters \xNN, the way a
+// terminal report shows it.
 std::string jsonString(const std::string& text) {
     std::string out = "\"";
-    for (const char c : text) {
+    for (size_t i = 0; i < text.size();) {
+        const char c = text[i];
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0x80) {
+            uint32_t codePoint = 0;
+            const size_t length = decodeUtf8(text, i, codePoint);
+            if (length == 0) {
+                char escaped[8];
+                std::snprintf(escaped, sizeof(escaped), "\\\\x%02X", byte);
+                out += escaped;
+                ++i;
+            } else {
+                out.append(text, i, length);
+                i += length;
+            }
+            continue;
+        }
+        ++i;
         switch (c) {
             case '"':
                 out += "\\\"";
@@ -24,10 +46,9 @@ std::string jsonString(const std::string& text) {
                 out += "\\t";
                 break;
             default:
-                if (static_cast<unsigned char>(c) < 0x20) {
+                if (byte < 0x20) {
                     char escaped[8];
-                    std::snprintf(escaped, sizeof(escaped), "\\u%04x",
-                                  static_cast<unsigned char>(c));
+                    std::snprintf(escaped, sizeof(escaped), "\\u%04x", byte);
                     out += escaped;
                 } else {
                     out += c;

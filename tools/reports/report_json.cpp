@@ -3,6 +3,7 @@
 
 #include "explain_report.h"
 #include "report.h"
+#include "text_escape.h"
 
 namespace custsim {
 

@@ -1,5 +1,7 @@
 #include <cstdio>
 #include <initializer_list>
+#include <iterator>
+#include <set>
 
 #include "number_text.h"
 #include "report.h"
@@ -15,8 +17,36 @@ namespace {
 // Version of the sweep JSON document's layout; raised when a field changes meaning or goes away.
 constexpr int kSweepJsonSchemaVersion = 1;
 
-// A CSV field: quoted when it holds a separator, a quote or a line break (RFC 4180).
-void appendCsvField(std::string& out, std::string_view text) {
+// Whether the text is a plain number ("-5", "+1.5"), which a spreadsheet reads as one.
+bool isNumber(std::string_view text) {
+    size_t i = text[0] == '-' || text[0] == '+' ? 1 : 0;
+    bool digits = false;
+    bool point = false;
+    for (; i < text.size(); ++i) {
+        if (text[i] >= '0' && text[i] <= '9') {
+            digits = true;
+        } else if (text[i] == '.' && !point) {
+            point = true;
+        } else {
+            return false;
+        }
+    }
+    return digits;
+}
+
+// A spreadsheet reads a cell that starts with = + - @ (or a tab or CR before them) as a formula:
+// such text from an input (an application, a sensor name, a locale) is written with a leading
+// apostrophe, which spreadsheets show as text. A number ("-5") stays a number.
+bool readAsFormula(std::string_view text) {
+    if (text.empty() || isNumber(text)) return false;
+    return std::string_view("=+-@\t\r").find(text[0]) != std::string_view::npos;
+}
+
+// A CSV field: neutralised when a spreadsheet would run it, and quoted when it holds a separator,
+// a quote or a line break (RFC 4180).
+void appendCsvField(std::string& out, std::string_view cell) {
+    const std::string neutral = readAsFormula(cell) ? "'" + std::string(cell) : std::string();
+    const std::string_view text = neutral.empty() ? cell : std::string_view(neutral);
     if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
         out += text;
         return;
@@ -230,15 +260,6 @@ std::string jsonCell(const Cell& cell) {
     return {};
 }
 
-std::string csvHeader() {
-    std::string header;
-    for (const SweepField& field : kSweepFields) {
-        header += std::string(",") + field.csv;
-        if (field.csvSecond != nullptr) header += std::string(",") + field.csvSecond;
-    }
-    return header;
-}
-
 void appendCsvFields(std::string& row, const RowSource& source) {
     for (const SweepField& field : kSweepFields) {
         row += ',';
@@ -277,6 +298,11 @@ void appendJsonFields(std::string& out, const RowSource& source) {
     }
     if (open != Group::Top && !skipping) out += "}";
 }
+
+// The columns of the map of an edit, after the fields.
+const char* const kEditColumns[] = {"changed",          "before_decided",     "before_scenario",
+                                    "before_fps",       "before_match_table", "before_match_locale",
+                                    "before_match_key", "before_match_line"};
 
 // The sensor's decision at the point before an edit; null without a baseline.
 const Decision* beforeOf(const SweepBaseline* baseline, uint64_t point, int32_t sensor) {
@@ -328,13 +354,33 @@ public:
     CsvWriter(std::ostream& out, const DeviceProfile& device, const SweepSpec& sweep,
               const SweepBaseline* baseline)
         : mOut(out), mDevice(device), mSweep(sweep), mBaseline(baseline) {
-        mOut << "point";
-        for (const SweepAxis& axis : mSweep.axes) mOut << ',' << axis.name;
-        mOut << csvHeader();
+        mOut << header() << "\n";
+    }
+
+    // "point", the axes, the fields and the edit's columns: every name once, so an axis that a
+    // field already names (a sensor axis) is written "axis_NAME".
+    std::string header() const {
+        std::vector<std::string> fixed;
+        for (const SweepField& field : kSweepFields) {
+            fixed.emplace_back(field.csv);
+            if (field.csvSecond != nullptr) fixed.emplace_back(field.csvSecond);
+        }
         if (mBaseline != nullptr)
-            mOut << ",changed,before_decided,before_scenario,before_fps,before_match_table,"
-                    "before_match_locale,before_match_key,before_match_line";
-        mOut << "\n";
+            fixed.insert(fixed.end(), std::begin(kEditColumns), std::end(kEditColumns));
+        std::set<std::string> taken(fixed.begin(), fixed.end());
+        taken.insert("point");
+        std::string header = "point";
+        for (const SweepAxis& axis : mSweep.axes) {
+            std::string name = axis.name;
+            if (taken.count(name) != 0) name = "axis_" + axis.name;
+            for (int n = 2; taken.count(name) != 0; ++n)
+                name = "axis_" + axis.name + "_" + std::to_string(n);
+            taken.insert(name);
+            header += ',';
+            appendCsvField(header, name);
+        }
+        for (const std::string& name : fixed) header += "," + name;
+        return header;
     }
 
     // The point's rows, one per sensor.

@@ -41,19 +41,21 @@ public:
     }
 
     void finish() override {
-        mOut << "sweep " << mSweep.file << ": " << mSweep.points << " points on device "
-             << mDevice.name << "\n";
+        mOut << "sweep " << terminalText(mSweep.file) << ": " << mSweep.points
+             << " points on device " << terminalText(mDevice.name) << "\n";
         for (const SweepAxis& axis : mSweep.axes) {
-            mOut << "  " << axis.name << ": " << axis.size() << " values, " << axis.label(0);
-            if (axis.size() > 1) mOut << " .. " << axis.label(axis.size() - 1);
+            mOut << "  " << terminalText(axis.name) << ": " << axis.size() << " values, "
+                 << terminalText(axis.label(0));
+            if (axis.size() > 1) mOut << " .. " << terminalText(axis.label(axis.size() - 1));
             mOut << "\n";
         }
         for (const auto& [sensor, modes] : mCounts.bySensor()) {
             const SensorSpec* profile = mDevice.findSensor(sensor);
             uint64_t total = 0;
             for (const auto& [scenario, count] : modes) total += count;
-            mOut << "\nsensor " << sensor << " (" << (profile != nullptr ? profile->name : "")
-                 << "): " << total << " points\n";
+            mOut << "\nsensor " << sensor << " ("
+                 << terminalText(profile != nullptr ? profile->name : "") << "): " << total
+                 << " points\n";
             for (const auto& [scenario, count] : modes) {
                 mOut << "  " << std::left << std::setw(40)
                      << mCounts.modeName(mDevice, sensor, scenario) << std::right << std::setw(9)

@@ -16,6 +16,10 @@
 // in text for people or JSON for scripts; docs/simulator.md documents both forms.
 namespace custsim {
 
+// How an expected or actual value of a check prints in text: "none" for no decision's scenario,
+// "9 named, not filled", a number, hex flags, a size or a text.
+std::string valueText(const CheckValue& value);
+
 // The names of the values that differ between two decisions of a sensor, as diff names them
 // ("decision", "scenario", "fps", "sensor_size", "raw_format_type", "seamless_flags",
 // "seamless_scenario", "rrzo_size", "warnings"); empty when nothing differs. The deciding row is

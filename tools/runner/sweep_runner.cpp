@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <new>
 #include <type_traits>
 #include <utility>
 
@@ -20,8 +21,9 @@ namespace {
 constexpr int kWorkerFailed = 3;
 // How much a worker writes to its pipe at once, and the parent reads: a pipe's capacity.
 constexpr size_t kPipeChunk = 64 * 1024;
-// A record larger than this is not one a worker wrote: the stream is corrupt.
-constexpr uint32_t kMaxRecordBytes = 64 * 1024 * 1024;
+// The length of a record, of each output's part and of a text in it: 64 bits, so that a point of
+// any size (a huge name, many warnings) travels whole whatever the number of workers.
+using RecordLength = uint64_t;
 
 // Points travel from a worker to the parent as length-prefixed records of plain fields, in the
 // machine's own byte order (both ends are the same program on the same machine).
@@ -34,16 +36,16 @@ public:
         mBytes.append(reinterpret_cast<const char*>(&value), sizeof(T));
     }
     void put(const std::string& text) {
-        put(static_cast<uint32_t>(text.size()));
+        put(static_cast<RecordLength>(text.size()));
         mBytes += text;
     }
     // A length to be filled in once what it counts has been appended.
     size_t reserveLength() {
-        put(uint32_t{0});
+        put(RecordLength{0});
         return mBytes.size();
     }
     void fillLength(size_t from) {
-        const auto length = static_cast<uint32_t>(mBytes.size() - from);
+        const auto length = static_cast<RecordLength>(mBytes.size() - from);
         std::memcpy(mBytes.data() + from - sizeof(length), &length, sizeof(length));
     }
 
@@ -66,7 +68,7 @@ public:
         return value;
     }
     std::string_view bytes() {
-        const auto size = get<uint32_t>();
+        const auto size = get<RecordLength>();
         if (mBad || mBytes.size() - mAt < size) {
             mBad = true;
             return {};
@@ -129,10 +131,10 @@ public:
     // The next record, valid until the next call. False at the end of the stream or on a read
     // error.
     bool next(std::string_view& record) {
-        uint32_t length = 0;
+        RecordLength length = 0;
         if (!fill(sizeof(length))) return false;
         std::memcpy(&length, mBuffer.data() + mAt, sizeof(length));
-        if (length > kMaxRecordBytes || !fill(sizeof(length) + length)) return false;
+        if (!fill(sizeof(length) + length)) return false;
         record = std::string_view(mBuffer).substr(mAt + sizeof(length), length);
         mAt += sizeof(length) + length;
         return true;
@@ -175,6 +177,9 @@ private:
             pending.clear();
         }
         if (!writeAll(fd, pending)) _exit(kWorkerFailed);
+    } catch (const std::bad_alloc&) {
+        std::fprintf(stderr, "custpolicy: sweep worker %u: out of memory\n", worker + 1);
+        _exit(kWorkerFailed);
     } catch (const std::exception& e) {
         std::fprintf(stderr, "custpolicy: sweep worker %u: %s\n", worker + 1, e.what());
         _exit(kWorkerFailed);
