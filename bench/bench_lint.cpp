@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-#include "lint.h"
+#include "checks/lint.h"
 
 namespace {
 
@@ -21,9 +21,10 @@ constexpr int32_t kBandWidth = 640;
 constexpr int32_t kScenarios = 6;
 
 // One "ThirdCamSensorSettingMap" group of `rows` rows: sensor, video, operation mode, aspect-ratio
-// floor, width floor, size ceiling, unused, scenario. The operation mode is -1 or 0, the only values
-// the third-party path meets, so that every row is reachable. Each row is a width band (floor, floor +
-// kBandWidth] of its own, so most rows are not shadowed and the index keeps many of them.
+// floor, width floor, size ceiling, unused, scenario. The operation mode is -1 or 0, the only
+// values the third-party path meets, so that every row is reachable. Each row is a width band
+// (floor, floor + kBandWidth] of its own, so most rows are not shadowed and the index keeps many of
+// them.
 std::string thirdPartyTable(int64_t rows) {
     std::string text = "[ThirdCamSensorSettingMap]\n";
     text.reserve(static_cast<size_t>(rows) * 64);
@@ -31,11 +32,10 @@ std::string thirdPartyTable(int64_t rows) {
         const auto n = static_cast<int32_t>(i);
         const int32_t floor = (n / (kSensors * 2)) * kWidthStep;
         text += "AllCamApp[" + std::to_string(i) + "] = " + std::to_string(n % kSensors) + ", " +
-                std::to_string((n / kSensors) % 2) + ", " +
-                std::to_string(n % 3 == 0 ? -1 : 0) + ", " +
-                std::to_string(kRatioFloors[(n / 16) % 4]) + ", " + std::to_string(floor) + ", " +
-                std::to_string(floor + kBandWidth) + ", 0, " + std::to_string(n % kScenarios) +
-                "\n";
+                std::to_string((n / kSensors) % 2) + ", " + std::to_string(n % 3 == 0 ? -1 : 0) +
+                ", " + std::to_string(kRatioFloors[(n / 16) % 4]) + ", " + std::to_string(floor) +
+                ", " + std::to_string(floor + kBandWidth) + ", 0, " +
+                std::to_string(n % kScenarios) + "\n";
     }
     return text;
 }

@@ -10,12 +10,12 @@
 #include <streambuf>
 #include <string>
 
-#include "commands.h"
-#include "device_profile.h"
-#include "runner.h"
-#include "sweep_file.h"
-#include "sweep_report.h"
-#include "sweep_runner.h"
+#include "commands/commands.h"
+#include "inputs/device_profile.h"
+#include "inputs/sweep_file.h"
+#include "reports/sweep_report.h"
+#include "runner/runner.h"
+#include "runner/sweep_runner.h"
 
 namespace {
 

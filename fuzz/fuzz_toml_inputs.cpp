@@ -10,10 +10,10 @@
 #include <cstdlib>
 #include <string>
 
-#include "device_profile.h"
 #include "host_config_store.h"
-#include "session_file.h"
-#include "sweep_file.h"
+#include "inputs/device_profile.h"
+#include "inputs/session_file.h"
+#include "inputs/sweep_file.h"
 
 namespace {
 

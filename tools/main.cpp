@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "cli.h"
-#include "file_output.h"
+#include "commands/cli.h"
+#include "reports/file_output.h"
 
 namespace {
 

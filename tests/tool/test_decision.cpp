@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "decision.h"
-#include "library_messages.h"
+#include "runner/decision.h"
+#include "runner/library_messages.h"
 
 // Building a Decision from what the runner saw of a sensor's calls, and reading the library's
 // messages: each case is a call as the library logs it.

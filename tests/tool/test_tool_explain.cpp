@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "commands.h"
-#include "corpus.h"
-#include "explain_command.h"
+#include "commands/commands.h"
+#include "commands/explain_command.h"
 #include "host_config_store.h"
-#include "sweep_file.h"
+#include "inputs/corpus.h"
+#include "inputs/sweep_file.h"
 
 namespace custsim {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "lint.h"
+#include "checks/lint.h"
 #include "tool_test_support.h"
 
 namespace {

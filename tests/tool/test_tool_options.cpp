@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "commands.h"
-#include "options.h"
-#include "runner.h"
+#include "commands/commands.h"
+#include "commands/options.h"
+#include "runner/runner.h"
 #include "tool_test_support.h"
 
 // The command line read the same way by every command, and the host state owned per device.

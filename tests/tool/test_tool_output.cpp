@@ -15,10 +15,10 @@
 #include <thread>
 #include <vector>
 
-#include "file_output.h"
-#include "report.h"
-#include "text_escape.h"
-#include "toml_input.h"
+#include "inputs/toml_input.h"
+#include "reports/file_output.h"
+#include "reports/report.h"
+#include "reports/text_escape.h"
 #include "tool_test_support.h"
 
 namespace {

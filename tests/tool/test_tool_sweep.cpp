@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "sweep_changes.h"
+#include "reports/sweep_changes.h"
 #include "tool_test_support.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <sstream>
 #include <string>
 
-#include "expect_writer.h"
+#include "reports/expect_writer.h"
 #include "tool_test_support.h"
 
 namespace {

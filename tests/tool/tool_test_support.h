@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "cli.h"
+#include "commands/cli.h"
 
 // Runs the simulator's command line in-process, and writes input files into a scratch directory
 // that lives as long as the object.

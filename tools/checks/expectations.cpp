@@ -1,4 +1,4 @@
-#include "expectations.h"
+#include "checks/expectations.h"
 
 namespace custsim {
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "decision.h"
-#include "session_file.h"
+#include "inputs/session_file.h"
+#include "runner/decision.h"
 
 // A session's [[expect]] tables against what its run gave: the check of `check`, and the tables
 // that `check --record` writes.

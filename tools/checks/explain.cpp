@@ -1,4 +1,4 @@
-#include "explain.h"
+#include "checks/explain.h"
 
 #include <algorithm>
 #include <cstdio>

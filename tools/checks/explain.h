@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "config_index.h"
-#include "device_profile.h"
 #include "host_config_store.h"
-#include "runner.h"
-#include "session_file.h"
+#include "inputs/config_index.h"
+#include "inputs/device_profile.h"
+#include "inputs/session_file.h"
+#include "runner/runner.h"
 
 // Why a row did or did not match: the legacy tables' column rules applied to the facts the library
 // computed, row by row, in the order the policy reads them. The trace is a second reading of the

@@ -1,4 +1,4 @@
-#include "lint.h"
+#include "checks/lint.h"
 
 #include <algorithm>
 #include <array>
@@ -11,8 +11,8 @@
 
 #include "config_store.h"
 #include "custpolicy/cust_contract.h"
-#include "edit_distance.h"
 #include "host_config_parser.h"
+#include "inputs/edit_distance.h"
 
 namespace custsim {
 

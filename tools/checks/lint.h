@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "device_profile.h"
+#include "inputs/device_profile.h"
 
 namespace hostconfig::detail {
 struct Config;

@@ -8,15 +8,15 @@
 #include <set>
 #include <sstream>
 
-#include "cli.h"
-#include "commands.h"
-#include "expect_writer.h"
-#include "expectations.h"
-#include "file_output.h"
+#include "checks/expectations.h"
+#include "commands/cli.h"
+#include "commands/commands.h"
 #include "host_config_parser.h"
-#include "runner.h"
-#include "text_escape.h"
-#include "workflow_report.h"
+#include "reports/expect_writer.h"
+#include "reports/file_output.h"
+#include "reports/text_escape.h"
+#include "reports/workflow_report.h"
+#include "runner/runner.h"
 
 // check: run sessions and compare them with their [[expect]] tables; --record writes the tables.
 namespace custsim {

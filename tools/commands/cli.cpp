@@ -1,7 +1,7 @@
-#include "cli.h"
+#include "commands/cli.h"
 
-#include "commands.h"
-#include "explain_command.h"
+#include "commands/commands.h"
+#include "commands/explain_command.h"
 
 namespace custsim {
 

@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <unordered_map>
 
-#include "cli.h"
-#include "commands.h"
+#include "commands/cli.h"
+#include "commands/commands.h"
 #include "host_config_parser.h"
 #include "host_config_store.h"
-#include "text_escape.h"
+#include "reports/text_escape.h"
 
 namespace custsim {
 

@@ -8,14 +8,14 @@
 #include <string>
 #include <vector>
 
-#include "config_index.h"
-#include "corpus.h"
-#include "device_profile.h"
-#include "host_session.h"
-#include "lint.h"
-#include "options.h"
-#include "session_file.h"
-#include "toml_input.h"
+#include "checks/lint.h"
+#include "commands/options.h"
+#include "inputs/config_index.h"
+#include "inputs/corpus.h"
+#include "inputs/device_profile.h"
+#include "inputs/session_file.h"
+#include "inputs/toml_input.h"
+#include "runner/host_session.h"
 
 // The simulator's commands, one source file each (simulate_command.cpp holds simulate and demo,
 // which share everything but where their inputs come from), and what they share: options, the

@@ -2,14 +2,14 @@
 #include <memory>
 #include <string_view>
 
-#include "cli.h"
-#include "commands.h"
+#include "checks/lint.h"
+#include "commands/cli.h"
+#include "commands/commands.h"
 #include "host_config_store.h"
-#include "library_messages.h"
-#include "lint.h"
-#include "runner.h"
-#include "text_escape.h"
-#include "workflow_report.h"
+#include "reports/text_escape.h"
+#include "reports/workflow_report.h"
+#include "runner/library_messages.h"
+#include "runner/runner.h"
 
 // coverage: which rows of the configuration the sessions matched, only read, or never reached.
 namespace custsim {

@@ -2,11 +2,11 @@
 #include <optional>
 #include <sstream>
 
-#include "cli.h"
-#include "commands.h"
-#include "lint.h"
-#include "runner.h"
-#include "workflow_report.h"
+#include "checks/lint.h"
+#include "commands/cli.h"
+#include "commands/commands.h"
+#include "reports/workflow_report.h"
+#include "runner/runner.h"
 
 // diff: run the same sessions on two configurations and report what changed.
 namespace custsim {

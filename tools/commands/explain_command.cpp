@@ -1,12 +1,12 @@
-#include "explain_command.h"
+#include "commands/explain_command.h"
 
 #include <cstdlib>
 
-#include "cli.h"
-#include "commands.h"
-#include "library_messages.h"
-#include "session_file.h"
-#include "text_escape.h"
+#include "commands/cli.h"
+#include "commands/commands.h"
+#include "inputs/session_file.h"
+#include "reports/text_escape.h"
+#include "runner/library_messages.h"
 
 namespace custsim {
 

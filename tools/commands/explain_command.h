@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "config_index.h"
-#include "device_profile.h"
-#include "explain_report.h"
-#include "runner.h"
+#include "inputs/config_index.h"
+#include "inputs/device_profile.h"
+#include "reports/explain_report.h"
+#include "runner/runner.h"
 
 // The explain command, and the one place that turns a sensor's run into the pieces the trace is
 // built from (simulate --trace uses it too).

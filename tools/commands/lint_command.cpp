@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <optional>
 
-#include "cli.h"
-#include "commands.h"
-#include "device_profile.h"
-#include "lint.h"
+#include "checks/lint.h"
+#include "commands/cli.h"
+#include "commands/commands.h"
+#include "inputs/device_profile.h"
 
 // lint: check configuration files.
 namespace custsim {

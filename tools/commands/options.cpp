@@ -1,8 +1,8 @@
-#include "options.h"
+#include "commands/options.h"
 
 #include <algorithm>
 
-#include "cli.h"
+#include "commands/cli.h"
 
 namespace custsim {
 

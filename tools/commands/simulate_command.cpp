@@ -1,15 +1,15 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "cli.h"
-#include "commands.h"
-#include "device_profile.h"
-#include "explain_command.h"
-#include "lint.h"
-#include "report.h"
-#include "runner.h"
-#include "session_file.h"
-#include "text_escape.h"
+#include "checks/lint.h"
+#include "commands/cli.h"
+#include "commands/commands.h"
+#include "commands/explain_command.h"
+#include "inputs/device_profile.h"
+#include "inputs/session_file.h"
+#include "reports/report.h"
+#include "reports/text_escape.h"
+#include "runner/runner.h"
 
 #ifndef CUSTPOLICY_EXAMPLES_DIR
 #define CUSTPOLICY_EXAMPLES_DIR "examples"

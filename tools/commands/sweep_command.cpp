@@ -9,15 +9,15 @@
 #include <iostream>
 #include <new>
 
-#include "cli.h"
-#include "commands.h"
-#include "device_profile.h"
-#include "file_output.h"
-#include "sweep_edit.h"
-#include "sweep_file.h"
-#include "sweep_report.h"
-#include "sweep_runner.h"
-#include "text_escape.h"
+#include "commands/cli.h"
+#include "commands/commands.h"
+#include "inputs/device_profile.h"
+#include "inputs/sweep_file.h"
+#include "reports/file_output.h"
+#include "reports/sweep_edit.h"
+#include "reports/sweep_report.h"
+#include "reports/text_escape.h"
+#include "runner/sweep_runner.h"
 
 // sweep: run the product of a sweep's axes and report every point, as CSV, JSON, a summary and a
 // map page.

@@ -1,4 +1,4 @@
-#include "config_index.h"
+#include "inputs/config_index.h"
 
 #include <algorithm>
 #include <tuple>

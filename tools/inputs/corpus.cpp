@@ -1,4 +1,4 @@
-#include "corpus.h"
+#include "inputs/corpus.h"
 
 #include <dirent.h>
 #include <sys/stat.h>

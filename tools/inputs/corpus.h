@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "toml_input.h"
+#include "inputs/toml_input.h"
 
 // A corpus of sessions: the SESSION|DIR arguments of the commands that run sessions, expanded into
 // session files. A file stands for itself; a directory for every "*.toml" file below it, at any

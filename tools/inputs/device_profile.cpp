@@ -1,4 +1,4 @@
-#include "device_profile.h"
+#include "inputs/device_profile.h"
 
 #include <algorithm>
 #include <limits>

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "host_config_store.h"
+#include "inputs/toml_input.h"
 #include "platform/CustFeatureTypes.h"
 #include "platform/MSize.h"
-#include "toml_input.h"
 
 // The device profile: everything the platform answers for one device. docs/simulator.md
 // documents every key.

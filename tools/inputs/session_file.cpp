@@ -1,4 +1,4 @@
-#include "session_file.h"
+#include "inputs/session_file.h"
 
 #include <algorithm>
 #include <limits>

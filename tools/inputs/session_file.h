@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
-#include "device_profile.h"
+#include "inputs/device_profile.h"
+#include "inputs/toml_input.h"
 #include "platform/MSize.h"
-#include "toml_input.h"
 
 // A session: one stream configuration of one application, as the HAL hands it to the policies.
 // docs/simulator.md documents every key.

@@ -1,4 +1,4 @@
-#include "sweep_file.h"
+#include "inputs/sweep_file.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "device_profile.h"
+#include "inputs/device_profile.h"
+#include "inputs/session_file.h"
+#include "inputs/toml_input.h"
 #include "platform/MSize.h"
-#include "session_file.h"
-#include "toml_input.h"
 
 // A sweep: one base session and the axes to vary. The points are the product of the axes, the last
 // axis varying fastest. docs/sweep.md documents every key.

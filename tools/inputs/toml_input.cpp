@@ -1,4 +1,4 @@
-#include "toml_input.h"
+#include "inputs/toml_input.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -7,8 +7,8 @@
 #include <limits>
 #include <sstream>
 
-#include "edit_distance.h"
 #include "host_config_parser.h"
+#include "inputs/edit_distance.h"
 
 namespace custsim {
 

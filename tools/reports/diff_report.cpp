@@ -1,10 +1,10 @@
 #include <cstdio>
 
-#include "json_text.h"
-#include "number_text.h"
-#include "report.h"
-#include "text_escape.h"
-#include "workflow_report.h"
+#include "inputs/number_text.h"
+#include "reports/json_text.h"
+#include "reports/report.h"
+#include "reports/text_escape.h"
+#include "reports/workflow_report.h"
 
 namespace custsim {
 

@@ -1,11 +1,11 @@
-#include "expect_writer.h"
+#include "reports/expect_writer.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <optional>
 
-#include "number_text.h"
+#include "inputs/number_text.h"
 
 namespace custsim {
 

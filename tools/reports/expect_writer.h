@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "expectations.h"
-#include "session_file.h"
+#include "checks/expectations.h"
+#include "inputs/session_file.h"
 
 // The [[expect]] tables of a session file as text, for `check --record`: what changes in a
 // session's text to freeze a run's results, leaving every other byte of the file as it was.

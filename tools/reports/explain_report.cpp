@@ -1,10 +1,10 @@
-#include "explain_report.h"
+#include "reports/explain_report.h"
 
 #include <algorithm>
 #include <cstdio>
 
-#include "report.h"
-#include "text_escape.h"
+#include "reports/report.h"
+#include "reports/text_escape.h"
 
 namespace custsim {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "explain.h"
+#include "checks/explain.h"
 
 // The explain command's reports: per sensor, the rows that failed on one column first, then the
 // paths the setting call took, every table and group searched with every row read, and the

@@ -1,4 +1,4 @@
-#include "file_output.h"
+#include "reports/file_output.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,8 +1,8 @@
-#include "json_text.h"
+#include "reports/json_text.h"
 
 #include <cstdio>
 
-#include "text_escape.h"
+#include "reports/text_escape.h"
 
 namespace custsim {
 

@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "device_profile.h"
-#include "json_text.h"
-#include "lint.h"
-#include "runner.h"
-#include "text_escape.h"
+#include "checks/lint.h"
+#include "inputs/device_profile.h"
+#include "reports/json_text.h"
+#include "reports/text_escape.h"
+#include "runner/runner.h"
 
 // The simulator's two output forms: a text report for people and a JSON document for scripts.
 // Both print only integers and strings, so that they read the same whatever C++ runtime built the

@@ -1,9 +1,9 @@
 #include <cstdio>
 #include <string>
 
-#include "explain_report.h"
-#include "report.h"
-#include "text_escape.h"
+#include "reports/explain_report.h"
+#include "reports/report.h"
+#include "reports/text_escape.h"
 
 namespace custsim {
 

@@ -2,9 +2,9 @@
 #include <string>
 
 #include "config_store.h"
-#include "explain_report.h"
-#include "number_text.h"
-#include "report.h"
+#include "inputs/number_text.h"
+#include "reports/explain_report.h"
+#include "reports/report.h"
 
 namespace custsim {
 

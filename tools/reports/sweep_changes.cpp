@@ -1,4 +1,4 @@
-#include "sweep_changes.h"
+#include "reports/sweep_changes.h"
 
 #include <algorithm>
 #include <map>

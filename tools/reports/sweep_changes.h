@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "sweep_file.h"
+#include "inputs/sweep_file.h"
 
 // Where along the map's x axis a sensor's outcome changes, grouped by place: a change that happens
 // at the same place for every value of the other axes is one entry, and where it differs the entry

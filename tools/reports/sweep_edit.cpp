@@ -1,4 +1,4 @@
-#include "sweep_edit.h"
+#include "reports/sweep_edit.h"
 
 namespace custsim {
 

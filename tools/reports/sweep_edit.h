@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "sweep_report.h"
+#include "reports/sweep_report.h"
 
 // The map of an edit: every point of a sweep run with the configuration before the edit, kept so
 // that the run with the configuration after it can say, per point, whether the outcome changed and

@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
-#include "device_profile.h"
-#include "sweep_file.h"
-#include "sweep_runner.h"
+#include "inputs/device_profile.h"
+#include "inputs/sweep_file.h"
+#include "runner/sweep_runner.h"
 
 // The outputs of a sweep. CSV and JSON rows are made in the workers and written point by point as
 // they arrive, so their memory does not grow with the number of points; the map page and the

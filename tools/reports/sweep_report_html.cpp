@@ -1,10 +1,10 @@
 #include <unordered_map>
 
-#include "report.h"
-#include "sweep_changes.h"
-#include "sweep_edit.h"
-#include "sweep_report.h"
-#include "workflow_report.h"
+#include "reports/report.h"
+#include "reports/sweep_changes.h"
+#include "reports/sweep_edit.h"
+#include "reports/sweep_report.h"
+#include "reports/workflow_report.h"
 
 // The map page: one self-contained HTML file (no network, no external script, style or font). The
 // legend and the summary are written here; the page's script draws the maps from the data it

@@ -3,11 +3,11 @@
 #include <iterator>
 #include <set>
 
-#include "number_text.h"
-#include "report.h"
-#include "sweep_edit.h"
-#include "sweep_report.h"
-#include "workflow_report.h"
+#include "inputs/number_text.h"
+#include "reports/report.h"
+#include "reports/sweep_edit.h"
+#include "reports/sweep_report.h"
+#include "reports/workflow_report.h"
 
 // The sweep's rows as CSV and as JSON, written as the points arrive.
 namespace custsim {

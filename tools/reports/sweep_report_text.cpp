@@ -1,10 +1,10 @@
 #include <iomanip>
 
-#include "sweep_changes.h"
-#include "sweep_edit.h"
-#include "sweep_report.h"
-#include "text_escape.h"
-#include "workflow_report.h"
+#include "reports/sweep_changes.h"
+#include "reports/sweep_edit.h"
+#include "reports/sweep_report.h"
+#include "reports/text_escape.h"
+#include "reports/workflow_report.h"
 
 // The summary of a sweep: points per decided mode, per sensor, and where along the map's x axis
 // the mode changes.

@@ -1,4 +1,4 @@
-#include "text_escape.h"
+#include "reports/text_escape.h"
 
 #include <cstdint>
 #include <cstdio>

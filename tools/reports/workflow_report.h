@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "config_index.h"
-#include "decision.h"
-#include "device_profile.h"
-#include "expectations.h"
-#include "lint.h"
+#include "checks/expectations.h"
+#include "checks/lint.h"
+#include "inputs/config_index.h"
+#include "inputs/device_profile.h"
+#include "runner/decision.h"
 
 // The reports of the workflow commands: diff (what changed between two configurations), check
 // (unmet expectations) and coverage (which rows ever matter). Each is written as the sessions run,

@@ -1,8 +1,8 @@
-#include "decision.h"
+#include "runner/decision.h"
 
 #include "config_store.h"
-#include "library_messages.h"
-#include "reference_evaluator.h"
+#include "runner/library_messages.h"
+#include "runner/reference_evaluator.h"
 
 namespace custsim {
 

@@ -1,4 +1,4 @@
-#include "device_metadata.h"
+#include "runner/device_metadata.h"
 
 namespace custsim {
 

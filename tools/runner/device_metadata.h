@@ -1,6 +1,6 @@
 #pragma once
 
-#include "device_profile.h"
+#include "inputs/device_profile.h"
 #include "platform/IMetadata.h"
 
 // The metadata a device profile or a session describes, as the platform hands it to the policies.

@@ -1,9 +1,9 @@
-#include "host_session.h"
+#include "runner/host_session.h"
 
 #include <utility>
 
-#include "device_metadata.h"
 #include "platform/SensorServices.h"
+#include "runner/device_metadata.h"
 
 namespace custsim {
 

@@ -4,9 +4,9 @@
 #include <map>
 #include <vector>
 
-#include "device_profile.h"
 #include "host_config_store.h"
 #include "host_platform.h"
+#include "inputs/device_profile.h"
 #include "platform/IMetadata.h"
 
 // The one owner of the host platform's state for one device: the device's configuration tables,

@@ -1,4 +1,4 @@
-#include "library_messages.h"
+#include "runner/library_messages.h"
 
 #include <iterator>
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "decision.h"
 #include "host_config_store.h"
+#include "runner/decision.h"
 
 // The one reader of the library's log messages and of the configuration store's row reads: the
 // only place that knows the texts the library writes. The texts are literals of the library's

@@ -1,4 +1,4 @@
-#include "reference_evaluator.h"
+#include "runner/reference_evaluator.h"
 
 #include <algorithm>
 #include <cstdlib>

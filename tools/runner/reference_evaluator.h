@@ -7,7 +7,7 @@
 
 #include "custpolicy/cust_rrzo_policy.h"
 #include "custpolicy/cust_setting_policy.h"
-#include "device_profile.h"
+#include "inputs/device_profile.h"
 #include "platform/CustFeatureTypes.h"
 
 // The simulator's feature-chip service. Unless the profile scripts a fixed answer, it answers

@@ -1,4 +1,4 @@
-#include "runner.h"
+#include "runner/runner.h"
 
 #include <algorithm>
 #include <cstring>
@@ -8,13 +8,13 @@
 #include "cust_int32.h"
 #include "cust_setting_policy_legacy.h"
 #include "custpolicy/cust_contract.h"
-#include "device_metadata.h"
 #include "host_image_stream.h"
 #include "host_platform.h"
-#include "library_messages.h"
 #include "platform/PolicyTypes.h"
 #include "platform/SensorServices.h"
 #include "platform/ULogger.h"
+#include "runner/device_metadata.h"
+#include "runner/library_messages.h"
 
 namespace custsim {
 

@@ -10,12 +10,12 @@
 
 #include "custpolicy/cust_rrzo_policy.h"
 #include "custpolicy/cust_setting_policy.h"
-#include "decision.h"
-#include "device_profile.h"
 #include "host_config_store.h"
-#include "host_session.h"
-#include "reference_evaluator.h"
-#include "session_file.h"
+#include "inputs/device_profile.h"
+#include "inputs/session_file.h"
+#include "runner/decision.h"
+#include "runner/host_session.h"
+#include "runner/reference_evaluator.h"
 
 // Runs the policy library over the host platform the way the HAL does: one setting adaptor and one
 // RRZO adaptor per sensor index, made once and kept for the whole run; per session, every sensor's

@@ -1,4 +1,4 @@
-#include "sweep_runner.h"
+#include "runner/sweep_runner.h"
 
 #include <sys/types.h>
 #include <sys/wait.h>

@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
-#include "device_profile.h"
-#include "runner.h"
-#include "sweep_file.h"
+#include "inputs/device_profile.h"
+#include "inputs/sweep_file.h"
+#include "runner/runner.h"
 
 // Runs every point of a sweep: per point the base session with the point's axis values, through
 // the same calls as `simulate`. Points are independent, so they are spread over worker processes,
