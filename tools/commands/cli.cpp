@@ -34,8 +34,9 @@ const char kMainHelp[] =
     "\n"
     "Run 'custpolicy COMMAND --help' for a command's options. Exit codes: 0 decided (or no\n"
     "lint error, nothing changed, every expectation met), 1 lint errors, a change, an unmet\n"
-    "expectation or a wrong command line, 2 an unreadable or invalid input, 3 with --strict,\n"
-    "a configuration error or a warning.\n"
+    "expectation or a wrong command line, 2 an unreadable or invalid input or an output that\n"
+    "cannot be written, 3 with --strict, a configuration error or a warning, 4 diff: only\n"
+    "deciding rows moved, 5 explain: the trace contradicts the library's record.\n"
     "See docs/simulator.md for the profile and session keys and the JSON layout,\n"
     "docs/workflow.md for diff, check and coverage in a tuning workflow, and docs/sweep.md\n"
     "for sweeps.\n";

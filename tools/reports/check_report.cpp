@@ -1,4 +1,4 @@
-#include "inputs/number_text.h"
+#include "reports/number_text.h"
 #include "reports/json_text.h"
 #include "reports/report.h"
 #include "reports/text_escape.h"

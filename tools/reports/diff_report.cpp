@@ -1,6 +1,6 @@
 #include <cstdio>
 
-#include "inputs/number_text.h"
+#include "reports/number_text.h"
 #include "reports/json_text.h"
 #include "reports/report.h"
 #include "reports/text_escape.h"

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <optional>
 
-#include "inputs/number_text.h"
+#include "reports/number_text.h"
 
 namespace custsim {
 

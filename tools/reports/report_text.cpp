@@ -2,7 +2,7 @@
 #include <string>
 
 #include "config_store.h"
-#include "inputs/number_text.h"
+#include "reports/number_text.h"
 #include "reports/explain_report.h"
 #include "reports/report.h"
 

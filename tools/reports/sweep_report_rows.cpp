@@ -3,7 +3,7 @@
 #include <iterator>
 #include <set>
 
-#include "inputs/number_text.h"
+#include "reports/number_text.h"
 #include "reports/report.h"
 #include "reports/sweep_edit.h"
 #include "reports/sweep_report.h"
