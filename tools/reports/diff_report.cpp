@@ -137,15 +137,6 @@ std::string decisionJson(const Decision& d) {
     return json + ", \"explanation\": " + jsonString(d.explanation) + "}";
 }
 
-std::string findingsSummary(const std::vector<LintFinding>& findings) {
-    size_t errors = 0;
-    for (const LintFinding& finding : findings)
-        errors += finding.severity == LintFinding::Severity::Error ? 1 : 0;
-    const size_t warnings = findings.size() - errors;
-    return std::to_string(errors) + (errors == 1 ? " error, " : " errors, ") +
-           std::to_string(warnings) + (warnings == 1 ? " warning" : " warnings");
-}
-
 void writeSideFindings(std::ostream& out, const char* label, const DiffSide& side) {
     if (side.configName.empty()) return;
     if (side.findings.empty()) {

@@ -25,6 +25,9 @@ struct ReportOptions {
     std::vector<LintFinding> configFindings;
 };
 
+// "1 error, 2 warnings": the tally of a configuration file's lint findings.
+std::string findingsSummary(const std::vector<LintFinding>& findings);
+
 // "FILE:LINE" of a matched row.
 std::string rowLocation(const MatchedRow& row);
 

@@ -95,15 +95,6 @@ void writeLog(std::ostream& out, const char* title, const std::vector<LogLine>& 
     if (!any) out << "    (nothing)\n";
 }
 
-std::string findingsSummary(const std::vector<LintFinding>& findings) {
-    size_t errors = 0;
-    for (const LintFinding& finding : findings)
-        errors += finding.severity == LintFinding::Severity::Error ? 1 : 0;
-    const size_t warnings = findings.size() - errors;
-    return std::to_string(errors) + (errors == 1 ? " error, " : " errors, ") +
-           std::to_string(warnings) + (warnings == 1 ? " warning" : " warnings");
-}
-
 void writeConfigFindings(std::ostream& out, const ReportOptions& options) {
     if (options.configName.empty()) return;
     // Said even when clean, so that a reader knows the file was checked before the sessions ran.
@@ -157,6 +148,15 @@ void writeSensorText(std::ostream& out, const Decision& d, const SensorTrace* tr
 }
 
 }  // namespace
+
+std::string findingsSummary(const std::vector<LintFinding>& findings) {
+    size_t errors = 0;
+    for (const LintFinding& finding : findings)
+        errors += finding.severity == LintFinding::Severity::Error ? 1 : 0;
+    const size_t warnings = findings.size() - errors;
+    return std::to_string(errors) + (errors == 1 ? " error, " : " errors, ") +
+           std::to_string(warnings) + (warnings == 1 ? " warning" : " warnings");
+}
 
 std::string rowLocation(const MatchedRow& row) { return row.file + ":" + std::to_string(row.line); }
 
