@@ -6,15 +6,42 @@
 
 namespace custsim {
 
+namespace {
+
+constexpr unsigned char kFirstPrintable = 0x20;
+constexpr unsigned char kFirstNonAscii = 0x80;
+
+// Where the run of bytes from `at` that JSON takes as they are (printable ASCII but the quote and
+// the backslash) ends.
+size_t plainAsciiRun(const std::string& text, size_t at) {
+    while (at < text.size()) {
+        const auto byte = static_cast<unsigned char>(text[at]);
+        if (byte < kFirstPrintable || byte >= kFirstNonAscii || byte == '"' || byte == '\\') break;
+        ++at;
+    }
+    return at;
+}
+
+}  // namespace
+
 // Text that is not UTF-8 (a file name in another encoding) cannot go into JSON as it is: each
 // byte outside a well-formed sequence is written as the four characters \xNN, the way a
 // terminal report shows it.
 std::string jsonString(const std::string& text) {
-    std::string out = "\"";
+    std::string out;
+    out.reserve(text.size() + 2);
+    out += '"';
     for (size_t i = 0; i < text.size();) {
+        // A run of printable ASCII that needs no escape goes in at once: most text is all of it.
+        const size_t plain = plainAsciiRun(text, i);
+        if (plain > i) {
+            out.append(text, i, plain - i);
+            i = plain;
+            continue;
+        }
         const char c = text[i];
         const auto byte = static_cast<unsigned char>(c);
-        if (byte >= 0x80) {
+        if (byte >= kFirstNonAscii) {
             uint32_t codePoint = 0;
             const size_t length = decodeUtf8(text, i, codePoint);
             if (length == 0) {
@@ -46,7 +73,7 @@ std::string jsonString(const std::string& text) {
                 out += "\\t";
                 break;
             default:
-                if (byte < 0x20) {
+                if (byte < kFirstPrintable) {
                     char escaped[8];
                     std::snprintf(escaped, sizeof(escaped), "\\u%04x", byte);
                     out += escaped;

@@ -38,8 +38,9 @@ bool isNumber(std::string_view text) {
 // such text from an input (an application, a sensor name, a locale) is written with a leading
 // apostrophe, which spreadsheets show as text. A number ("-5") stays a number.
 bool readAsFormula(std::string_view text) {
-    if (text.empty() || isNumber(text)) return false;
-    return std::string_view("=+-@\t\r").find(text[0]) != std::string_view::npos;
+    if (text.empty() || std::string_view("=+-@\t\r").find(text[0]) == std::string_view::npos)
+        return false;
+    return !isNumber(text);
 }
 
 // A CSV field: neutralised when a spreadsheet would run it, and quoted when it holds a separator,
@@ -51,11 +52,16 @@ void appendCsvField(std::string& out, std::string_view cell) {
         out += text;
         return;
     }
+    // Quoted, each quote doubled: the text between quotes goes in at once.
     out += '"';
-    for (const char c : text) {
-        out += c;
-        if (c == '"') out += '"';
+    size_t from = 0;
+    for (size_t quote = text.find('"'); quote != std::string_view::npos;
+         quote = text.find('"', from)) {
+        out.append(text.substr(from, quote + 1 - from));
+        out += '"';
+        from = quote + 1;
     }
+    out.append(text.substr(from));
     out += '"';
 }
 
