@@ -30,7 +30,7 @@ constexpr char kTag[] = "CustSettingPolicyLegacy";
 
 // Scenario numbers.
 using custpolicy::kNoScenario;
-constexpr unsigned int kScenarioCount = 256;
+constexpr unsigned int kScenarioCount = custpolicy::kMaxScenario + 1;
 // The table path never determines a device id; it prints this in its place.
 constexpr unsigned int kUnknownDevId = 0xFFFF;
 

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <utility>
 
+#include "custpolicy/cust_contract.h"
 #include "platform/PolicyTypes.h"
 #include "platform/SensorServices.h"
 #include "platform/ULogger.h"
@@ -18,12 +19,12 @@ namespace {
 constexpr uint32_t kMsgIdRrzo = 0x1001;
 constexpr uint32_t kMsgIdSensorSetting = 0x1005;
 // RRZO request codes.
-constexpr int32_t kRrzoStaticInfo = 0;
-constexpr int32_t kRrzoSensorSizes = 1;
+constexpr int32_t kRrzoStaticInfo = custpolicy::kRrzoEvalStaticInfo;
+constexpr int32_t kRrzoSensorSizes = custpolicy::kRrzoEvalSensorSizes;
 
 // Logger defaults after reset: everything passes, both destinations.
 constexpr int32_t kDefaultDetailsLevel = 5;
-constexpr uint32_t kDefaultDetailsMask = 0x101000;
+constexpr uint32_t kDefaultDetailsMask = custpolicy::kNormalDetailsMask;
 constexpr uint32_t kDefaultLogMode = 0x3;
 
 std::vector<uint8_t> copyBytes(const void* p, size_t size) {

@@ -21,8 +21,9 @@ constexpr uint32_t kMsgIdSensorSetting = 0x1005;  // request carries a CustSetti
 // CustSettingEvalRequest::evalType of the sensor-setting evaluation. The reply's pData addresses
 // one int32_t scenario id, preset to 0; the service writes the scenario, or kNoScenario.
 constexpr int32_t kEvalTypeSensorSetting = 1;
-// A scenario id meaning "no scenario"; 0..255 are valid sensor scenarios.
+// A scenario id meaning "no scenario"; 0..kMaxScenario are valid sensor scenarios.
 constexpr int32_t kNoScenario = -1;
+constexpr int32_t kMaxScenario = 255;
 
 // CustEvalRequest::evalType of the RRZO requests (message class kMsgIdRrzo).
 constexpr int32_t kRrzoEvalStaticInfo = 0;   // pParam: CustRrzoStaticInfo, nothing read back

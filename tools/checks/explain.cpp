@@ -5,6 +5,7 @@
 #include <functional>
 
 #include "config_store.h"
+#include "custpolicy/cust_contract.h"
 #include "platform/ConfigStore.h"
 
 namespace custsim {
@@ -21,7 +22,7 @@ using custpolicy::kTableThirdCamSensorSettingMap;
 
 constexpr int32_t kWildcard = -1;
 constexpr int32_t kNoScenario = -1;
-constexpr int32_t kMaxValidScenario = 255;
+constexpr int32_t kMaxValidScenario = custpolicy::kMaxScenario;
 constexpr int32_t kUnknownTemperature = -1;
 
 // The groups every per-name table ends with, and the ones the library picks by itself.

@@ -85,7 +85,7 @@ const std::vector<TableRule>& tableRules() {
 }
 
 constexpr int32_t kWildcard = -1;
-constexpr int32_t kScenarioMax = 255;
+constexpr int32_t kScenarioMax = custpolicy::kMaxScenario;
 constexpr char kLocaleMode[] = "Mode";
 // Seamless codes the system-camera reader acts on, and the flag values they stand for.
 constexpr int32_t kSeamlessCode5 = 5;

@@ -4,6 +4,8 @@
 #include <limits>
 #include <tuple>
 
+#include "custpolicy/cust_contract.h"
+
 namespace custsim {
 
 namespace {
@@ -12,7 +14,7 @@ constexpr int64_t kInt32Max = std::numeric_limits<int32_t>::max();
 constexpr int64_t kInt64Min = std::numeric_limits<int64_t>::min();
 constexpr int64_t kInt64Max = std::numeric_limits<int64_t>::max();
 // Scenario ids a sensor can have; the library treats 0..255 as valid.
-constexpr int64_t kScenarioMax = 255;
+constexpr int64_t kScenarioMax = custpolicy::kMaxScenario;
 
 std::string directoryOf(const std::string& path) {
     const size_t slash = path.find_last_of('/');

@@ -4,6 +4,8 @@
 #include <limits>
 #include <utility>
 
+#include "custpolicy/cust_contract.h"
+
 namespace custsim {
 
 namespace {
@@ -22,7 +24,7 @@ constexpr int32_t kFormatY8 = 0x20203859;
 constexpr int32_t kFormatYv12 = 0x32315659;
 
 // Scenario ids an expectation can name; the library treats 0..255 as valid.
-constexpr uint64_t kScenarioMax = 255;
+constexpr uint64_t kScenarioMax = custpolicy::kMaxScenario;
 
 // Gralloc usage bits and stream use cases.
 constexpr uint64_t kUsageHwVideoEncoder = 0x10000;
