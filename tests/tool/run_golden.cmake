@@ -4,15 +4,24 @@
 #   GOLDEN         the golden file: stdout, then stderr after a "[stderr]" line when there is any
 #   EXPECTED_EXIT  the exit code the run must end with
 #   WORK_DIR       where the actual output of a failed comparison is left
+#   PAGE           optional: a file the run writes (given in ARGS too); its text follows the
+#                  output after a "[page]" line, and it is removed first so a stale one never passes
 # With the environment variable CUSTPOLICY_UPDATE_GOLDENS set, the golden file is rewritten
 # instead (the exit code is still checked).
 string(REPLACE "|" ";" args "${ARGS}")
+if(DEFINED PAGE)
+  file(REMOVE "${PAGE}")
+endif()
 execute_process(COMMAND ${TOOL} ${args}
   OUTPUT_VARIABLE out ERROR_VARIABLE err RESULT_VARIABLE exit_code)
 
 set(actual "${out}")
 if(NOT err STREQUAL "")
   string(APPEND actual "[stderr]\n${err}")
+endif()
+if(DEFINED PAGE)
+  file(READ "${PAGE}" page)
+  string(APPEND actual "[page]\n${page}")
 endif()
 # Source lines in the error tails of log messages move with every edit of the library.
 string(REGEX REPLACE "\\{#[0-9]+:" "{#LINE:" actual "${actual}")
