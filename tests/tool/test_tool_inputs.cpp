@@ -94,6 +94,14 @@ const InputCase kInputCases[] = {
      "description = \"x\"\n[app]\nsystem = true\n[[stream]]\nid = 3\nformat = 0x22\nsize = [1, 1]\n"
      "[[stream]]\nid = 3\nformat = 0x22\nsize = [1, 1]\n",
      "/session.toml:9:6: stream[1].id: stream id 3 is given twice"},
+    {"a one-byte entry holds values up to 255", nullptr,
+     "description = \"x\"\n[app]\nsystem = true\n[[session_params.entry]]\ntag = 1\n"
+     "type = \"uint8\"\nvalues = [255, 256]\n[[stream]]\nformat = 0x22\nsize = [1, 1]\n",
+     "/session.toml:7:16: session_params.entry[0].values[1]: value 256 out of range 0 .. 255"},
+    {"an expected scenario is one value or \"none\", never a list", nullptr,
+     "description = \"x\"\n[app]\nsystem = true\n[[stream]]\nformat = 0x22\nsize = [1, 1]\n"
+     "[[expect]]\nsensor = 0\nscenario = [\"none\"]\n",
+     "/session.toml:9:12: expect[0].scenario: expected an integer or a name, got array"},
 };
 
 TEST(ToolInputs, MalformedInputsAreRefusedWithFileLineAndKeyPath) {

@@ -11,7 +11,8 @@ namespace {
 struct LintCase {
     const char* why;
     const char* config;
-    const char* finding;  // expected "line: severity: where: message" start; "" for none
+    const char* finding;  // expected "line: severity: where: message" start ("\n": the whole
+                          // line); "" for none
 };
 
 // Each seeded fault is reported at its line (among whatever else it causes); a clean table
@@ -64,6 +65,13 @@ const LintCase kLintCases[] = {
     {"a misspelt table name", "[CommonSensorSetingMap]\nMode[0] = 1, 0, 3\n",
      "1: error: [CommonSensorSetingMap]: unknown table: no policy reads it (did you mean "
      "\"CommonSensorSettingMap\"?)"},
+    {"a misspelling as far as a suggestion goes, on the longest name",
+     "[ThirdCamSensorSettingMapByActivityXXXX]\nMode[0] = 1, 0, 3\n",
+     "1: error: [ThirdCamSensorSettingMapByActivityXXXX]: unknown table: no policy reads it (did "
+     "you mean \"ThirdCamSensorSettingMapByActivity\"?)"},
+    {"a name too far from any table gets no suggestion",
+     "[SensorSettingMap]\nMode[0] = 1, 0, 3\n",
+     "1: error: [SensorSettingMap]: unknown table: no policy reads it\n"},
     {"a gap in the row keys", "[CommonSensorSettingMap]\nMode[0] = 1, 0, 3\nMode[2] = 0, 0, 1\n",
      "3: error: [CommonSensorSettingMap] Mode[1]: row is missing: its read fails, which ends the "
      "lookup"},
@@ -72,7 +80,8 @@ const LintCase kLintCases[] = {
      "1836\n",
      "3: error: [CameraCustomSensorSize] AllCamApp[01]: row key is never read"},
     {"a group without row 0 is ignored",
-     "[ThirdCamSensorSettingMapByActivity]\nact[1] = -1, 2, 1, 0, -1, -1, 1280, 0, 0\n",
+     "[ThirdCamSensorSettingMapByActivity]\nact[1] = -1, 2, 1, 0, -1, -1, 1280, 0, 0\n"
+     "act[2] = -1, 2, 1, 0, -1, -1, 1280, 0, 0\n",
      "2: error: [ThirdCamSensorSettingMapByActivity] act[0]: there is no row 0, whose width the "
      "reader checks first: the whole group is ignored"},
     {"entries outside locale Mode in a Mode table",
@@ -94,7 +103,7 @@ TEST(ToolLint, SeededFaultsAreReportedAtTheirLine) {
         bool found = false;
         for (const custsim::LintFinding& finding : result.findings) {
             const std::string text = custsim::formatFinding("t.config", finding);
-            found = found || text.rfind(std::string("t.config:") + c.finding, 0) == 0;
+            found = found || (text + "\n").rfind(std::string("t.config:") + c.finding, 0) == 0;
             all += text + "\n";
         }
         EXPECT_TRUE(found) << all;

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "runner/runner.h"
 #include "tool_test_support.h"
 
 namespace {
@@ -105,6 +106,8 @@ TEST(ToolSimulate, RrzoRequestTwoFollowsTheSensorAndTheTarget) {
          "\"size\": [4000, 3000]}"},
         {"the RRZO line limit narrows further", "rrzo_max_width = 1000", "[4000, 3000]", "",
          "\"size\": [1000, 750]}"},
+        {"a line limit the output already meets narrows nothing", "rrzo_max_width = 4000",
+         "[4000, 3000]", "", "answered 4000x3000: sensor output 4000x3000, sensor aspect ratio kept"},
         {"odd sides are rounded down to even", "rrzo_max_width = 1001", "[4000, 3000]", "",
          "\"size\": [1000, 750]}"},
         {"a scripted size is taken as it stands", "rrzo_size = [1234, 567]", "[1920, 1080]", "",
@@ -125,6 +128,51 @@ TEST(ToolSimulate, RrzoRequestTwoFollowsTheSensorAndTheTarget) {
             << tool.stderrText;
         EXPECT_NE(tool.stdoutText.find(c.expected), std::string::npos) << tool.stdoutText;
     }
+}
+
+// The HAL's default request: the largest stream, fitted into the sensor output with its ratio
+// kept and even sides; a size with a side of zero or less is passed on as it stands.
+TEST(ToolSimulate, DefaultRrzoRequestFitsTheStreamIntoTheSensor) {
+    constexpr int32_t kHuge = 2147483647;
+    const struct {
+        MSize stream, sensor, expected;
+    } cases[] = {
+        {{1920, 1080}, {4000, 3000}, {1920, 1080}},  // fits
+        {{4000, 3000}, {4000, 3000}, {4000, 3000}},  // exactly
+        {{4000, 2250}, {2000, 1500}, {2000, 1124}},  // wider: the width is the limit
+        {{1000, 3000}, {2000, 1500}, {500, 1500}},   // taller: the height is the limit
+        {{2100, 1000}, {2000, 1500}, {2000, 952}},   // one side over
+        {{kHuge, kHuge}, {4000, 3000}, {3000, 3000}},
+        {{1920, 1080}, {1, 1}, {0, 0}},  // nothing even fits a one-pixel output
+        {{4000, 3000}, {0, 0}, {4000, 3000}},
+        {{4000, 3000}, {0, 1500}, {4000, 3000}},
+        {{4000, 3000}, {2000, 0}, {4000, 3000}},
+        {{0, 4000}, {2000, 1500}, {0, 4000}},
+        {{5000, 0}, {2000, 1500}, {5000, 0}},
+    };
+    for (const auto& c : cases) {
+        const MSize request = custsim::defaultRrzoRequest(c.stream, c.sensor);
+        EXPECT_EQ(std::make_pair(request.w, request.h), std::make_pair(c.expected.w, c.expected.h))
+            << c.stream.w << "x" << c.stream.h << " into " << c.sensor.w << "x" << c.sensor.h;
+    }
+}
+
+// --strict fails a run whose configuration is clean when a session only warns; without it the
+// same run passes.
+TEST(ToolSimulate, StrictFailsOnAWarningAlone) {
+    ToolRun tool;
+    const std::string config = tool.write(
+        "clean.config", "[ThirdCamSensorSettingMap]\nAllCamApp[0] = 0, 1, 0, 500, 1920, 3840, 0, 2\n");
+    const std::string truth = CUSTPOLICY_SOURCE_DIR "/tests/tool/data/truth/";
+    const std::vector<std::string> run = {"--config", config, truth + "device.toml",
+                                          truth + "sessions/3-60fps.toml"};
+    std::vector<std::string> strict = {"simulate", "--strict"};
+    strict.insert(strict.end(), run.begin(), run.end());
+    EXPECT_EQ(tool.run(strict), custsim::kExitStrict) << tool.stdoutText;
+    EXPECT_NE(tool.stdoutText.find("checked, no findings"), std::string::npos);
+    EXPECT_NE(tool.stdoutText.find("warning       fps-below-request"), std::string::npos);
+    strict.erase(strict.begin() + 1);
+    EXPECT_EQ(tool.run(strict), kExitOk) << tool.stderrText;
 }
 
 TEST(ToolSimulate, NoDecisionRunsTheRrzoOnTheHalFallbackScenario) {

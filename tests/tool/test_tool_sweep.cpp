@@ -1,11 +1,20 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cstring>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "commands/commands.h"
+#include "inputs/sweep_file.h"
 #include "reports/sweep_changes.h"
+#include "runner/sweep_runner.h"
 #include "tool_test_support.h"
 
 namespace {
@@ -95,6 +104,12 @@ TEST(ToolSweep, RefusesBadSweepsBeforeRunning) {
          {},
          2,
          "axes.stream_size[1]: expected a [width, height] pair, the name of a set"},
+        {"a number where a size goes",
+         base + "[axes]\nstream_size = [[640, 480], 5]\n",
+         {},
+         2,
+         "axes.stream_size[1]: expected a [width, height] pair, the name of a set (16:9, 4:3, "
+         "common, sensor) or a {from, to, step, ratio} range, got integer"},
         {"a size range without its ratio",
          base + "[axes]\nstream_size = {from = 640, to = 1280, step = 64}\n",
          {},
@@ -152,6 +167,12 @@ TEST(ToolSweep, RefusesBadSweepsBeforeRunning) {
          2,
          "sweep.toml:4:10: session.app.system: expected true or false, got integer"},
         {"not TOML", "[axes\n", {}, 2, "sweep.toml:1:"},
+        {"the cap raised to its ceiling is still a cap",
+         base + "[axes]\ntemperature = {from = 0, to = 100000}\nhdr_mode = {from = 0, to = 1000}\n",
+         {"--max-points", "100000000"},
+         2,
+         "axes: the axes give 1001 hdr_mode x 100001 temperature points, more than the cap of "
+         "100000000"},
         {"no workers",
          base + "[axes]\ntemperature = [30]\n",
          {"--jobs", "0"},
@@ -298,6 +319,147 @@ TEST(ToolSweep, ChangeListGroupsByPlace) {
         }
         EXPECT_EQ(entries, c.expected);
     }
+}
+
+// An output whose part of a point is the first sensor's decision in words, padded to `padding`
+// bytes so that a few points fill a pipe; it takes back only what it made. With `paced`, making
+// and taking a part each take a while, so that both ends of a pipe wait on the other.
+class SummaryOutput : public custsim::SweepOutput {
+public:
+    explicit SummaryOutput(size_t padding, bool paced = false) : mPadding(padding), mPaced(paced) {}
+    void encode(const custsim::SweepPoint& point, std::string& bytes) const override {
+        pace();
+        std::string part = custsim::decisionSummary(point.sensors.at(0)) + "\n";
+        part.resize(std::max(part.size(), mPadding), '.');
+        bytes += part;
+    }
+    bool write(uint64_t, std::string_view bytes) override {
+        pace();
+        const size_t end = bytes.find('\n');
+        if (end == std::string_view::npos) return false;
+        if (bytes.find_first_not_of('.', end + 1) != std::string_view::npos) return false;
+        text += bytes.substr(0, end + 1);
+        return true;
+    }
+    void finish() override {}
+    std::string text;
+
+private:
+    void pace() const {
+        if (mPaced) usleep(kPaceMicroseconds);
+    }
+    static constexpr useconds_t kPaceMicroseconds = 300;
+    size_t mPadding;
+    bool mPaced;
+};
+
+// A record made for a point reaches each output whole; one of another point, cut short, with
+// bytes past its last part or with a part its output refuses is refused.
+TEST(ToolSweep, RecordsArriveWholeOrAreRefused) {
+    SummaryOutput first(0), second(64);
+    const std::vector<custsim::SweepOutput*> outputs = {&first, &second};
+    custsim::SweepPoint point;
+    point.index = 7;
+    point.sensors.emplace_back();
+    std::string bytes;
+    custsim::encodeRecord(outputs, point, bytes);
+    uint64_t length = 0;
+    ASSERT_GT(bytes.size(), sizeof(length));
+    std::memcpy(&length, bytes.data(), sizeof(length));
+    const std::string record = bytes.substr(sizeof(length));
+    EXPECT_EQ(length, record.size());
+    ASSERT_TRUE(custsim::writeRecord(outputs, record, 7));
+    EXPECT_EQ(first.text, "no decision\n");
+    EXPECT_EQ(second.text, "no decision\n");
+
+    std::string refusedPart = record;
+    refusedPart.back() = 'x';
+    const struct {
+        const char* why;
+        std::string record;
+        uint64_t index;
+    } refused[] = {
+        {"of another point", record, 8},
+        {"cut short", record.substr(0, record.size() - 1), 7},
+        {"cut inside a length", record.substr(0, 2 * sizeof(length) + 3), 7},
+        {"bytes past the last part", record + ".", 7},
+        {"a part its output refuses", refusedPart, 7},
+        {"nothing", "", 7},
+    };
+    for (const auto& c : refused) EXPECT_FALSE(custsim::writeRecord(outputs, c.record, c.index)) << c.why;
+}
+
+// Interrupts the calling thread and its child processes with SIGUSR1, caught by a handler
+// installed without SA_RESTART, as long as it lives. The thread makes system calls only, so that
+// a fork never copies a lock it holds.
+class Interrupter {
+public:
+    Interrupter() : mTarget(pthread_self()) {
+        struct sigaction action {};
+        action.sa_handler = [](int) {};
+        sigemptyset(&action.sa_mask);
+        sigaction(SIGUSR1, &action, &mPrevious);
+        mThread = std::thread([this] { interrupt(); });
+    }
+    ~Interrupter() {
+        mRunning = false;
+        mThread.join();
+        sigaction(SIGUSR1, &mPrevious, nullptr);
+    }
+    Interrupter(const Interrupter&) = delete;
+    Interrupter& operator=(const Interrupter&) = delete;
+
+private:
+    void interrupt() {
+        char path[64];
+        std::snprintf(path, sizeof(path), "/proc/%d/task/%d/children", getpid(), getpid());
+        while (mRunning) {
+            pthread_kill(mTarget, SIGUSR1);
+            char children[4096];
+            const int fd = open(path, O_RDONLY | O_CLOEXEC);
+            const ssize_t n = fd >= 0 ? read(fd, children, sizeof(children) - 1) : -1;
+            if (fd >= 0) close(fd);
+            children[n > 0 ? n : 0] = '\0';
+            for (char* at = children; *at != '\0';) {
+                char* end = nullptr;
+                const long pid = std::strtol(at, &end, 10);
+                if (end == at) break;
+                kill(static_cast<pid_t>(pid), SIGUSR1);
+                at = end;
+            }
+            usleep(kPauseMicroseconds);
+        }
+    }
+
+    static constexpr useconds_t kPauseMicroseconds = 100;
+    pthread_t mTarget;
+    struct sigaction mPrevious {};
+    std::atomic<bool> mRunning{true};
+    std::thread mThread;
+};
+
+// Reads and writes of the workers' pipes that a signal interrupts are resumed: with signals
+// arriving all the time, three workers hand over the same points as one process alone.
+TEST(ToolSweep, InterruptedPipesLoseNoPoint) {
+    custsim::Diagnostics problems;
+    custsim::OpenDevice opened;
+    ASSERT_TRUE(custsim::openDevice(CUSTPOLICY_SOURCE_DIR "/examples/device/device.toml", "",
+                                    custsim::Findings::Skip, opened, problems));
+    const custsim::SweepSpec sweep = custsim::loadSweep(
+        CUSTPOLICY_SOURCE_DIR "/examples/sweeps/thermal.toml", opened.device(), 1000, problems);
+    ASSERT_TRUE(problems.empty()) << problems.front().message;
+    constexpr size_t kPadding = 16 * 1024;  // a pipe's capacity in four points
+    const auto run = [&](unsigned jobs) {
+        SummaryOutput output(kPadding, true);
+        std::string error;
+        EXPECT_TRUE(custsim::runSweep(*opened.host, sweep, jobs, {&output}, [](uint64_t) {}, error))
+            << error;
+        return output.text;
+    };
+    const std::string alone = run(1);
+    ASSERT_EQ(std::count(alone.begin(), alone.end(), '\n'), static_cast<long>(sweep.points));
+    const Interrupter interrupter;
+    EXPECT_EQ(run(3), alone);
 }
 
 }  // namespace

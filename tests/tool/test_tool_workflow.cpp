@@ -39,6 +39,30 @@ TEST(ToolWorkflow, RecordReplacesOnlyTheExpectTables) {
     }
 }
 
+// Whatever a table or row name holds (quotes, backslashes, control characters, a header on a line
+// of its own, text past ASCII), the recorded expectation reads back as the same string.
+TEST(ToolWorkflow, RecordedNamesReadBackUnchanged) {
+    const std::string names[] = {"Mode[1]", "a \"quoted\" \\ name\\", "line\nbreak\r\t\x01\x7f",
+                                 "\n[[expect]]\nsensor = 0", "caf\xc3\xa9 \xe2\x80\xae"};
+    ToolRun tool;
+    custsim::Diagnostics problems;
+    const custsim::DeviceProfile device =
+        custsim::loadDeviceProfile(tool.write("device.toml", kMinimalDevice), problems);
+    for (const std::string& name : names) {
+        SCOPED_TRACE(name);
+        custsim::Expectation written;
+        written.table = custsim::Expected<std::string>{name, 0};
+        written.key = custsim::Expected<std::string>{name + "[0]", 0};
+        const custsim::SessionSpec session = custsim::loadSessionText(
+            std::string(kMinimalSession) + custsim::expectTablesText({written}), "s.toml", device,
+            problems);
+        ASSERT_TRUE(problems.empty()) << problems.front().message;
+        ASSERT_EQ(session.expectations.size(), 1u);
+        EXPECT_EQ(session.expectations[0].table->value, name);
+        EXPECT_EQ(session.expectations[0].key->value, name + "[0]");
+    }
+}
+
 TEST(ToolWorkflow, RecordedExpectationsPassAndKeepTheFile) {
     ToolRun tool;
     const std::string device = tool.write("device.toml", kMinimalDevice);

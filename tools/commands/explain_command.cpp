@@ -118,6 +118,7 @@ ExplainedSensor explainSensor(const SessionSpec& session, const DeviceProfile& d
     explained.decided = !decision.halFallback();
     if (decision.chosen()) explained.scenario = static_cast<int32_t>(decision.record.sensorMode);
     if (explained.decided && decision.namedScenario) explained.scenario = decision.namedScenario;
+    explained.filled = decision.result != DecisionResult::NamedNotFilled;
     explained.decidedBy = decision.explanation;
     // The feature chip's matching (the new policy, or the normal path) logs its selection inputs
     // first; the notes then give the service's answer and its reasoning.

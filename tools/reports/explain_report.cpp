@@ -189,6 +189,7 @@ void writeSensorJson(std::ostream& out, const ExplainedSensor& sensor, const std
         << in << "\"decided\": " << (sensor.decided ? "true" : "false") << ",\n"
         << in << "\"scenario\": "
         << (sensor.scenario ? std::to_string(*sensor.scenario) : std::string("null")) << ",\n"
+        << in << "\"filled\": " << (sensor.filled ? "true" : "false") << ",\n"
         << in << "\"decided_by\": " << jsonString(sensor.decidedBy) << ",\n"
         << in << "\"notes\": " << jsonStringList(sensor.serviceNotes) << ",\n";
     writeNearMissesJson(out, trace, file, in);
@@ -280,6 +281,7 @@ void writeExplainText(std::ostream& out, const ExplainDocument& document) {
             out << "no decision";
         } else {
             out << "scenario " << (sensor.scenario ? std::to_string(*sensor.scenario) : "?");
+            if (!sensor.filled) out << " named, not filled";
         }
         if (!sensor.decidedBy.empty()) out << ", by " << sentence(sensor.decidedBy);
         out << '\n';

@@ -17,6 +17,9 @@ struct ExplainedSensor {
     std::string sensorName;
     bool decided = false;
     std::optional<int32_t> scenario;  // the scenario named, when the call decided
+    // False when the scenario named is no mode of the sensor: the call answered true, but the
+    // SensorSetting was left as it was, as every other command reports it.
+    bool filled = true;
     std::string decidedBy;            // the row or message that decided; "" for none
     // What the simulated services were asked and answered (the feature chip's selection inputs
     // and reasoning, the capability manager), in call order.

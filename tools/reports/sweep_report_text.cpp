@@ -104,9 +104,10 @@ private:
         }
         mOut << "  changes along " << terminalText(along.name) << ":\n";
         for (size_t i = 0; i < places.size() && i < kMaxChangesShown; ++i) writePlace(places[i]);
-        if (places.size() > kMaxChangesShown)
-            mOut << "    ... and " << places.size() - kMaxChangesShown
-                 << " more places (see --csv)\n";
+        if (places.size() <= kMaxChangesShown) return;
+        const size_t more = places.size() - kMaxChangesShown;
+        mOut << "    ... and " << more << (more == 1 ? " more place" : " more places")
+             << " (see --csv)\n";
     }
 
     // "44 -> 45: scenario 2 -> scenario 0 at app socialcam video call"; a place with several

@@ -86,8 +86,8 @@ MSize largerOf(MSize current, MSize candidate) {
     return b > a ? candidate : current;
 }
 
-// The RRZO size the HAL asks for by default: the largest stream, shrunk to fit the sensor output
-// when it is larger (keeping its aspect ratio, sides even), since the RRZO never upscales.
+}  // namespace
+
 MSize defaultRrzoRequest(MSize stream, MSize sensor) {
     if (sensor.w <= 0 || sensor.h <= 0 || stream.w <= 0 || stream.h <= 0) return stream;
     if (stream.w <= sensor.w && stream.h <= sensor.h) return stream;
@@ -102,6 +102,8 @@ MSize defaultRrzoRequest(MSize stream, MSize sensor) {
     fitted.h &= ~1;
     return fitted;
 }
+
+namespace {
 
 // The engineering flow of the HAL asks the legacy policy's MIPI traversal directly; the call is
 // made only when the legacy policy provides it.

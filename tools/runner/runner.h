@@ -22,6 +22,11 @@
 // selectSensorSetting first, then per sensor calculateTargetSize and selectTargetSize.
 namespace custsim {
 
+// The RRZO size the HAL asks for by default: the largest stream, shrunk to fit the sensor output
+// when it is larger (keeping its aspect ratio, sides even), since the RRZO never upscales. A side
+// of zero or less on either size leaves the stream's size as it is.
+MSize defaultRrzoRequest(MSize stream, MSize sensor);
+
 using mcam::core::device::policy::SensorSetting;
 
 // One session's run: a Decision per sensor, in the order the session runs them, and their traces

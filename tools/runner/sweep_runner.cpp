@@ -87,7 +87,8 @@ private:
     bool mBad = false;
 };
 
-// A worker's record of one point: the point's index, then what each output made of it.
+}  // namespace
+
 void encodeRecord(const std::vector<SweepOutput*>& outputs, const SweepPoint& point,
                   std::string& bytes) {
     Encoder out(bytes);
@@ -101,7 +102,6 @@ void encodeRecord(const std::vector<SweepOutput*>& outputs, const SweepPoint& po
     out.fillLength(record);
 }
 
-// Hands a record's parts to the outputs; false when the record is garbled or of another point.
 bool writeRecord(const std::vector<SweepOutput*>& outputs, std::string_view record,
                  uint64_t expected) {
     Decoder in(record);
@@ -112,6 +112,8 @@ bool writeRecord(const std::vector<SweepOutput*>& outputs, std::string_view reco
     }
     return in.ok();
 }
+
+namespace {
 
 bool writeAll(int fd, const std::string& bytes) {
     size_t done = 0;

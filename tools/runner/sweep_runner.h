@@ -62,6 +62,15 @@ public:
 void encodePoint(const SweepPoint& point, std::string& bytes);
 bool decodePoint(std::string_view bytes, SweepPoint& point);
 
+// The records that carry points from the workers to the parent. A worker's record of one point:
+// its length, the point's index, then each output's part, each with its length.
+void encodeRecord(const std::vector<SweepOutput*>& outputs, const SweepPoint& point,
+                  std::string& bytes);
+// Hands a record (without its own length) to the outputs; false when it is garbled, carries
+// bytes past its last part or is of another point than `expected`.
+bool writeRecord(const std::vector<SweepOutput*>& outputs, std::string_view record,
+                 uint64_t expected);
+
 // Told the number of points written so far, after each point.
 using SweepProgress = std::function<void(uint64_t done)>;
 
