@@ -145,6 +145,9 @@ TEST(ToolWorkflow, RecordChangesOnlyWhatItMust) {
          "rrzo_size = [\r\n  1, 1]  # multi\r\n",
          "\r\n[[expect]]\r\nsensor = 1  # front\r\nscenario = 1   # was\r\n# no fps\r\n"
          "rrzo_size = [1920, 1080]  # multi\r\n"},
+        {"a value in triple quotes is replaced whole, up to its comment",
+         "\n[[expect]]\nsensor = 1\nscenario = '''none''' # was\n",
+         "\n[[expect]]\nsensor = 1\nscenario = 1 # was\n"},
         {"a key the run has no value for loses its line",
          "\n[[expect]]\nsensor = 0\nfps = 30 # gone\nscenario = \"none\"\n",
          "\n[[expect]]\nsensor = 0\nscenario = \"none\"\n"},
