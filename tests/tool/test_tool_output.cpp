@@ -1,11 +1,13 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
@@ -244,6 +246,33 @@ TEST(ToolOutput, TwoWritersNeverMixTheirTexts) {
     const std::string result = readAll(target);
     EXPECT_TRUE(result == first || result == second);
     EXPECT_EQ(entries(scratch.dir), std::vector<std::string>{"page.html"});
+}
+
+// A check --record that finds its folder locked by another waits for it, and then records.
+TEST(ToolOutput, RecordWaitsForTheFolderLock) {
+    ToolRun tool;
+    const std::string device = tool.write("device.toml", kMinimalDevice);
+    const std::string session = tool.write("s.toml", kMinimalSession);
+    const int held = open(tool.path("").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(flock(held, LOCK_EX), 0);
+    int code = -1;
+    std::thread recorder([&] { code = tool.run({"check", "--record", device, session}); });
+    // The kernel lists a process that waits for a lock with "->" in /proc/locks.
+    constexpr int kPolls = 1000;
+    constexpr auto kPoll = std::chrono::milliseconds(10);
+    bool waiting = false;
+    for (int i = 0; i < kPolls && !waiting; ++i) {
+        std::this_thread::sleep_for(kPoll);
+        waiting = readAll("/proc/locks").find("-> FLOCK") != std::string::npos;
+    }
+    close(held);
+    recorder.join();
+    EXPECT_TRUE(waiting);
+    EXPECT_EQ(code, custsim::kExitOk) << tool.stderrText;
+    EXPECT_NE(tool.stderrText.find("another check --record is writing there; waiting"),
+              std::string::npos)
+        << tool.stderrText;
+    EXPECT_NE(readAll(session).find("[[expect]]"), std::string::npos);
 }
 
 struct EscapeCase {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <fstream>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -104,12 +105,12 @@ TEST(ToolSweep, RefusesBadSweepsBeforeRunning) {
          {},
          2,
          "axes.stream_size[1]: expected a [width, height] pair, the name of a set"},
-        {"a number where a size goes",
-         base + "[axes]\nstream_size = [[640, 480], 5]\n",
+        {"a number where a size goes is the one error",
+         base + "[axes]\nstream_size = [5]\n",
          {},
          2,
-         "axes.stream_size[1]: expected a [width, height] pair, the name of a set (16:9, 4:3, "
-         "common, sensor) or a {from, to, step, ratio} range, got integer"},
+         "axes.stream_size[0]: expected a [width, height] pair, the name of a set (16:9, 4:3, "
+         "common, sensor) or a {from, to, step, ratio} range, got integer\ncustpolicy: 1 problem"},
         {"a size range without its ratio",
          base + "[axes]\nstream_size = {from = 640, to = 1280, step = 64}\n",
          {},
@@ -201,6 +202,22 @@ TEST(ToolSweep, RefusesBadSweepsBeforeRunning) {
         EXPECT_NE(tool.stderrText.find(c.error), std::string::npos) << tool.stderrText;
         EXPECT_EQ(tool.stdoutText, "");
     }
+}
+
+// The page never replaces an input, however its path is spelt.
+TEST(ToolSweep, ThePageIsNeverAnInput) {
+    ToolRun tool;
+    const std::string text = std::string(kBase) + "[axes]\nhdr_mode = [0]\n";
+    const std::string sweep = tool.write("sweep.toml", text);
+    EXPECT_EQ(tool.run({"sweep", "--html", tool.path("./sweep.toml"),
+                        tool.write("device.toml", kMinimalDevice), sweep}),
+              kExitInputError);
+    EXPECT_NE(tool.stderrText.find("is the input " + sweep + "; name another file"),
+              std::string::npos)
+        << tool.stderrText;
+    std::ostringstream after;
+    after << std::ifstream(sweep).rdbuf();
+    EXPECT_EQ(after.str(), text);
 }
 
 struct SizeFormCase {
