@@ -12,7 +12,8 @@ string(REPLACE "|" ";" args "${ARGS}")
 if(DEFINED PAGE)
   file(REMOVE "${PAGE}")
 endif()
-execute_process(COMMAND ${TOOL} ${args}
+# A run that hangs (a fault in a loop) is ended and fails rather than holding the suite.
+execute_process(COMMAND ${TOOL} ${args} TIMEOUT 120
   OUTPUT_VARIABLE out ERROR_VARIABLE err RESULT_VARIABLE exit_code)
 
 set(actual "${out}")
